@@ -1,0 +1,22 @@
+# cmake -DROOTS="dir1|dir2" -P QorCheckBridgeIncludes.cmake
+# Fails when a source or header under the given folders includes a Fast DDS, Fast RTPS or MuJoCo
+# header, directly or by a path that names them.
+string(REPLACE "|" ";" roots "${ROOTS}")
+set(offenders "")
+foreach(root IN LISTS roots)
+  file(GLOB_RECURSE files "${root}/*.h" "${root}/*.hpp" "${root}/*.cpp")
+  foreach(file IN LISTS files)
+    file(STRINGS "${file}" includes REGEX "^[ \t]*#[ \t]*include")
+    foreach(line IN LISTS includes)
+      string(TOLOWER "${line}" lowered)
+      if(lowered MATCHES "fastdds|fastrtps|fastcdr|mujoco|mjmodel|mjdata")
+        list(APPEND offenders "${file}: ${line}")
+      endif()
+    endforeach()
+  endforeach()
+endforeach()
+if(offenders)
+  list(JOIN offenders "\n  " text)
+  message(FATAL_ERROR "the bridge includes middleware or physics headers:\n  ${text}")
+endif()
+message(STATUS "no middleware or physics header included")

@@ -1,0 +1,161 @@
+#pragma once
+
+// The field lists of the message records.
+//
+// Every record has exactly one list of its fields, written next to the record as a specialisation
+// of MessageDescription. The wire codec, the size computation, the memory release and the tests
+// all walk that list; none of them names a record's members by hand.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace qorROS2 {
+
+/// One field of a message record: its ROS 2 name and the record member that holds it.
+template <typename Record, typename Member>
+struct Field {
+    using RecordType = Record;
+    using MemberType = Member;
+
+    const char* name;        ///< the ROS 2 field name, as in the message definition
+    Member Record::*member;  ///< where the field lives in the record
+    const char* rosElement;  ///< the ROS 2 element type when the C++ type cannot tell it ("byte")
+};
+
+/// Builds a Field; `rosElement` is only needed where two ROS 2 types share one C++ type.
+template <typename Record, typename Member>
+constexpr Field<Record, Member> makeField(const char* name, Member Record::*member,
+                                          const char* rosElement = nullptr) {
+    return Field<Record, Member>{name, member, rosElement};
+}
+
+/// Specialised for every record with `package` (the ROS 2 package, "sensor_msgs"), `name` (the
+/// ROS 2 message name, "JointState") and `fields` (a tuple of Field, in definition order).
+template <typename Record>
+struct MessageDescription;
+
+/// True for the types that have a field list: the message records and the records nested in them.
+template <typename T, typename = void>
+struct IsMessageRecord : std::false_type {};
+template <typename T>
+struct IsMessageRecord<T, std::void_t<decltype(MessageDescription<T>::fields)>> : std::true_type {};
+template <typename T>
+inline constexpr bool isMessageRecord = IsMessageRecord<T>::value;
+
+/// Calls `visit(field, member)` for every field of `record` in definition order. The member is
+/// passed as a const reference when `record` is const.
+template <typename Record, typename Visitor>
+constexpr void forEachField(Record& record, Visitor&& visit) {
+    std::apply([&](const auto&... field) { (visit(field, record.*(field.member)), ...); },
+               MessageDescription<std::remove_const_t<Record>>::fields);
+}
+
+/// Calls `visit(field)` for every field of the record type, without an instance.
+template <typename Record, typename Visitor>
+constexpr void forEachFieldOf(Visitor&& visit) {
+    std::apply([&](const auto&... field) { (visit(field), ...); },
+               MessageDescription<Record>::fields);
+}
+
+/// The number of fields in the record's list.
+template <typename Record>
+inline constexpr std::size_t fieldCount =
+    std::tuple_size_v<std::decay_t<decltype(MessageDescription<Record>::fields)>>;
+
+/// "sensor_msgs/msg/JointState": the name by which ROS 2 tools know the record's type.
+template <typename Record>
+std::string rosTypeName() {
+    return std::string(MessageDescription<Record>::package) + "/msg/" +
+           MessageDescription<Record>::name;
+}
+
+namespace detail {
+
+template <typename T>
+struct IsStdVector : std::false_type {};
+template <typename T, typename A>
+struct IsStdVector<std::vector<T, A>> : std::true_type {};
+
+template <typename T>
+struct IsStdArray : std::false_type {};
+template <typename T, std::size_t N>
+struct IsStdArray<std::array<T, N>> : std::true_type {};
+
+}  // namespace detail
+
+template <typename T>
+inline constexpr bool isSequence = detail::IsStdVector<T>::value;
+template <typename T>
+inline constexpr bool isFixedArray = detail::IsStdArray<T>::value;
+
+/// The ROS 2 name of a member type that is neither a sequence nor a fixed array: "float64",
+/// "string", "std_msgs/Header".
+template <typename T>
+std::string rosElementTypeName() {
+    if constexpr (isMessageRecord<T>) {
+        return std::string(MessageDescription<T>::package) + "/" + MessageDescription<T>::name;
+    } else if constexpr (std::is_same_v<T, bool>) {
+        return "bool";
+    } else if constexpr (std::is_same_v<T, char>) {
+        return "char";
+    } else if constexpr (std::is_same_v<T, std::string>) {
+        return "string";
+    } else if constexpr (std::is_same_v<T, float>) {
+        return "float32";
+    } else if constexpr (std::is_same_v<T, double>) {
+        return "float64";
+    } else {
+        static_assert(std::is_integral_v<T> && sizeof(T) <= 8, "no ROS 2 type for this member");
+        return std::string(std::is_signed_v<T> ? "int" : "uint") + std::to_string(8 * sizeof(T));
+    }
+}
+
+namespace detail {
+
+template <typename Element, typename Record, typename Member>
+std::string rosElementOfField(const Field<Record, Member>& field) {
+    return field.rosElement != nullptr ? std::string(field.rosElement)
+                                       : rosElementTypeName<Element>();
+}
+
+}  // namespace detail
+
+/// The ROS 2 type of a field as a message definition spells it: "float64[9]", "string[]",
+/// "byte[]", "std_msgs/Header".
+template <typename Record, typename Member>
+std::string rosFieldType(const Field<Record, Member>& field) {
+    if constexpr (isSequence<Member>) {
+        return detail::rosElementOfField<typename Member::value_type>(field) + "[]";
+    } else if constexpr (isFixedArray<Member>) {
+        return detail::rosElementOfField<typename Member::value_type>(field) + "[" +
+               std::to_string(std::tuple_size_v<Member>) + "]";
+    } else {
+        return detail::rosElementOfField<Member>(field);
+    }
+}
+
+}  // namespace qorROS2
+
+/// Names one field of `Record` (a type alias in the enclosing MessageDescription) for its list.
+#define QORROS2_FIELD(member) ::qorROS2::makeField(#member, &Record::member)
+
+/// As QORROS2_FIELD, for a field whose ROS 2 element type is `byte` (held as an unsigned 8-bit
+/// integer, like `uint8`, from which only the definition tells it apart).
+#define QORROS2_BYTE_FIELD(member) ::qorROS2::makeField(#member, &Record::member, "byte")
+
+/// Declares the field list of the record `Namespace::Name` of the ROS 2 package `Package`.
+/// Expands inside namespace qorROS2.
+#define QORROS2_DESCRIBE_MESSAGE(Namespace, Name, Package, ...)      \
+    template <>                                                      \
+    struct MessageDescription<Namespace::Name> {                     \
+        using Record = Namespace::Name;                              \
+        static constexpr const char* package = Package;              \
+        static constexpr const char* name = #Name;                   \
+        static constexpr auto fields = std::make_tuple(__VA_ARGS__); \
+    }

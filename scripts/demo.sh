@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Sets up a fresh machine, builds the project and runs its main program.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+"$root/scripts/setup.sh"
+
+cd "$root"
+cmake --preset default --log-level=WARNING
+cmake --build --preset default --target qor-ros2-example
+exec "$root/build/default/apps/example/qor-ros2-example" "$@"

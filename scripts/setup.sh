@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Installs everything that building and testing the project needs on a fresh machine: the Debian
+# packages, then the npm packages of the independent test peers (pinned by their lockfile).
+# Safe to run again; prints nothing when everything is already there.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+debian_packages=(
+  binutils          # nm, to check the library's exported symbols
+  ccache
+  cmake
+  g++
+  libbenchmark-dev
+  libgmock-dev
+  libgtest-dev
+  ninja-build
+  nodejs            # runs the independent message-definition and CDR peers
+)
+
+as_root() {
+  if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+missing=()
+for package in "${debian_packages[@]}"; do
+  status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+  [ "$status" = "install ok installed" ] || missing+=("$package")
+done
+command -v npm >/dev/null 2>&1 || missing+=(npm)
+
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "setup: installing ${missing[*]}"
+  as_root apt-get update -qq
+  as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+
+# The test peers live in their own folder, installed exactly as the lockfile says.
+peers="$root/tests/peers"
+lock_hash=$(sha256sum "$peers/package-lock.json" | cut -d' ' -f1)
+stamp="$peers/node_modules/.installed-lock-hash"
+if [ ! -f "$stamp" ] || [ "$(cat "$stamp")" != "$lock_hash" ]; then
+  echo "setup: installing the npm test peers"
+  (cd "$peers" && npm ci --no-audit --no-fund --loglevel=error >/dev/null)
+  echo "$lock_hash" > "$stamp"
+fi

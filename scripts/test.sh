@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Sets up a fresh machine, builds everything and runs the whole test suite.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+"$root/scripts/setup.sh"
+
+cd "$root"
+cmake --preset default --log-level=WARNING
+cmake --build --preset default
+ctest --preset default --parallel "$(nproc)"

@@ -1,0 +1,25 @@
+# Installs the build in BUILD_DIR into SCRATCH_DIR/prefix, configures and builds the consumer
+# project against it, runs the consumer and checks what it prints.
+file(REMOVE_RECURSE "${SCRATCH_DIR}")
+
+function(run_step what)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${what} failed (${result}):\n${out}\n${err}")
+  endif()
+  set(step_output "${out}" PARENT_SCOPE)
+endfunction()
+
+run_step("install" ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${SCRATCH_DIR}/prefix")
+run_step("configure consumer" ${CMAKE_COMMAND} -S "${CONSUMER_DIR}" -B "${SCRATCH_DIR}/build"
+  -G "${GENERATOR}" -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
+  -DCMAKE_PREFIX_PATH=${SCRATCH_DIR}/prefix)
+run_step("build consumer" ${CMAKE_COMMAND} --build "${SCRATCH_DIR}/build")
+run_step("run consumer" "${SCRATCH_DIR}/build/consumer")
+
+set(expected "stamp 12.500000000 names 0 capacity 0")
+string(STRIP "${step_output}" printed)
+if(NOT printed STREQUAL expected)
+  message(FATAL_ERROR "consumer printed '${printed}', expected '${expected}'")
+endif()
+message(STATUS "consumer printed: ${printed}")

@@ -1,0 +1,59 @@
+// Reads the dynamic symbol table of the built library: exactly the 89 instantiations of
+// freeContainerMemory are exported, besides the library's other public functions.
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "CommandOutput.h"
+#include "qorROS2/Messages.h"
+
+namespace {
+
+// The demangled names of the functions that the library exports from namespace qorROS2.
+std::set<std::string> exportedBridgeFunctions() {
+    const std::string table = qorTest::commandOutput(std::string("nm -D --defined-only -C \"") +
+                                                     QORROS2_LIBRARY_PATH + "\"");
+    std::set<std::string> names;
+    std::istringstream lines(table);
+    std::string line;
+    while (std::getline(lines, line)) {
+        // "<address> <kind> <demangled name>": T for a function, W for a template instantiation.
+        std::istringstream words(line);
+        std::string address;
+        std::string kind;
+        words >> address >> kind;
+        std::string name;
+        std::getline(words >> std::ws, name);
+        const bool isFunction = kind == "T" || kind == "W";
+        const bool isBridge =
+            name.rfind("qorROS2::", 0) == 0 || name.rfind("void qorROS2::", 0) == 0;
+        if (isFunction && isBridge) {
+            names.insert(name);
+        }
+    }
+    return names;
+}
+
+#define QORROS2_EXPECTED_SYMBOL(Namespace, Name)                                                 \
+    "void qorROS2::freeContainerMemory<qorROS2::" #Namespace "::" #Name ">(qorROS2::" #Namespace \
+    "::" #Name "&)",
+
+TEST(ExportedSymbols, AreExactlyTheMessageReleasesAndTheTimeConversions) {
+    std::set<std::string> expected = {QORROS2_FOR_EACH_MESSAGE(QORROS2_EXPECTED_SYMBOL)};
+    ASSERT_EQ(expected.size(), 89U);
+    expected.insert("qorROS2::toRosTime(double)");
+    expected.insert("qorROS2::toSensorStamp(double)");
+    EXPECT_EQ(exportedBridgeFunctions(), expected);
+}
+
+TEST(ExportedSymbols, NestedMultiArrayRecordsHaveNoReleaseOfTheirOwn) {
+    for (const std::string& name : exportedBridgeFunctions()) {
+        EXPECT_EQ(name.find("MultiArrayLayout>"), std::string::npos) << name;
+        EXPECT_EQ(name.find("MultiArrayDimension>"), std::string::npos) << name;
+    }
+}
+
+}  // namespace

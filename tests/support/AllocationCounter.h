@@ -1,0 +1,21 @@
+#pragma once
+
+// Counts the heap allocations of the whole test binary. Linking AllocationCounter.cpp into a test
+// executable replaces the global operator new and delete there, and only there.
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qorTest {
+
+/// What the replaced global operator new and delete have seen so far.
+struct AllocationCounts {
+    std::uint64_t allocations;    ///< calls to any operator new
+    std::uint64_t deallocations;  ///< calls to any operator delete with a non-null pointer
+    std::int64_t liveBytes;       ///< bytes allocated and not yet released
+};
+
+/// The counts at this moment.
+AllocationCounts allocationCounts() noexcept;
+
+}  // namespace qorTest
