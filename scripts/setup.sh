@@ -10,8 +10,12 @@ debian_packages=(
   binutils          # nm, to check the library's exported symbols
   ccache
   cmake
+  cyclonedds-dev    # an independent DDS for the live interoperability tests
+  cyclonedds-tools  # idlc, to generate that peer's types from IDL
   g++
+  iproute2          # network namespaces for the two-host discovery test
   libbenchmark-dev
+  libfastrtps-dev   # the DDS the transport is built on
   libgmock-dev
   libgtest-dev
   ninja-build
