@@ -9,7 +9,13 @@ function(qor_add_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
   qor_set_warnings(${name})
+  set(properties LABELS "${ARG_LABELS}")
+  if(ARG_ENVIRONMENT)
+    # Several variables form one property value: keep them together.
+    string(REPLACE ";" "\\;" environment "${ARG_ENVIRONMENT}")
+    list(APPEND properties ENVIRONMENT "${environment}")
+  endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS "${ARG_LABELS}" ENVIRONMENT "${ARG_ENVIRONMENT}" ${ARG_PROPERTIES})
+    PROPERTIES ${properties} ${ARG_PROPERTIES})
 endfunction()

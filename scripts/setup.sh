@@ -12,12 +12,15 @@ debian_packages=(
   cmake
   cyclonedds-dev    # an independent DDS for the live interoperability tests
   cyclonedds-tools  # idlc, to generate that peer's types from IDL
+  fastddsgen        # generates Fast CDR type support for the codec benchmark
   g++
   iproute2          # network namespaces for the two-host discovery test
   libbenchmark-dev
   libfastrtps-dev   # the DDS the transport is built on
   libgmock-dev
   libgtest-dev
+  libmujoco-dev     # the physics of the reference platform
+  libqhull-dev      # MuJoCo's CMake package names its include folder
   ninja-build
   nodejs            # runs the independent message-definition and CDR peers
 )

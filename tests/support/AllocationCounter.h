@@ -18,4 +18,11 @@ struct AllocationCounts {
 /// The counts at this moment.
 AllocationCounts allocationCounts() noexcept;
 
+/// The size of the largest single allocation since the last resetLargestAllocation() (or since
+/// the program started), so that a test can prove that no buffer outgrew a bound.
+std::size_t largestAllocation() noexcept;
+
+/// Starts a new watch for largestAllocation().
+void resetLargestAllocation() noexcept;
+
 }  // namespace qorTest

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qor/Constraint1DOF.h"
+#include "qor/Referenced.h"
+#include "qor/ref_ptr.h"
+#include "qorSDK/StepEventListener.h"
+
+namespace qorSDK {
+
+// A rigid-body simulation of a scene described in MJCF, stepped with a fixed time step. Around
+// each step it calls its step listeners; within it, it solves the locks and motors of the
+// constraints added to it together with the physics.
+//
+// Time is kept as the time stamp plus the number of steps taken since it was set times the time
+// step, so that it does not drift by rounding however long the simulation runs. Whatever MuJoCo
+// reports during a step (bad accelerations and the reset of the state that follows them, full
+// buffers) is logged through qor::Notify as a warning.
+class Simulation : public qor::Referenced {
+  public:
+    // Loads and compiles the MJCF file at path. Throws std::runtime_error with MuJoCo's own
+    // error text when the file cannot be read or compiled.
+    static qor::ref_ptr<Simulation> createFromFile(const std::string& path);
+
+    // Compiles a scene given as MJCF text; files it refers to are looked up from the working
+    // directory. Throws std::runtime_error with MuJoCo's own error text when it does not compile.
+    static qor::ref_ptr<Simulation> createFromString(const std::string& mjcf);
+
+    Simulation(const Simulation&) = delete;
+    Simulation& operator=(const Simulation&) = delete;
+    Simulation(Simulation&&) = delete;
+    Simulation& operator=(Simulation&&) = delete;
+
+    // Returns the model's name, from the MJCF root's model attribute.
+    const std::string& getModelName() const noexcept;
+
+    // Advances the simulation by one time step, calling the listeners' callbacks around the
+    // physics. Listeners added during the step are first called in the next step; a listener
+    // removed during the step gets no further callback in it. A call from inside a callback is
+    // ignored with a warning.
+    void stepForward();
+
+    // Returns the time step in seconds, as the model sets it.
+    double getTimeStep() const noexcept;
+
+    // Returns the simulation time in seconds: the time stamp plus the steps taken since it was
+    // set times the time step.
+    double getTime() const noexcept;
+
+    // Makes timeStamp the current simulation time; the following steps count on from it.
+    void setTimeStamp(double timeStamp) noexcept;
+
+    // Returns the time stamp last set, 0 unless setTimeStamp was called.
+    double getTimeStamp() const noexcept;
+
+    // Adds a step listener after those already added and holds a reference to it. Returns false,
+    // changing nothing, for null or a listener already added here. Throws std::invalid_argument
+    // when the listener belongs to another simulation.
+    bool add(StepEventListener* listener);
+
+    // Removes a step listener and drops the reference to it (after the current step when called
+    // during one). Returns false when the listener was not added here.
+    bool remove(StepEventListener* listener);
+
+    // Returns the names of the model's hinge and slide joints, in the model's order; unnamed
+    // joints are left out.
+    std::vector<std::string> getJointNames() const;
+
+    // Returns a new constraint named after the model's hinge joint jointName and bound to it.
+    // Throws std::invalid_argument when the model has no joint of that name or it is no hinge.
+    qor::ref_ptr<qor::Constraint1DOF> createHinge(const std::string& jointName);
+
+    // Returns a new prismatic constraint named after the model's slide joint jointName and bound
+    // to it. Throws std::invalid_argument when there is no such joint or it is no slide joint.
+    qor::ref_ptr<qor::Constraint1DOF> createPrismatic(const std::string& jointName);
+
+    // Returns a new hinge or prismatic constraint, after the type of joint jointName, bound to
+    // it. Throws std::invalid_argument when there is no such joint or it is a ball or free joint.
+    qor::ref_ptr<qor::Constraint1DOF> createConstraint(const std::string& jointName);
+
+    // Lets the constraint's lock and motor take part in the solve from the next step on, and
+    // holds a reference to it. Returns false, changing nothing, for null or a constraint already
+    // added. Throws std::invalid_argument when it is unbound or bound to another simulation.
+    bool add(qor::Constraint1DOF* constraint);
+
+    // Takes the constraint's controllers out of the solve and drops the reference to it. Returns
+    // false when the constraint was not added here.
+    bool remove(qor::Constraint1DOF* constraint);
+
+  protected:
+    ~Simulation() override;
+
+  private:
+    class Impl;
+
+    explicit Simulation(std::unique_ptr<Impl> impl);
+
+    std::unique_ptr<Impl> m_impl;
+};
+
+}  // namespace qorSDK

@@ -1,0 +1,300 @@
+#include "qorSDK/Simulation.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ControllerSolver.h"
+#include "Log.h"
+#include "MujocoScene.h"
+#include "PhysicsAccess.h"
+#include "StepWarnings.h"
+#include "qor/Notify.h"
+
+namespace qorSDK {
+
+using qor::Constraint1DOF;
+using qor::detail::PhysicsAccess;
+
+namespace {
+
+struct ListenerEntry {
+    qor::ref_ptr<StepEventListener> listener;
+    // Cleared when the listener is removed during a step; the entry, and with it the listener,
+    // lives on until the step ends, so a listener may remove itself from its own callback.
+    bool active;
+};
+
+const char* jointTypeName(int type) {
+    switch (type) {
+        case mjJNT_FREE:
+            return "free";
+        case mjJNT_BALL:
+            return "ball";
+        case mjJNT_SLIDE:
+            return "slide";
+        case mjJNT_HINGE:
+            return "hinge";
+        default:
+            return "unknown";
+    }
+}
+
+}  // namespace
+
+class Simulation::Impl {
+  public:
+    explicit Impl(qor::ref_ptr<detail::MujocoScene> scene) : m_scene(std::move(scene)) {
+        m_solver.reserve(m_scene->model(), 0);
+    }
+
+    // Calls the callback of every listener that was added before the step began, is still
+    // there and selects it. The listener is looked up afresh at each index because callbacks
+    // may add listeners, which can move the entries.
+    void call(std::size_t count, int bit, void (StepEventListener::*callback)(const double&),
+              const double& time) {
+        for (std::size_t i = 0; i < count; ++i) {
+            if (!m_listeners[i].active) {
+                continue;
+            }
+            StepEventListener* listener = m_listeners[i].listener.get();
+            if ((listener->getMask() & bit) != 0) {
+                (listener->*callback)(time);
+            }
+        }
+    }
+
+    // Drops the listeners removed during the step that just ended.
+    void dropRemovedListeners() {
+        m_listeners.erase(std::remove_if(m_listeners.begin(), m_listeners.end(),
+                                         [](const ListenerEntry& entry) { return !entry.active; }),
+                          m_listeners.end());
+    }
+
+    // Makes a constraint bound to joint jointName, checking its type against wanted when given.
+    qor::ref_ptr<Constraint1DOF> bind(const std::string& jointName, const char* function,
+                                      std::optional<Constraint1DOF::Type> wanted) {
+        const mjModel* m = m_scene->model();
+        mjData* d = m_scene->data();
+        const std::string where = std::string("Simulation::") + function + ": ";
+        const int joint = mj_name2id(m, mjOBJ_JOINT, jointName.c_str());
+        if (joint < 0) {
+            throw std::invalid_argument(where + "model '" + m_scene->name() +
+                                        "' has no joint named '" + jointName + "'");
+        }
+        const int type = m->jnt_type[joint];
+        if (type != mjJNT_HINGE && type != mjJNT_SLIDE) {
+            throw std::invalid_argument(where + "joint '" + jointName + "' of model '" +
+                                        m_scene->name() + "' is a " + jointTypeName(type) +
+                                        " joint; only hinge and slide joints can be bound");
+        }
+        const Constraint1DOF::Type found =
+            type == mjJNT_HINGE ? Constraint1DOF::Type::HINGE : Constraint1DOF::Type::PRISMATIC;
+        if (wanted && *wanted != found) {
+            throw std::invalid_argument(
+                where + "joint '" + jointName + "' of model '" + m_scene->name() + "' is a " +
+                jointTypeName(type) + " joint, not a " +
+                (*wanted == Constraint1DOF::Type::HINGE ? "hinge" : "slide") + " joint");
+        }
+        qor::ref_ptr<Constraint1DOF> constraint = new Constraint1DOF(found);
+        constraint->setName(jointName);
+        PhysicsAccess::bind(*constraint, m_scene, d->qpos + m->jnt_qposadr[joint],
+                            d->qvel + m->jnt_dofadr[joint], m->jnt_dofadr[joint]);
+        return constraint;
+    }
+
+    // Marks the simulation as stepping for its lifetime and, when the step ends (even by an
+    // exception from a callback), drops the listeners removed during it.
+    class SteppingScope {
+      public:
+        explicit SteppingScope(Impl& impl) : m_impl(impl) { m_impl.m_stepping = true; }
+        ~SteppingScope() {
+            m_impl.m_stepping = false;
+            m_impl.dropRemovedListeners();
+        }
+        SteppingScope(const SteppingScope&) = delete;
+        SteppingScope& operator=(const SteppingScope&) = delete;
+        SteppingScope(SteppingScope&&) = delete;
+        SteppingScope& operator=(SteppingScope&&) = delete;
+
+      private:
+        Impl& m_impl;
+    };
+
+    qor::ref_ptr<detail::MujocoScene> m_scene;
+    std::vector<ListenerEntry> m_listeners;
+    std::vector<qor::ref_ptr<Constraint1DOF>> m_constraints;
+    detail::ControllerSolver m_solver;
+    double m_timeStamp = 0.0;
+    std::uint64_t m_stepsSinceStamp = 0;
+    bool m_stepping = false;
+};
+
+qor::ref_ptr<Simulation> Simulation::createFromFile(const std::string& path) {
+    return new Simulation(std::make_unique<Impl>(detail::MujocoScene::loadFile(path)));
+}
+
+qor::ref_ptr<Simulation> Simulation::createFromString(const std::string& mjcf) {
+    return new Simulation(std::make_unique<Impl>(detail::MujocoScene::loadText(mjcf)));
+}
+
+Simulation::Simulation(std::unique_ptr<Impl> impl) : m_impl(std::move(impl)) {}
+
+Simulation::~Simulation() {
+    for (ListenerEntry& entry : m_impl->m_listeners) {
+        if (entry.active) {
+            entry.listener->m_simulation = nullptr;
+        }
+    }
+}
+
+const std::string& Simulation::getModelName() const noexcept {
+    return m_impl->m_scene->name();
+}
+
+void Simulation::stepForward() {
+    Impl& impl = *m_impl;
+    if (impl.m_stepping) {
+        detail::log(qor::WARNING, "Simulation of model '" + getModelName() +
+                                      "': stepForward was called from inside a step callback; "
+                                      "the call is ignored");
+        return;
+    }
+    // A callback may drop the last outside reference to this simulation.
+    const qor::ref_ptr<Simulation> keepAlive(this);
+    const Impl::SteppingScope stepping(impl);
+    const std::size_t count = impl.m_listeners.size();
+
+    const double startTime = getTime();
+    impl.call(count, StepEventListener::PRE_COLLIDE, &StepEventListener::preCollide, startTime);
+    impl.call(count, StepEventListener::PRE_STEP, &StepEventListener::pre, startTime);
+
+    const detail::MujocoScene& scene = *impl.m_scene;
+    detail::clearStepWarnings(scene);
+    mj_step1(scene.model(), scene.data());
+    impl.m_solver.apply(scene.model(), scene.data(), impl.m_constraints);
+    mj_step2(scene.model(), scene.data());
+    ++impl.m_stepsSinceStamp;
+
+    const double endTime = getTime();
+    detail::reportStepWarnings(scene, endTime);
+    impl.call(count, StepEventListener::POST_STEP, &StepEventListener::post, endTime);
+    impl.call(count, StepEventListener::LAST_STEP, &StepEventListener::last, endTime);
+}
+
+double Simulation::getTimeStep() const noexcept {
+    return m_impl->m_scene->model()->opt.timestep;
+}
+
+double Simulation::getTime() const noexcept {
+    return m_impl->m_timeStamp + static_cast<double>(m_impl->m_stepsSinceStamp) * getTimeStep();
+}
+
+void Simulation::setTimeStamp(double timeStamp) noexcept {
+    m_impl->m_timeStamp = timeStamp;
+    m_impl->m_stepsSinceStamp = 0;
+}
+
+double Simulation::getTimeStamp() const noexcept {
+    return m_impl->m_timeStamp;
+}
+
+bool Simulation::add(StepEventListener* listener) {
+    if (listener == nullptr || listener->m_simulation == this) {
+        return false;
+    }
+    if (listener->m_simulation != nullptr) {
+        throw std::invalid_argument("Simulation::add: the step listener added to model '" +
+                                    getModelName() +
+                                    "' already belongs to another simulation; remove it there "
+                                    "first");
+    }
+    m_impl->m_listeners.push_back(ListenerEntry{listener, true});
+    listener->m_simulation = this;
+    return true;
+}
+
+bool Simulation::remove(StepEventListener* listener) {
+    if (listener == nullptr || listener->m_simulation != this) {
+        return false;
+    }
+    std::vector<ListenerEntry>& listeners = m_impl->m_listeners;
+    const auto entry = std::find_if(listeners.begin(), listeners.end(), [&](const auto& e) {
+        return e.active && e.listener.get() == listener;
+    });
+    if (entry == listeners.end()) {
+        return false;
+    }
+    listener->m_simulation = nullptr;
+    if (m_impl->m_stepping) {
+        entry->active = false;
+    } else {
+        listeners.erase(entry);
+    }
+    return true;
+}
+
+std::vector<std::string> Simulation::getJointNames() const {
+    const mjModel* m = m_impl->m_scene->model();
+    std::vector<std::string> names;
+    for (int joint = 0; joint < m->njnt; ++joint) {
+        const char* name = mj_id2name(m, mjOBJ_JOINT, joint);
+        const int type = m->jnt_type[joint];
+        if ((type == mjJNT_HINGE || type == mjJNT_SLIDE) && name != nullptr && *name != '\0') {
+            names.emplace_back(name);
+        }
+    }
+    return names;
+}
+
+qor::ref_ptr<Constraint1DOF> Simulation::createHinge(const std::string& jointName) {
+    return m_impl->bind(jointName, "createHinge", Constraint1DOF::Type::HINGE);
+}
+
+qor::ref_ptr<Constraint1DOF> Simulation::createPrismatic(const std::string& jointName) {
+    return m_impl->bind(jointName, "createPrismatic", Constraint1DOF::Type::PRISMATIC);
+}
+
+qor::ref_ptr<Constraint1DOF> Simulation::createConstraint(const std::string& jointName) {
+    return m_impl->bind(jointName, "createConstraint", std::nullopt);
+}
+
+bool Simulation::add(Constraint1DOF* constraint) {
+    if (constraint == nullptr) {
+        return false;
+    }
+    if (PhysicsAccess::physics(*constraint) != m_impl->m_scene.get()) {
+        throw std::invalid_argument(
+            "Simulation::add: constraint '" + constraint->getName() + "' added to model '" +
+            getModelName() + "' is " +
+            (constraint->isBound() ? "bound to a joint of another simulation"
+                                   : "not bound to a joint") +
+            "; make it with this simulation's createHinge, createPrismatic or createConstraint");
+    }
+    std::vector<qor::ref_ptr<Constraint1DOF>>& constraints = m_impl->m_constraints;
+    if (std::find(constraints.begin(), constraints.end(), constraint) != constraints.end()) {
+        return false;
+    }
+    constraints.emplace_back(constraint);
+    m_impl->m_solver.reserve(m_impl->m_scene->model(), constraints.size());
+    return true;
+}
+
+bool Simulation::remove(Constraint1DOF* constraint) {
+    std::vector<qor::ref_ptr<Constraint1DOF>>& constraints = m_impl->m_constraints;
+    const auto found = std::find(constraints.begin(), constraints.end(), constraint);
+    if (constraint == nullptr || found == constraints.end()) {
+        return false;
+    }
+    // Out of the solve, its controllers apply nothing any more.
+    PhysicsAccess::setCurrentForce(*constraint->getLock1D(), 0.0);
+    PhysicsAccess::setCurrentForce(*constraint->getMotor1D(), 0.0);
+    constraints.erase(found);
+    return true;
+}
+
+}  // namespace qorSDK

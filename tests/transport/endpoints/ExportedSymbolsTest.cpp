@@ -1,0 +1,65 @@
+// Reads the dynamic symbol table of the built transport library: the publishers and subscribers
+// of the 89 records are its whole interface, and nothing of its internals or of Fast DDS leaks.
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "CommandOutput.h"
+#include "qorROS2/Messages.h"
+
+namespace {
+
+// The demangled names of the functions that the library exports from namespace qorROS2.
+std::set<std::string> exportedTransportFunctions() {
+    const std::string table = qorTest::commandOutput(std::string("nm -D --defined-only -C \"") +
+                                                     QORNTROS2_LIBRARY_PATH + "\"");
+    std::set<std::string> names;
+    std::istringstream lines(table);
+    std::string line;
+    while (std::getline(lines, line)) {
+        // "<address> <kind> <demangled name>"
+        std::istringstream words(line);
+        std::string address;
+        std::string kind;
+        words >> address >> kind;
+        std::string name;
+        std::getline(words >> std::ws, name);
+        if (name.find("qorROS2::") != std::string::npos) {
+            names.insert(name);
+        }
+    }
+    return names;
+}
+
+#define QORNTROS2_EXPECTED_SYMBOLS(Namespace, Name)                                             \
+    "qorROS2::Publisher<qorROS2::" #Namespace "::" #Name ">::sendMessage(qorROS2::" #Namespace  \
+    "::" #Name " const&)",                                                                      \
+        "qorROS2::Publisher<qorROS2::" #Namespace "::" #Name ">::matchedSubscriptions() const", \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name                                   \
+        ">::receiveMessage(qorROS2::" #Namespace "::" #Name "&) const",                         \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::matchedPublications() const", \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::droppedSamples() const",
+
+TEST(TransportSymbols, EveryRecordHasItsPublisherAndSubscriber) {
+    const std::set<std::string> expected = {QORROS2_FOR_EACH_MESSAGE(QORNTROS2_EXPECTED_SYMBOLS)};
+    ASSERT_EQ(expected.size(), 5U * 89U);
+    const std::set<std::string> exported = exportedTransportFunctions();
+    for (const std::string& name : expected) {
+        EXPECT_EQ(exported.count(name), 1U) << name;
+    }
+}
+
+TEST(TransportSymbols, NothingButPublishersAndSubscribersIsExported) {
+    for (const std::string& name : exportedTransportFunctions()) {
+        const bool endpoint =
+            name.rfind("qorROS2::Publisher<", 0) == 0 || name.rfind("qorROS2::Subscriber<", 0) == 0;
+        EXPECT_TRUE(endpoint) << name;
+        EXPECT_EQ(name.find("qorROS2::detail::"), std::string::npos) << name;
+        EXPECT_EQ(name.find("eprosima"), std::string::npos) << name;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,77 @@
+// Samples cross between two processes of one host: the test and a peer program that echoes them.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "ChildProcess.h"
+#include "RecordWalk.h"
+#include "TestTopics.h"
+#include "WaitFor.h"
+#include "qorROS2/Messages.h"
+#include "qorROS2/Publisher.h"
+#include "qorROS2/Subscriber.h"
+
+namespace {
+
+using namespace qorROS2;
+using qorTest::uniqueTopic;
+
+constexpr std::int8_t kDomain = 94;
+
+TEST(TwoProcesses, SamplesGoToAnotherProcessAndComeBack) {
+    const std::string ping = uniqueTopic("ping");
+    const std::string pong = uniqueTopic("pong");
+    Publisher<sensorMsgs::JointState> publisher(ping, QOS{}, kDomain);
+    Subscriber<sensorMsgs::JointState> subscriber(pong, QOS{}, kDomain);
+    qorTest::ChildProcess peer(
+        {QOR_ENDPOINT_PEER, "echo", std::to_string(kDomain), ping, pong, "60"});
+    ASSERT_TRUE(peer.started());
+
+    sensorMsgs::JointState sent{};
+    sent.header.stamp.sec = 99;
+    sent.header.frame_id = "world";
+    sent.name = {"hinge_1", "hinge_2", "slide"};
+    sent.position = {0.25, -0.5, 0.125};
+    sent.effort = {1.0, 2.0, 3.0};
+
+    // Until the echo has matched both topics, pings may be lost: send one every 50 ms until a
+    // pong comes back.
+    sensorMsgs::JointState received{};
+    auto lastPing = std::chrono::steady_clock::time_point{};
+    ASSERT_TRUE(qorTest::waitFor([&] {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - lastPing > std::chrono::milliseconds(50)) {
+            publisher.sendMessage(sent);
+            lastPing = now;
+        }
+        return subscriber.receiveMessage(received);
+    })) << "no echo from the peer process";
+    EXPECT_TRUE(qorTest::sameContents(sent, received));
+    EXPECT_EQ(subscriber.droppedSamples(), 0U);
+}
+
+TEST(TwoProcesses, SixMegabyteImagesReachAnotherProcess) {
+    // Between processes the middleware must cut each image into fragments and put them together.
+    const std::string topic = uniqueTopic("camera/image_raw");
+    const std::string domain = std::to_string(kDomain);
+    qorTest::ChildProcess publisher(
+        {QOR_ENDPOINT_PEER, "publish-images", domain, topic, "1920", "1080", "reliable", "40"});
+    qorTest::ChildProcess subscriber({QOR_ENDPOINT_PEER, "receive-images", domain, topic, "1920",
+                                      "1080", "reliable", "3", "30"});
+    ASSERT_TRUE(publisher.started());
+    ASSERT_TRUE(subscriber.started());
+    EXPECT_EQ(subscriber.waitForExit(std::chrono::seconds(35)), std::optional<int>(0))
+        << "the subscriber did not receive 3 intact 1920x1080 images";
+}
+
+TEST(TwoProcesses, EndpointsAliveAtExitAreReleasedCleanly) {
+    qorTest::ChildProcess peer({QOR_ENDPOINT_PEER, "exit-holding-endpoints",
+                                std::to_string(kDomain), uniqueTopic("at_exit")});
+    ASSERT_TRUE(peer.started());
+    EXPECT_EQ(peer.waitForExit(qorTest::kDeliveryDeadline), std::optional<int>(0));
+}
+
+}  // namespace

@@ -1,0 +1,59 @@
+#pragma once
+
+// Receives message records from a ROS 2 topic.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "qorROS2/Messages.h"
+#include "qorROS2/QOS.h"
+#include "qorROS2/TransportExport.h"
+#include "qorROS2/TransportRecords.h"
+
+namespace qorROS2 {
+
+namespace detail {
+template <typename T>
+class SubscriberState;
+}  // namespace detail
+
+/// Receives records of type T from one ROS 2 topic. Samples wait in the subscriber's history
+/// (as deep as its QOS says) until receiveMessage() takes them. Provided for each record named by
+/// QORROS2_FOR_EACH_MESSAGE. Not copyable; a moved-from subscriber receives nothing.
+template <typename T>
+class QORNTROS2_EXPORT Subscriber {
+    static_assert(detail::isTransportRecord<T>,
+                  "Subscriber exists only for the records named by QORROS2_FOR_EACH_MESSAGE");
+
+  public:
+    /// Starts receiving from `topic` ("clock", "/robot/joint_command") in DDS domain `domainId`.
+    /// Throws std::invalid_argument when the topic name, the QOS or the domain is not valid, and
+    /// std::runtime_error when the middleware refuses to create the endpoint; either names the
+    /// topic and the reason.
+    Subscriber(const std::string& topic, const QOS& qos, std::int8_t domainId);
+    ~Subscriber();
+
+    Subscriber(Subscriber&& other) noexcept;
+    Subscriber& operator=(Subscriber&& other) noexcept;
+    Subscriber(const Subscriber&) = delete;
+    Subscriber& operator=(const Subscriber&) = delete;
+
+    /// Takes the oldest waiting sample into `message` and returns true; returns false, leaving
+    /// `message` untouched, when none waits. Never blocks. Malformed samples met on the way are
+    /// dropped, counted and reported with a warning. Once `message` has held samples of the
+    /// usual size, receiving does not allocate.
+    bool receiveMessage(T& message) const;
+
+    /// The number of publications this subscriber has matched right now.
+    std::size_t matchedPublications() const;
+
+    /// The number of samples dropped so far because they could not be decoded.
+    std::uint64_t droppedSamples() const;
+
+  private:
+    std::unique_ptr<detail::SubscriberState<T>> m_state;
+};
+
+}  // namespace qorROS2

@@ -1,0 +1,39 @@
+#include "qorROS2/Publisher.h"
+
+#include <utility>
+
+#include "detail/WireType.h"
+#include "detail/WriterEndpoint.h"
+
+namespace qorROS2 {
+
+template <typename T>
+Publisher<T>::Publisher(const std::string& topic, const QOS& qos, std::int8_t domainId)
+    : m_endpoint(std::make_unique<detail::WriterEndpoint>(topic, qos, domainId,
+                                                          detail::wireTypeOf<T>())) {}
+
+template <typename T>
+Publisher<T>::~Publisher() = default;
+
+template <typename T>
+Publisher<T>::Publisher(Publisher&& other) noexcept = default;
+
+template <typename T>
+Publisher<T>& Publisher<T>::operator=(Publisher&& other) noexcept = default;
+
+template <typename T>
+bool Publisher<T>::sendMessage(const T& message) {
+    return m_endpoint != nullptr && m_endpoint->write(&message);
+}
+
+template <typename T>
+std::size_t Publisher<T>::matchedSubscriptions() const {
+    return m_endpoint != nullptr ? m_endpoint->matchedSubscriptions() : 0;
+}
+
+#define QORNTROS2_INSTANTIATE_PUBLISHER(Namespace, Name) \
+    template class QORNTROS2_EXPORT Publisher<Namespace::Name>;
+QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_PUBLISHER)
+#undef QORNTROS2_INSTANTIATE_PUBLISHER
+
+}  // namespace qorROS2

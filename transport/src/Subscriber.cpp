@@ -1,0 +1,77 @@
+#include "qorROS2/Subscriber.h"
+
+#include <mutex>
+#include <utility>
+
+#include "detail/ReaderEndpoint.h"
+#include "detail/WireType.h"
+
+namespace qorROS2 {
+
+namespace detail {
+
+/// What a Subscriber<T> holds: its reader and the scratch record samples are decoded into.
+template <typename T>
+class SubscriberState {
+  public:
+    SubscriberState(const std::string& topic, const QOS& qos, std::int8_t domainId)
+        : m_endpoint(topic, qos, domainId, wireTypeOf<T>()) {
+        m_slot.malformed = &m_endpoint.malformedSamples();
+    }
+
+    bool receive(T& message) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_endpoint.takeNext(&m_slot)) {
+            return false;
+        }
+        // The caller's old buffers become the scratch for the next sample, so a steady stream of
+        // samples of one size allocates nothing.
+        using std::swap;
+        swap(message, m_slot.record);
+        return true;
+    }
+
+    ReaderEndpoint& endpoint() { return m_endpoint; }
+
+  private:
+    ReaderEndpoint m_endpoint;
+    std::mutex m_mutex;
+    DecodeSlot<T> m_slot;
+};
+
+}  // namespace detail
+
+template <typename T>
+Subscriber<T>::Subscriber(const std::string& topic, const QOS& qos, std::int8_t domainId)
+    : m_state(std::make_unique<detail::SubscriberState<T>>(topic, qos, domainId)) {}
+
+template <typename T>
+Subscriber<T>::~Subscriber() = default;
+
+template <typename T>
+Subscriber<T>::Subscriber(Subscriber&& other) noexcept = default;
+
+template <typename T>
+Subscriber<T>& Subscriber<T>::operator=(Subscriber&& other) noexcept = default;
+
+template <typename T>
+bool Subscriber<T>::receiveMessage(T& message) const {
+    return m_state != nullptr && m_state->receive(message);
+}
+
+template <typename T>
+std::size_t Subscriber<T>::matchedPublications() const {
+    return m_state != nullptr ? m_state->endpoint().matchedPublications() : 0;
+}
+
+template <typename T>
+std::uint64_t Subscriber<T>::droppedSamples() const {
+    return m_state != nullptr ? m_state->endpoint().malformedSamples().count() : 0;
+}
+
+#define QORNTROS2_INSTANTIATE_SUBSCRIBER(Namespace, Name) \
+    template class QORNTROS2_EXPORT Subscriber<Namespace::Name>;
+QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_SUBSCRIBER)
+#undef QORNTROS2_INSTANTIATE_SUBSCRIBER
+
+}  // namespace qorROS2

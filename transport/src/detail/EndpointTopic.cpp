@@ -1,0 +1,17 @@
+#include "detail/EndpointTopic.h"
+
+#include "detail/QosPolicies.h"
+#include "detail/TopicName.h"
+
+namespace qorROS2::detail {
+
+EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId) {
+    EndpointTopic checked;
+    checked.rosTopic = topic;
+    checked.ddsTopic = ddsTopicName(fullyQualifiedTopicName(topic));
+    checked.domain = checkedDomain(domainId, topic);
+    checkQos(qos, topic);
+    return checked;
+}
+
+}  // namespace qorROS2::detail

@@ -1,0 +1,23 @@
+#pragma once
+
+// The checks every endpoint makes of its arguments before it touches the middleware.
+
+#include <cstdint>
+#include <string>
+
+#include "qorROS2/QOS.h"
+
+namespace qorROS2::detail {
+
+/// Where an endpoint lives, once its arguments have been checked.
+struct EndpointTopic {
+    std::string rosTopic;  ///< as the user gave it, for messages
+    std::string ddsTopic;  ///< "rt/clock"
+    std::uint32_t domain;  ///< the DDS domain id
+};
+
+/// Checks the topic name, then the domain, then `qos`; throws std::invalid_argument naming
+/// `topic` and the reason for the first that is not valid.
+EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId);
+
+}  // namespace qorROS2::detail

@@ -1,0 +1,137 @@
+#include "detail/QosPolicies.h"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+
+namespace qorROS2::detail {
+namespace {
+
+namespace dds = eprosima::fastdds::dds;
+using eprosima::fastrtps::c_TimeInfinite;
+using eprosima::fastrtps::c_TimeZero;
+
+[[noreturn]] void refuse(const std::string& topic, const std::string& reason) {
+    throw std::invalid_argument("invalid QOS for topic \"" + topic + "\": " + reason);
+}
+
+// A reliable writer waits at most this long (100 ms) for room in a full history before
+// sendMessage() gives up; DDS's own default, which ROS 2 keeps.
+constexpr std::uint32_t kMaxBlockingNanoseconds = 100000000;
+
+// The policies a writer and a reader have in common.
+template <typename EndpointQos>
+void applyShared(const QOS& qos, EndpointQos& out) {
+    out.durability().kind = qos.durability == QOS::TRANSIENT_LOCAL
+                                ? dds::TRANSIENT_LOCAL_DURABILITY_QOS
+                                : dds::VOLATILE_DURABILITY_QOS;
+    out.reliability().kind = qos.reliability == QOS::RELIABLE ? dds::RELIABLE_RELIABILITY_QOS
+                                                              : dds::BEST_EFFORT_RELIABILITY_QOS;
+    out.reliability().max_blocking_time =
+        eprosima::fastrtps::Duration_t(0, kMaxBlockingNanoseconds);
+
+    dds::HistoryQosPolicy& history = out.history();
+    dds::ResourceLimitsQosPolicy& limits = out.resource_limits();
+    // Topics are keyless: one instance holds every sample.
+    limits.max_instances = 1;
+    if (qos.history == QOS::KEEP_LAST) {
+        history.kind = dds::KEEP_LAST_HISTORY_QOS;
+        history.depth = static_cast<std::int32_t>(qos.depth);
+        limits.max_samples = history.depth;
+        limits.max_samples_per_instance = history.depth;
+    } else {
+        // ROS 2's KEEP_ALL is bounded only by what the middleware can hold.
+        history.kind = dds::KEEP_ALL_HISTORY_QOS;
+        history.depth = 1;
+        limits.max_samples = dds::LENGTH_UNLIMITED;
+        limits.max_samples_per_instance = dds::LENGTH_UNLIMITED;
+    }
+    // Start small and grow: a history of deep images must not be reserved up front.
+    limits.allocated_samples = limits.max_samples == dds::LENGTH_UNLIMITED
+                                   ? 16
+                                   : std::min<std::int32_t>(limits.max_samples, 16);
+    limits.extra_samples = 1;
+
+    out.durability_service().history_kind = history.kind;
+    out.durability_service().history_depth = history.depth;
+    out.deadline().period = c_TimeInfinite;
+    out.latency_budget().duration = c_TimeZero;
+    out.liveliness().kind = dds::AUTOMATIC_LIVELINESS_QOS;
+    out.liveliness().lease_duration = c_TimeInfinite;
+    out.liveliness().announcement_period = c_TimeInfinite;
+    out.destination_order().kind = dds::BY_RECEPTION_TIMESTAMP_DESTINATIONORDER_QOS;
+    out.lifespan().duration = c_TimeInfinite;
+    out.ownership().kind = dds::SHARED_OWNERSHIP_QOS;
+    out.user_data().clear();
+    out.properties() = dds::PropertyPolicyQos();
+
+    // Payloads are sized per sample and grown in place, so a 6 MB image fits without reserving
+    // the largest sample for every history slot.
+    out.endpoint().history_memory_policy =
+        eprosima::fastrtps::rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE;
+    // Data sharing would hand readers the writer's memory layout instead of CDR bytes, which a
+    // ROS 2 peer does not expect and our codec does not produce.
+    out.data_sharing().off();
+}
+
+}  // namespace
+
+void checkQos(const QOS& qos, const std::string& topic) {
+    if (qos.durability != QOS::TRANSIENT_LOCAL && qos.durability != QOS::VOLATILE) {
+        refuse(topic, "durability " + std::to_string(qos.durability) +
+                          " is neither TRANSIENT_LOCAL (1) nor VOLATILE (2)");
+    }
+    if (qos.reliability != QOS::RELIABLE && qos.reliability != QOS::BEST_EFFORT) {
+        refuse(topic, "reliability " + std::to_string(qos.reliability) +
+                          " is neither RELIABLE (1) nor BEST_EFFORT (2)");
+    }
+    if (qos.history != QOS::KEEP_LAST && qos.history != QOS::KEEP_ALL) {
+        refuse(topic, "history " + std::to_string(qos.history) +
+                          " is neither KEEP_LAST (1) nor KEEP_ALL (2)");
+    }
+    if (qos.history == QOS::KEEP_LAST) {
+        if (qos.depth == 0) {
+            refuse(topic, "KEEP_LAST needs a depth of at least 1");
+        }
+        constexpr auto kMaxDepth =
+            static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max());
+        if (qos.depth > kMaxDepth) {
+            refuse(topic, "depth " + std::to_string(qos.depth) + " is more than " +
+                              std::to_string(kMaxDepth));
+        }
+    }
+}
+
+std::uint32_t checkedDomain(std::int8_t domainId, const std::string& topic) {
+    if (domainId < 0) {
+        throw std::invalid_argument("invalid domain id " + std::to_string(domainId) +
+                                    " for topic \"" + topic + "\": a domain id is 0 or more");
+    }
+    return static_cast<std::uint32_t>(domainId);
+}
+
+dds::DataWriterQos writerQos(const QOS& qos) {
+    dds::DataWriterQos out;
+    applyShared(qos, out);
+    out.transport_priority().value = 0;
+    out.ownership_strength().value = 0;
+    out.writer_data_lifecycle().autodispose_unregistered_instances = true;
+    // Written in the caller's thread: no hand-over to a sending thread, and large samples are
+    // still fragmented.
+    out.publish_mode().kind = dds::SYNCHRONOUS_PUBLISH_MODE;
+    out.representation().m_value = {dds::XCDR_DATA_REPRESENTATION};
+    return out;
+}
+
+dds::DataReaderQos readerQos(const QOS& qos) {
+    dds::DataReaderQos out;
+    applyShared(qos, out);
+    out.time_based_filter().minimum_separation = c_TimeZero;
+    out.reader_data_lifecycle().autopurge_no_writer_samples_delay = c_TimeInfinite;
+    out.reader_data_lifecycle().autopurge_disposed_samples_delay = c_TimeInfinite;
+    out.type_consistency().representation.m_value = {dds::XCDR_DATA_REPRESENTATION};
+    out.expects_inline_qos(false);
+    return out;
+}
+
+}  // namespace qorROS2::detail

@@ -1,0 +1,30 @@
+#pragma once
+
+// How a QOS becomes the DDS policies of a writer or a reader.
+
+#include <cstdint>
+#include <string>
+
+#include <fastdds/dds/publisher/qos/DataWriterQos.hpp>
+#include <fastdds/dds/subscriber/qos/DataReaderQos.hpp>
+
+#include "qorROS2/QOS.h"
+
+namespace qorROS2::detail {
+
+/// Throws std::invalid_argument naming `topic` and the field when `qos` holds a value outside
+/// ROS 2's numbering, a KEEP_LAST depth of 0 or a depth DDS cannot hold.
+void checkQos(const QOS& qos, const std::string& topic);
+
+/// The DDS domain of `domainId`; throws std::invalid_argument naming `topic` when it is negative.
+std::uint32_t checkedDomain(std::int8_t domainId, const std::string& topic);
+
+/// Writer policies for a checked `qos`. Every policy is set here, because Fast DDS's own
+/// defaults are not ROS 2's (its writers are transient-local by default, for one).
+eprosima::fastdds::dds::DataWriterQos writerQos(const QOS& qos);
+
+/// Reader policies for a checked `qos`, every one set (Fast DDS's readers default to best
+/// effort, ROS 2's to reliable).
+eprosima::fastdds::dds::DataReaderQos readerQos(const QOS& qos);
+
+}  // namespace qorROS2::detail

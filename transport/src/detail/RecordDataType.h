@@ -1,0 +1,107 @@
+#pragma once
+
+// The middleware's view of a record type: its DDS name and how its samples become CDR bytes.
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <limits>
+#include <new>
+#include <string>
+
+#include <fastdds/rtps/common/SerializedPayload.h>
+#include <fastdds/dds/topic/TopicDataType.hpp>
+
+#include "cdr/CdrCodec.h"
+#include "detail/WireType.h"
+#include "qorROS2/MessageFields.h"
+
+namespace qorROS2::detail {
+
+/// "sensor_msgs::msg::dds_::JointState_": the DDS type name under which ROS 2 sends record T.
+template <typename T>
+std::string ddsTypeNameOf() {
+    return std::string(MessageDescription<T>::package) +
+           "::msg::dds_::" + MessageDescription<T>::name + "_";
+}
+
+/// Serialises records T given to DataWriter::write() and decodes the bytes taken by
+/// DataReader::take_next_sample() into a DecodeSlot<T>, which is also what createData() makes.
+/// Both run inside the middleware, so neither lets an exception out.
+template <typename T>
+class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
+  public:
+    RecordDataType() {
+        setName(ddsTypeNameOf<T>().c_str());
+        // The first payloads of a history are reserved at this size and grown when a sample
+        // needs more, so the empty record's size keeps small types small.
+        m_typeSize = static_cast<std::uint32_t>(cdr::encodedSize(T{}));
+        m_isGetKeyDefined = false;
+        // ROS 2 peers neither send nor expect type objects; announcing them costs discovery
+        // traffic and may make a peer compare types it cannot resolve.
+        auto_fill_type_object(false);
+        auto_fill_type_information(false);
+    }
+
+    bool serialize(void* data, eprosima::fastrtps::rtps::SerializedPayload_t* payload) override {
+        try {
+            const T& record = *static_cast<const T*>(data);
+            const std::size_t size = cdr::encodedSize(record);
+            if (size > payload->max_size) {
+                return false;
+            }
+            cdr::encode(record, payload->data, size);
+            payload->length = static_cast<std::uint32_t>(size);
+            payload->encapsulation = CDR_LE;
+            return true;
+        } catch (...) {
+            return false;
+        }
+    }
+
+    bool deserialize(eprosima::fastrtps::rtps::SerializedPayload_t* payload, void* data) override {
+        auto& slot = *static_cast<DecodeSlot<T>*>(data);
+        const char* failure = nullptr;
+        try {
+            const cdr::DecodeResult result =
+                cdr::decode(payload->data, payload->length, slot.record);
+            if (result.ok()) {
+                return true;
+            }
+            if (slot.malformed != nullptr) {
+                slot.malformed->dropped(result.describe().c_str());
+            }
+            return false;
+        } catch (const std::bad_alloc&) {
+            failure = "not enough memory to decode it";
+        } catch (...) {
+            failure = "decoding it failed unexpectedly";
+        }
+        if (slot.malformed != nullptr) {
+            slot.malformed->dropped(failure);
+        }
+        return false;
+    }
+
+    std::function<std::uint32_t()> getSerializedSizeProvider(void* data) override {
+        return [data]() -> std::uint32_t {
+            const std::size_t size = cdr::encodedSize(*static_cast<const T*>(data));
+            // A size the middleware cannot express gives an empty payload, which serialize()
+            // then refuses.
+            return size > std::numeric_limits<std::uint32_t>::max()
+                       ? 0U
+                       : static_cast<std::uint32_t>(size);
+        };
+    }
+
+    void* createData() override { return new (std::nothrow) DecodeSlot<T>(); }
+
+    void deleteData(void* data) override { delete static_cast<DecodeSlot<T>*>(data); }
+
+    bool getKey(void*, eprosima::fastrtps::rtps::InstanceHandle_t*, bool) override {
+        // ROS 2 topics are keyless.
+        return false;
+    }
+};
+
+}  // namespace qorROS2::detail

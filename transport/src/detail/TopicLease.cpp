@@ -1,0 +1,189 @@
+#include "detail/TopicLease.h"
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include <fastdds/dds/domain/DomainParticipant.hpp>
+#include <fastdds/dds/domain/DomainParticipantFactory.hpp>
+#include <fastdds/dds/domain/qos/DomainParticipantQos.hpp>
+#include <fastdds/dds/topic/Topic.hpp>
+#include <fastdds/dds/topic/TopicDataType.hpp>
+#include <fastdds/dds/topic/TypeSupport.hpp>
+#include <fastdds/dds/topic/qos/TopicQos.hpp>
+
+#include "detail/Warning.h"
+
+namespace qorROS2::detail {
+namespace {
+
+namespace dds = eprosima::fastdds::dds;
+
+struct TopicEntry {
+    dds::Topic* topic = nullptr;
+    std::string ddsTypeName;
+    std::string rosTypeName;
+    std::size_t leases = 0;
+};
+
+struct DomainEntry {
+    // Keeps the factory alive as long as its participant: an endpoint held by a static object may
+    // be destroyed after the factory's own static reference.
+    std::shared_ptr<dds::DomainParticipantFactory> factory;
+    dds::DomainParticipant* participant = nullptr;
+    std::size_t leases = 0;
+    std::map<std::string, TopicEntry> topics;      // by DDS topic name
+    std::map<std::string, std::size_t> typeUsers;  // topics per registered DDS type name
+};
+
+// Every participant this process has, by domain, guarded by middlewareEntitiesMutex().
+struct Registry {
+    std::map<std::uint32_t, DomainEntry> domains;
+};
+
+Registry& registry() {
+    // Never destroyed: endpoints held by other statics may still release their leases while the
+    // process exits.
+    static Registry* const instance = new Registry();
+    return *instance;
+}
+
+dds::DomainParticipant* createParticipant(dds::DomainParticipantFactory& factory,
+                                          std::uint32_t domain) {
+    // The factory's default keeps whatever transports a Fast DDS profile file configures.
+    dds::DomainParticipantQos qos = factory.get_default_participant_qos();
+    // ROS 2 tells the security enclave of a participant in its user data; "/" is the default.
+    const std::string enclave = "enclave=/;";
+    qos.user_data().data_vec(
+        std::vector<eprosima::fastrtps::rtps::octet>(enclave.begin(), enclave.end()));
+    return factory.create_participant(static_cast<dds::DomainId_t>(domain), qos);
+}
+
+// Takes a lease of the participant of `domain`, creating it for the first one.
+DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string& rosTopic) {
+    auto found = all.domains.find(domain);
+    if (found == all.domains.end()) {
+        std::shared_ptr<dds::DomainParticipantFactory> factory =
+            dds::DomainParticipantFactory::get_shared_instance();
+        dds::DomainParticipant* participant = createParticipant(*factory, domain);
+        if (participant == nullptr) {
+            throw std::runtime_error("cannot use topic \"" + rosTopic +
+                                     "\": Fast DDS could not create a participant in domain " +
+                                     std::to_string(domain));
+        }
+        found = all.domains.emplace(domain, DomainEntry{}).first;
+        found->second.factory = std::move(factory);
+        found->second.participant = participant;
+    }
+    ++found->second.leases;
+    return found->second;
+}
+
+// Takes a lease of the topic `ddsTopic` on the participant of `entry`, creating the topic (and
+// registering its type) for the first one. Leaves `entry` as it was when it throws.
+dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const std::string& ddsTopic,
+                       const WireType& type) {
+    auto found = entry.topics.find(ddsTopic);
+    if (found != entry.topics.end()) {
+        // One DDS topic has one type; a second type on it would never match anyone.
+        if (found->second.ddsTypeName != type.ddsTypeName) {
+            throw std::runtime_error("cannot use topic \"" + rosTopic + "\" for " +
+                                     type.rosTypeName + ": this process already uses it for " +
+                                     found->second.rosTypeName);
+        }
+        ++found->second.leases;
+        return found->second.topic;
+    }
+    const bool registered = entry.typeUsers.count(type.ddsTypeName) != 0;
+    if (!registered) {
+        dds::TypeSupport support(type.createDataType());
+        if (support.register_type(entry.participant) != ReturnCode_t::RETCODE_OK) {
+            throw std::runtime_error("cannot use topic \"" + rosTopic +
+                                     "\": Fast DDS refused to register the type " +
+                                     type.ddsTypeName);
+        }
+    }
+    dds::Topic* topic =
+        entry.participant->create_topic(ddsTopic, type.ddsTypeName, dds::TopicQos());
+    if (topic == nullptr) {
+        if (!registered) {
+            entry.participant->unregister_type(type.ddsTypeName);
+        }
+        throw std::runtime_error("cannot use topic \"" + rosTopic +
+                                 "\": Fast DDS could not create the DDS topic \"" + ddsTopic +
+                                 "\"");
+    }
+    ++entry.typeUsers[type.ddsTypeName];
+    entry.topics.emplace(ddsTopic, TopicEntry{topic, type.ddsTypeName, type.rosTypeName, 1});
+    return topic;
+}
+
+// Gives back a lease of a topic, deleting the topic (and unregistering its type) with the last.
+void releaseTopic(DomainEntry& entry, const std::string& ddsTopic) {
+    auto found = entry.topics.find(ddsTopic);
+    if (found == entry.topics.end() || --found->second.leases > 0) {
+        return;
+    }
+    const std::string typeName = found->second.ddsTypeName;
+    if (entry.participant->delete_topic(found->second.topic) != ReturnCode_t::RETCODE_OK) {
+        warn("Could not delete the DDS topic \"" + ddsTopic + "\"");
+    }
+    entry.topics.erase(found);
+    auto users = entry.typeUsers.find(typeName);
+    if (users != entry.typeUsers.end() && --users->second == 0) {
+        entry.typeUsers.erase(users);
+        entry.participant->unregister_type(typeName);
+    }
+}
+
+// Gives back a lease of a participant, deleting it with the last.
+void releaseDomain(Registry& all, std::uint32_t domain) {
+    auto found = all.domains.find(domain);
+    if (found == all.domains.end() || --found->second.leases > 0) {
+        return;
+    }
+    if (found->second.factory->delete_participant(found->second.participant) !=
+        ReturnCode_t::RETCODE_OK) {
+        warn("Could not delete the DDS participant of domain " + std::to_string(domain));
+    }
+    all.domains.erase(found);
+}
+
+}  // namespace
+
+std::mutex& middlewareEntitiesMutex() {
+    // Never destroyed, like the registry it guards.
+    static std::mutex* const mutex = new std::mutex();
+    return *mutex;
+}
+
+TopicLease::TopicLease(std::uint32_t domain, const std::string& rosTopic,
+                       const std::string& ddsTopic, const WireType& type)
+    : m_domain(domain), m_ddsTopic(ddsTopic) {
+    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    Registry& all = registry();
+    DomainEntry& entry = leaseDomain(all, domain, rosTopic);
+    try {
+        m_topic = leaseTopic(entry, rosTopic, ddsTopic, type);
+    } catch (...) {
+        releaseDomain(all, domain);
+        throw;
+    }
+    m_participant = entry.participant;
+}
+
+TopicLease::~TopicLease() {
+    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    Registry& all = registry();
+    auto found = all.domains.find(m_domain);
+    if (found != all.domains.end()) {
+        releaseTopic(found->second, m_ddsTopic);
+    }
+    releaseDomain(all, m_domain);
+}
+
+}  // namespace qorROS2::detail

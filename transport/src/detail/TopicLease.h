@@ -1,0 +1,51 @@
+#pragma once
+
+// Shares of the process-wide DDS participants and topics.
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "detail/WireType.h"
+
+namespace eprosima::fastdds::dds {
+class DomainParticipant;
+class Topic;
+}  // namespace eprosima::fastdds::dds
+
+namespace qorROS2::detail {
+
+/// Held while any participant, topic, writer or reader of this process is created or deleted.
+/// Fast DDS 2.9 can crash when one thread enables a writer on a participant (and pairs it with
+/// the participant's readers) while another thread deletes a reader of that participant, so no
+/// two such changes run at once. They happen when endpoints are made or destroyed, never on the
+/// publishing or receiving path.
+std::mutex& middlewareEntitiesMutex();
+
+/// A share of the one DDS participant of `domain` in this process and of one topic on it. The
+/// first lease of a domain creates its participant and the first lease of a topic creates the
+/// topic (registering its type); the last lease of each deletes it. Leases may be taken and
+/// released from any thread.
+class TopicLease {
+  public:
+    /// Leases the DDS topic `ddsTopic` carrying `type` in `domain`. Throws std::runtime_error
+    /// naming `rosTopic` when the middleware refuses, or when this process already uses the topic
+    /// with another type.
+    TopicLease(std::uint32_t domain, const std::string& rosTopic, const std::string& ddsTopic,
+               const WireType& type);
+    ~TopicLease();
+
+    TopicLease(const TopicLease&) = delete;
+    TopicLease& operator=(const TopicLease&) = delete;
+
+    eprosima::fastdds::dds::DomainParticipant& participant() const { return *m_participant; }
+    eprosima::fastdds::dds::Topic& topic() const { return *m_topic; }
+
+  private:
+    std::uint32_t m_domain;
+    std::string m_ddsTopic;
+    eprosima::fastdds::dds::DomainParticipant* m_participant = nullptr;
+    eprosima::fastdds::dds::Topic* m_topic = nullptr;
+};
+
+}  // namespace qorROS2::detail

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+namespace qorROS2::detail {
+
+/// Emits `text` as one warning line through the platform's logger.
+void warn(const std::string& text);
+
+}  // namespace qorROS2::detail

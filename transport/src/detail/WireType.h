@@ -1,0 +1,38 @@
+#pragma once
+
+// What the endpoints know of a record type on the wire, without the codec or the middleware's
+// type machinery.
+
+#include <string>
+
+#include "detail/MalformedSampleReport.h"
+
+namespace eprosima::fastdds::dds {
+class TopicDataType;
+}  // namespace eprosima::fastdds::dds
+
+namespace qorROS2::detail {
+
+/// A record type as DDS knows it.
+struct WireType {
+    std::string ddsTypeName;  ///< "sensor_msgs::msg::dds_::JointState_"
+    std::string rosTypeName;  ///< "sensor_msgs/msg/JointState", for messages
+    /// Makes the middleware's description of the type; the caller owns the result.
+    eprosima::fastdds::dds::TopicDataType* (*createDataType)();
+};
+
+/// The wire type of record T; provided for every record named by QORROS2_FOR_EACH_MESSAGE.
+template <typename T>
+WireType wireTypeOf();
+
+/// What a reader's take hands to the type to decode into. Samples are decoded into `record`, a
+/// scratch copy owned by the subscriber, so a sample that turns out malformed halfway never
+/// touches the record of the caller. A take skips the samples that do not decode and goes on
+/// with the next, so each one is told to `malformed` as it is met.
+template <typename T>
+struct DecodeSlot {
+    T record{};
+    MalformedSampleReport* malformed = nullptr;  ///< where dropped samples are counted
+};
+
+}  // namespace qorROS2::detail

@@ -1,0 +1,64 @@
+#include "detail/WriterEndpoint.h"
+
+#include <mutex>
+#include <stdexcept>
+
+#include <fastdds/dds/core/status/PublicationMatchedStatus.hpp>
+#include <fastdds/dds/domain/DomainParticipant.hpp>
+#include <fastdds/dds/publisher/DataWriter.hpp>
+#include <fastdds/dds/publisher/Publisher.hpp>
+#include <fastdds/dds/publisher/qos/PublisherQos.hpp>
+
+#include "detail/QosPolicies.h"
+
+namespace qorROS2::detail {
+
+namespace dds = eprosima::fastdds::dds;
+
+WriterEndpoint::WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
+                               const WireType& type)
+    : WriterEndpoint(checkEndpoint(topic, qos, domainId), qos, type) {}
+
+WriterEndpoint::WriterEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type)
+    : m_lease(where.domain, where.rosTopic, where.ddsTopic, type) {
+    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    dds::DomainParticipant& participant = m_lease.participant();
+    // A publisher of its own per writer: no partitions, and nothing to share on teardown.
+    m_publisher = participant.create_publisher(dds::PublisherQos());
+    if (m_publisher == nullptr) {
+        throw std::runtime_error("cannot publish on topic \"" + where.rosTopic +
+                                 "\": Fast DDS could not create a publisher");
+    }
+    m_writer = m_publisher->create_datawriter(&m_lease.topic(), writerQos(qos));
+    if (m_writer == nullptr) {
+        participant.delete_publisher(m_publisher);
+        throw std::runtime_error("cannot publish on topic \"" + where.rosTopic +
+                                 "\": Fast DDS could not create a data writer");
+    }
+}
+
+WriterEndpoint::~WriterEndpoint() {
+    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    m_publisher->delete_datawriter(m_writer);
+    m_lease.participant().delete_publisher(m_publisher);
+}
+
+bool WriterEndpoint::write(const void* record) {
+    try {
+        // DataWriter::write() takes a mutable pointer but only reads the sample.
+        return m_writer->write(const_cast<void*>(record));
+    } catch (...) {
+        // Publishing runs on the simulation's step path, which must not throw.
+        return false;
+    }
+}
+
+std::size_t WriterEndpoint::matchedSubscriptions() const {
+    dds::PublicationMatchedStatus status;
+    if (m_writer->get_publication_matched_status(status) != ReturnCode_t::RETCODE_OK) {
+        return 0;
+    }
+    return static_cast<std::size_t>(status.current_count);
+}
+
+}  // namespace qorROS2::detail

@@ -1,0 +1,46 @@
+#pragma once
+
+// The untyped part of a Publisher: a DDS writer on a leased topic.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "detail/EndpointTopic.h"
+#include "detail/TopicLease.h"
+#include "detail/WireType.h"
+#include "qorROS2/QOS.h"
+
+namespace eprosima::fastdds::dds {
+class DataWriter;
+class Publisher;
+}  // namespace eprosima::fastdds::dds
+
+namespace qorROS2::detail {
+
+/// A DDS writer for the records of one wire type on one ROS 2 topic.
+class WriterEndpoint {
+  public:
+    /// Checks the topic name, the domain and `qos` (std::invalid_argument), then creates the
+    /// writer (std::runtime_error when the middleware refuses); every error names `topic`.
+    WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
+                   const WireType& type);
+    ~WriterEndpoint();
+
+    WriterEndpoint(const WriterEndpoint&) = delete;
+    WriterEndpoint& operator=(const WriterEndpoint&) = delete;
+
+    /// Writes `record`, a record of the endpoint's wire type; false when the middleware refused.
+    bool write(const void* record);
+
+    std::size_t matchedSubscriptions() const;
+
+  private:
+    WriterEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type);
+
+    TopicLease m_lease;
+    eprosima::fastdds::dds::Publisher* m_publisher = nullptr;
+    eprosima::fastdds::dds::DataWriter* m_writer = nullptr;
+};
+
+}  // namespace qorROS2::detail
