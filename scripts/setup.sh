@@ -16,11 +16,16 @@ debian_packages=(
   g++
   iproute2          # network namespaces for the two-host discovery test
   libbenchmark-dev
+  libegl-dev        # EGL: offscreen OpenGL for the cameras, without a display
+  libegl-mesa0      # Mesa's EGL, with its surfaceless platform
   libfastrtps-dev   # the DDS the transport is built on
+  libgl1-mesa-dri   # Mesa's software rasteriser, which renders the cameras' images
   libgmock-dev
   libgtest-dev
   libmujoco-dev     # the physics of the reference platform
+  libpng-dev        # PNG snapshots of camera images
   libqhull-dev      # MuJoCo's CMake package names its include folder
+  libyaml-cpp-dev   # reads the YAML values of `qor-ros2 topic pub`
   ninja-build
   nodejs            # runs the independent message-definition and CDR peers
 )

@@ -12,6 +12,7 @@
 #include "Log.h"
 #include "MujocoScene.h"
 #include "PhysicsAccess.h"
+#include "SimulationAccess.h"
 #include "StepWarnings.h"
 #include "qor/Notify.h"
 
@@ -295,6 +296,10 @@ bool Simulation::remove(Constraint1DOF* constraint) {
     PhysicsAccess::setCurrentForce(*constraint->getMotor1D(), 0.0);
     constraints.erase(found);
     return true;
+}
+
+qor::ref_ptr<detail::MujocoScene> detail::SimulationAccess::scene(const Simulation& simulation) {
+    return simulation.m_impl->m_scene;
 }
 
 }  // namespace qorSDK

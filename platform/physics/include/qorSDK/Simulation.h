@@ -11,6 +11,10 @@
 
 namespace qorSDK {
 
+namespace detail {
+struct SimulationAccess;
+}
+
 // A rigid-body simulation of a scene described in MJCF, stepped with a fixed time step. Around
 // each step it calls its step listeners; within it, it solves the locks and motors of the
 // constraints added to it together with the physics.
@@ -94,6 +98,9 @@ class Simulation : public qor::Referenced {
     ~Simulation() override;
 
   private:
+    // The platform's sensors render and cast rays in the simulation's own scene.
+    friend struct detail::SimulationAccess;
+
     class Impl;
 
     explicit Simulation(std::unique_ptr<Impl> impl);

@@ -1,0 +1,157 @@
+#include "DemoOptions.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace qorDemo {
+namespace {
+
+double parseNumber(const std::string& flag, const std::string& text) {
+    char* end = nullptr;
+    errno = 0;
+    const double value = std::strtod(text.c_str(), &end);
+    if (text.empty() || end != text.c_str() + text.size() || errno != 0 || !std::isfinite(value)) {
+        throw UsageError(flag + " expects a number, got '" + text + "'");
+    }
+    return value;
+}
+
+double parseNonNegative(const std::string& flag, const std::string& text) {
+    const double value = parseNumber(flag, text);
+    if (value < 0.0) {
+        throw UsageError(flag + " must not be negative, got '" + text + "'");
+    }
+    return value;
+}
+
+// "640x480" into two positive whole numbers.
+void parseSize(const std::string& flag, const std::string& text, std::int64_t& first,
+               std::int64_t& second) {
+    const std::size_t cross = text.find('x');
+    const auto whole = [&](const std::string& part) {
+        const double value = parseNumber(flag, part);
+        if (value < 1.0 || value > 16384.0 || std::floor(value) != value) {
+            throw UsageError(flag + " expects two whole numbers like 640x480, got '" + text + "'");
+        }
+        return static_cast<std::int64_t>(value);
+    };
+    if (cross == std::string::npos) {
+        throw UsageError(flag + " expects two whole numbers like 640x480, got '" + text + "'");
+    }
+    first = whole(text.substr(0, cross));
+    second = whole(text.substr(cross + 1));
+}
+
+CommandInterface parseMode(const std::string& text) {
+    if (text == "position") {
+        return qorROS2::ROS2ControlInterface::POSITION;
+    }
+    if (text == "velocity") {
+        return qorROS2::ROS2ControlInterface::VELOCITY;
+    }
+    if (text == "effort") {
+        return qorROS2::ROS2ControlInterface::EFFORT;
+    }
+    throw UsageError("--joint expects NAME=position|velocity|effort, got mode '" + text + "'");
+}
+
+std::int8_t parseDomain(const char* text) {
+    if (text == nullptr || *text == '\0') {
+        return 0;
+    }
+    const std::string value(text);
+    const double number = parseNumber("ROS_DOMAIN_ID", value);
+    if (number < 0.0 || number > 127.0 || std::floor(number) != number) {
+        throw UsageError("ROS_DOMAIN_ID must be a whole number from 0 to 127, got '" + value + "'");
+    }
+    return static_cast<std::int8_t>(number);
+}
+
+}  // namespace
+
+DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId) {
+    DemoOptions options;
+    options.scenePath = QOR_DEMO_DEFAULT_SCENE;
+    options.domainId = parseDomain(rosDomainId);
+
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& flag = arguments[i];
+        const auto value = [&]() -> const std::string& {
+            if (i + 1 >= arguments.size()) {
+                throw UsageError(flag + " needs a value");
+            }
+            return arguments[++i];
+        };
+        if (flag == "-h" || flag == "--help") {
+            options.help = true;
+        } else if (flag == "--scene") {
+            options.scenePath = value();
+        } else if (flag == "--rate") {
+            options.rateFactor = parseNumber(flag, value());
+            if (options.rateFactor <= 0.0) {
+                throw UsageError("--rate must be positive");
+            }
+        } else if (flag == "--fast") {
+            options.asFastAsPossible = true;
+        } else if (flag == "--duration") {
+            options.duration = parseNonNegative(flag, value());
+        } else if (flag == "--joint") {
+            const std::string& assignment = value();
+            const std::size_t equals = assignment.find('=');
+            if (equals == std::string::npos || equals == 0) {
+                throw UsageError("--joint expects NAME=position|velocity|effort, got '" +
+                                 assignment + "'");
+            }
+            options.jointModes[assignment.substr(0, equals)] =
+                parseMode(assignment.substr(equals + 1));
+        } else if (flag == "--camera-size") {
+            parseSize(flag, value(), options.cameraWidth, options.cameraHeight);
+        } else if (flag == "--camera-rate") {
+            options.cameraRate = parseNonNegative(flag, value());
+        } else if (flag == "--lidar-size") {
+            std::int64_t rows = 0;
+            std::int64_t columns = 0;
+            parseSize(flag, value(), rows, columns);
+            options.lidarRows = static_cast<unsigned int>(rows);
+            options.lidarColumns = static_cast<unsigned int>(columns);
+        } else if (flag == "--lidar-rate") {
+            options.lidarRate = parseNonNegative(flag, value());
+        } else if (flag == "--snapshot") {
+            options.snapshotPath = value();
+        } else {
+            throw UsageError("unknown option '" + flag + "' (see --help)");
+        }
+    }
+    if (!options.help && !std::ifstream(options.scenePath).good()) {
+        throw UsageError("cannot read the scene file '" + options.scenePath + "'");
+    }
+    return options;
+}
+
+std::string demoUsage() {
+    std::ostringstream text;
+    text << "usage: qor-ros2-demo [options]\n"
+            "\n"
+            "Runs the bundled arm scene and bridges it to ROS 2: clock on /clock, joint states\n"
+            "on /joint_states, joint commands from /joint_commands, camera images on\n"
+            "/camera/image_raw and /camera/camera_info, lidar points on /lidar/points.\n"
+            "The domain is ROS_DOMAIN_ID (default 0).\n"
+            "\n"
+            "  --scene FILE          MJCF scene (default: the bundled arm)\n"
+            "  --rate FACTOR         simulated seconds per real second (default 1)\n"
+            "  --fast                run as fast as possible\n"
+            "  --duration SECONDS    stop after this much simulated time (default: Ctrl-C)\n"
+            "  --joint NAME=MODE     command NAME by position, velocity or effort\n"
+            "  --camera-size WxH     camera resolution (default 640x480)\n"
+            "  --camera-rate HZ      images per simulated second, 0 for none (default 10)\n"
+            "  --lidar-size RxC      lidar rows x columns (default 16x1024)\n"
+            "  --lidar-rate HZ       scans per simulated second, 0 for none (default 10)\n"
+            "  --snapshot FILE.png   write the last camera image to FILE.png at the end\n"
+            "  -h, --help            this text\n";
+    return text.str();
+}
+
+}  // namespace qorDemo

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "qorROS2/ROS2ControlInterface.h"
+
+namespace qorDemo {
+
+/// A command line the demo cannot run with; its text says what is wrong.
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+using CommandInterface = qorROS2::ROS2ControlInterface::ROS2ControlCommandInterface;
+
+/// Everything the command line can choose.
+struct DemoOptions {
+    std::string scenePath;          ///< MJCF file of the scene
+    std::int8_t domainId = 0;       ///< ROS 2 domain, from ROS_DOMAIN_ID
+    double rateFactor = 1.0;        ///< simulated seconds per wall-clock second
+    bool asFastAsPossible = false;  ///< no pacing at all
+    double duration = 0.0;          ///< simulated seconds to run; 0 runs until Ctrl-C
+    std::map<std::string, CommandInterface> jointModes;  ///< overrides of the default modes
+    std::int64_t cameraWidth = 640;                      ///< pixels
+    std::int64_t cameraHeight = 480;                     ///< pixels
+    double cameraRate = 10.0;          ///< images per simulated second; 0 turns the camera off
+    unsigned int lidarRows = 16;       ///< beams one above the other
+    unsigned int lidarColumns = 1024;  ///< beams side by side
+    double lidarRate = 10.0;           ///< scans per simulated second; 0 turns the lidar off
+    std::string snapshotPath;          ///< where to write the last camera image as PNG
+    bool help = false;                 ///< print the usage and stop
+};
+
+/// Reads the command line (without the program name) and the environment's ROS_DOMAIN_ID.
+/// Throws UsageError for an unknown flag, a missing or malformed value, or a missing scene file.
+DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId);
+
+/// The text that --help prints.
+std::string demoUsage();
+
+}  // namespace qorDemo

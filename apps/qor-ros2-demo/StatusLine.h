@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+namespace qorDemo {
+
+/// What the status line shows.
+struct Status {
+    double simulatedTime;         ///< seconds
+    std::uint64_t steps;          ///< since the start
+    std::size_t subscriptions;    ///< matched over the sensor topics
+    std::uint64_t commandsTaken;  ///< joint command messages applied
+};
+
+/// Shows the demo's progress: one line rewritten in place on a terminal, a line a second
+/// otherwise, so that logs stay readable.
+class StatusLine {
+  public:
+    explicit StatusLine(std::FILE* out);
+
+    /// Prints when the last print is old enough.
+    void update(const Status& status);
+
+    /// Prints the final state and ends the line.
+    void finish(const Status& status);
+
+  private:
+    void print(const Status& status, std::chrono::steady_clock::time_point now);
+
+    std::FILE* m_out;
+    bool m_inPlace;
+    std::chrono::steady_clock::time_point m_start;
+    std::chrono::steady_clock::time_point m_lastPrint;
+    Status m_lastStatus{};
+};
+
+}  // namespace qorDemo

@@ -1,0 +1,94 @@
+// The demo: the bundled arm scene on MuJoCo, bridged to ROS 2 until Ctrl-C or --duration.
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "DemoBridge.h"
+#include "DemoOptions.h"
+#include "StatusLine.h"
+
+namespace {
+
+volatile std::sig_atomic_t g_stopRequested = 0;
+
+void requestStop(int /*signal*/) {
+    g_stopRequested = 1;
+}
+
+int run(const qorDemo::DemoOptions& options) {
+    qorDemo::DemoBridge bridge(options);
+    std::printf("qor-ros2-demo: domain %d, joints:", static_cast<int>(options.domainId));
+    for (const std::string& joint : bridge.jointSummary()) {
+        std::printf(" %s", joint.c_str());
+    }
+    std::printf("\n");
+
+    qorDemo::StatusLine status(stdout);
+    const auto start = std::chrono::steady_clock::now();
+    const double startTime = bridge.time();
+    std::uint64_t steps = 0;
+    const auto current = [&]() {
+        return qorDemo::Status{bridge.time(), steps, bridge.matchedSubscriptions(),
+                               bridge.commandsTaken()};
+    };
+    while (g_stopRequested == 0 &&
+           (options.duration <= 0.0 || bridge.time() - startTime < options.duration)) {
+        bridge.step();
+        ++steps;
+        if (!options.asFastAsPossible) {
+            // Paces simulated time against the wall clock instead of sleeping a fixed time per
+            // step, so that slow steps are caught up.
+            const auto due =
+                start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                            std::chrono::duration<double>((bridge.time() - startTime) /
+                                                          options.rateFactor));
+            std::this_thread::sleep_until(due);
+        }
+        status.update(current());
+    }
+    status.finish(current());
+
+    if (!options.snapshotPath.empty()) {
+        std::string error;
+        if (!bridge.writeSnapshot(options.snapshotPath, error)) {
+            std::fprintf(stderr, "qor-ros2-demo: %s\n", error.c_str());
+            return 1;
+        }
+        std::printf("qor-ros2-demo: wrote %s\n", options.snapshotPath.c_str());
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    qorDemo::DemoOptions options;
+    try {
+        options = qorDemo::parseDemoOptions(std::vector<std::string>(argv + 1, argv + argc),
+                                            std::getenv("ROS_DOMAIN_ID"));
+    } catch (const qorDemo::UsageError& error) {
+        std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
+        return 2;
+    }
+    if (options.help) {
+        std::printf("%s", qorDemo::demoUsage().c_str());
+        return 0;
+    }
+    std::signal(SIGINT, requestStop);
+    std::signal(SIGTERM, requestStop);
+    try {
+        return run(options);
+    } catch (const qorDemo::UsageError& error) {
+        std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
+        return 2;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
+        return 1;
+    }
+}

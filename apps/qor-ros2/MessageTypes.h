@@ -1,0 +1,27 @@
+#pragma once
+
+// The 89 message types the tool knows, by their ROS 2 names, with what each command does for them.
+
+#include <string>
+#include <vector>
+
+#include "TopicOptions.h"
+
+namespace qorCli {
+
+/// One message type and its commands, instantiated for its record.
+struct MessageType {
+    std::string name;                     ///< "sensor_msgs/msg/JointState"
+    std::string (*definition)();          ///< the text of `interface show`
+    int (*publish)(const TopicOptions&);  ///< `topic pub`
+    int (*echo)(const TopicOptions&);     ///< `topic echo`
+    int (*hz)(const TopicOptions&);       ///< `topic hz`
+};
+
+/// Every type, sorted by name.
+const std::vector<MessageType>& messageTypes();
+
+/// The type named "pkg/msg/Name" or "pkg/Name"; throws UsageError for any other name.
+const MessageType& findMessageType(const std::string& name);
+
+}  // namespace qorCli

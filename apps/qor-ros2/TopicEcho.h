@@ -1,0 +1,42 @@
+#pragma once
+
+// `topic echo`: prints every message received on a topic as YAML, "---" after each.
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "RecordToYaml.h"
+#include "StopSignal.h"
+#include "TopicOptions.h"
+#include "qorROS2/Subscriber.h"
+
+namespace qorCli {
+
+template <typename Record>
+int echoTopic(const TopicOptions& options) {
+    const qorROS2::Subscriber<Record> subscriber(
+        options.topic,
+        qorROS2::QOS{qorROS2::QOS::VOLATILE, options.reliability, qorROS2::QOS::KEEP_LAST, 100},
+        options.domain);
+    Record message{};
+    while (!stopRequested()) {
+        bool any = false;
+        while (subscriber.receiveMessage(message)) {
+            any = true;
+            const std::string text = recordToYaml(message) + "---\n";
+            std::fwrite(text.data(), 1, text.size(), stdout);
+            std::fflush(stdout);
+            if (options.once) {
+                return 0;
+            }
+        }
+        if (!any) {
+            // The subscriber never blocks: poll often enough for a high-rate topic.
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        }
+    }
+    return 0;
+}
+
+}  // namespace qorCli

@@ -1,0 +1,224 @@
+#pragma once
+
+// Fills a record from YAML values written as for `ros2 topic pub`: a mapping of field names,
+// nested mappings for nested records, sequences for arrays. Missing fields keep their zero value.
+
+#include <yaml-cpp/yaml.h>
+
+#include <cerrno>
+#include <cfloat>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <set>
+#include <string>
+
+#include "FieldFilter.h"
+#include "UsageError.h"
+#include "qorROS2/MessageFields.h"
+
+namespace qorCli {
+
+namespace detail {
+
+[[noreturn]] inline void badValue(const std::string& path, const std::string& expected,
+                                  const YAML::Node& node) {
+    std::string got = "a mapping";
+    if (node.IsScalar()) {
+        got = "'" + node.Scalar() + "'";
+    } else if (node.IsSequence()) {
+        got = "a sequence";
+    } else if (node.IsNull()) {
+        got = "nothing";
+    }
+    throw UsageError("field '" + path + "': expected " + expected + ", got " + got);
+}
+
+template <typename T>
+bool parseInteger(const std::string& text, T& out) {
+    const std::string digits = !text.empty() && text[0] == '+' ? text.substr(1) : text;
+    if constexpr (std::is_signed_v<T>) {
+        long long value = 0;
+        const auto end = digits.data() + digits.size();
+        const auto result = std::from_chars(digits.data(), end, value);
+        if (result.ec != std::errc() || result.ptr != end ||
+            value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max()) {
+            return false;
+        }
+        out = static_cast<T>(value);
+    } else {
+        unsigned long long value = 0;
+        const auto end = digits.data() + digits.size();
+        const auto result = std::from_chars(digits.data(), end, value);
+        if (result.ec != std::errc() || result.ptr != end ||
+            value > std::numeric_limits<T>::max()) {
+            return false;
+        }
+        out = static_cast<T>(value);
+    }
+    return true;
+}
+
+inline bool parseFloat(const std::string& text, double& out) {
+    if (text == ".inf" || text == "+.inf" || text == ".Inf" || text == ".INF") {
+        out = std::numeric_limits<double>::infinity();
+        return true;
+    }
+    if (text == "-.inf" || text == "-.Inf" || text == "-.INF") {
+        out = -std::numeric_limits<double>::infinity();
+        return true;
+    }
+    if (text == ".nan" || text == ".NaN" || text == ".NAN") {
+        out = std::numeric_limits<double>::quiet_NaN();
+        return true;
+    }
+    if (text.empty() || std::isspace(static_cast<unsigned char>(text[0])) != 0) {
+        return false;
+    }
+    char* end = nullptr;
+    errno = 0;
+    out = std::strtod(text.c_str(), &end);
+    // Only decimal numbers: strtod would also take "inf", "nan" and hexadecimal.
+    const bool decimal = text.find_first_of("xXiInN") == std::string::npos;
+    return decimal && errno == 0 && end == text.c_str() + text.size();
+}
+
+template <typename Record>
+void readRecord(const YAML::Node& node, Record& record, const std::string& path);
+
+template <typename T>
+void readValue(const YAML::Node& node, T& out, const std::string& path, const char* rosElement);
+
+template <typename T>
+void readScalar(const YAML::Node& node, T& out, const std::string& path, const char* rosElement) {
+    const std::string type = rosElement != nullptr ? rosElement : qorROS2::rosElementTypeName<T>();
+    if (!node.IsScalar()) {
+        badValue(path, "a " + type, node);
+    }
+    const std::string& text = node.Scalar();
+    if constexpr (std::is_same_v<T, std::string>) {
+        out = text;
+    } else if constexpr (std::is_same_v<T, bool>) {
+        if (!YAML::convert<bool>::decode(node, out)) {
+            badValue(path, "a bool (true or false)", node);
+        }
+    } else if constexpr (std::is_floating_point_v<T>) {
+        double value = 0.0;
+        if (!parseFloat(text, value)) {
+            badValue(path, "a " + type, node);
+        }
+        if (std::is_same_v<T, float> && std::isfinite(value) &&
+            std::fabs(value) > static_cast<double>(FLT_MAX)) {
+            badValue(path,
+                     "a float32 (at most " + std::to_string(static_cast<double>(FLT_MAX)) + ")",
+                     node);
+        }
+        out = static_cast<T>(value);
+    } else if constexpr (std::is_same_v<T, char>) {
+        unsigned char code = 0;
+        if (text.size() == 1) {
+            out = text[0];
+        } else if (parseInteger(text, code)) {
+            out = static_cast<char>(code);
+        } else {
+            badValue(path, "a char (one character or a code from 0 to 255)", node);
+        }
+    } else {
+        if (!parseInteger(text, out)) {
+            badValue(path,
+                     "a " + type + " (an integer from " +
+                         std::to_string(+std::numeric_limits<T>::min()) + " to " +
+                         std::to_string(+std::numeric_limits<T>::max()) + ")",
+                     node);
+        }
+    }
+}
+
+template <typename T>
+void readValue(const YAML::Node& node, T& out, const std::string& path, const char* rosElement) {
+    if constexpr (qorROS2::isMessageRecord<T>) {
+        readRecord(node, out, path);
+    } else if constexpr (qorROS2::isSequence<T>) {
+        if (node.IsNull()) {
+            out.clear();
+            return;
+        }
+        if (!node.IsSequence()) {
+            badValue(path, "a sequence", node);
+        }
+        out.resize(node.size());
+        for (std::size_t i = 0; i < node.size(); ++i) {
+            typename T::value_type element{};
+            readValue(node[i], element, path + "[" + std::to_string(i) + "]", rosElement);
+            out[i] = element;
+        }
+    } else if constexpr (qorROS2::isFixedArray<T>) {
+        if (!node.IsSequence() || node.size() != out.size()) {
+            badValue(path, "a sequence of exactly " + std::to_string(out.size()) + " values", node);
+        }
+        for (std::size_t i = 0; i < out.size(); ++i) {
+            readValue(node[i], out[i], path + "[" + std::to_string(i) + "]", rosElement);
+        }
+    } else {
+        readScalar(node, out, path, rosElement);
+    }
+}
+
+template <typename Record>
+void readRecord(const YAML::Node& node, Record& record, const std::string& path) {
+    if (node.IsNull()) {
+        return;
+    }
+    const std::string typeName = qorROS2::rosElementTypeName<Record>();
+    if (!node.IsMap()) {
+        if (path.empty()) {
+            throw UsageError("the values must be a YAML mapping of the fields of " + typeName +
+                             ", like '{field: value}'");
+        }
+        badValue(path, "a mapping of the fields of " + typeName, node);
+    }
+    std::set<std::string> known;
+    qorROS2::forEachFieldOf<Record>([&](const auto& field) {
+        if (isVisibleField(field.name)) {
+            known.insert(field.name);
+        }
+    });
+    for (const auto& entry : node) {
+        const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
+        if (known.count(key) == 0) {
+            throw UsageError("field '" + (path.empty() ? key : path + "." + key) +
+                             "' does not exist in " + typeName);
+        }
+    }
+    qorROS2::forEachField(record, [&](const auto& field, auto& member) {
+        if (!isVisibleField(field.name)) {
+            return;
+        }
+        const YAML::Node value = node[field.name];
+        if (value.IsDefined()) {
+            readValue(value, member, path.empty() ? field.name : path + "." + field.name,
+                      field.rosElement);
+        }
+    });
+}
+
+}  // namespace detail
+
+/// The record that the YAML text `values` describes. Throws UsageError naming the field when the
+/// text is not YAML, names a field the record does not have, or gives a value of the wrong type
+/// or (for a fixed array) length.
+template <typename Record>
+Record recordFromYaml(const std::string& values) {
+    YAML::Node root;
+    try {
+        root = YAML::Load(values);
+    } catch (const YAML::Exception& error) {
+        throw UsageError("the values are not valid YAML: " + std::string(error.what()));
+    }
+    Record record{};
+    detail::readRecord(root, record, "");
+    return record;
+}
+
+}  // namespace qorCli

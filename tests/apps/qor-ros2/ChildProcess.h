@@ -1,0 +1,19 @@
+#pragma once
+
+// Runs the command-line tool as a child process and collects what it printed.
+
+#include <string>
+
+namespace qorCliTest {
+
+/// What a finished child printed and how it ended.
+struct ChildResult {
+    int exitCode = -1;   ///< its exit code; -1 when it did not exit normally
+    std::string output;  ///< standard output, or standard output and error together
+};
+
+/// Runs qor-ros2 with `arguments` (already shell-quoted) and ROS_DOMAIN_ID=`domain`, killed after
+/// 30 s at most. With `withErrors`, standard error is collected with standard output.
+ChildResult runCli(const std::string& arguments, int domain, bool withErrors);
+
+}  // namespace qorCliTest
