@@ -5,34 +5,24 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <sstream>
 #include <string>
 
-#include "CommandOutput.h"
+#include "DynamicSymbols.h"
 #include "qorROS2/Messages.h"
 
 namespace {
 
 // The demangled names of the functions that the library exports from namespace qorROS2.
 std::set<std::string> exportedBridgeFunctions() {
-    const std::string table = qorTest::commandOutput(std::string("nm -D --defined-only -C \"") +
-                                                     QORROS2_LIBRARY_PATH + "\"");
     std::set<std::string> names;
-    std::istringstream lines(table);
-    std::string line;
-    while (std::getline(lines, line)) {
-        // "<address> <kind> <demangled name>": T for a function, W for a template instantiation.
-        std::istringstream words(line);
-        std::string address;
-        std::string kind;
-        words >> address >> kind;
-        std::string name;
-        std::getline(words >> std::ws, name);
-        const bool isFunction = kind == "T" || kind == "W";
+    for (const qorTest::DynamicSymbol& symbol :
+         qorTest::definedDynamicSymbols(QORROS2_LIBRARY_PATH)) {
+        // T for a function, W for a template instantiation.
+        const bool isFunction = symbol.kind == "T" || symbol.kind == "W";
         const bool isBridge =
-            name.rfind("qorROS2::", 0) == 0 || name.rfind("void qorROS2::", 0) == 0;
+            symbol.name.rfind("qorROS2::", 0) == 0 || symbol.name.rfind("void qorROS2::", 0) == 0;
         if (isFunction && isBridge) {
-            names.insert(name);
+            names.insert(symbol.name);
         }
     }
     return names;

@@ -4,31 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <set>
-#include <sstream>
 #include <string>
 
-#include "CommandOutput.h"
+#include "DynamicSymbols.h"
 #include "qorROS2/Messages.h"
 
 namespace {
 
 // The demangled names of the functions that the library exports from namespace qorROS2.
 std::set<std::string> exportedTransportFunctions() {
-    const std::string table = qorTest::commandOutput(std::string("nm -D --defined-only -C \"") +
-                                                     QORNTROS2_LIBRARY_PATH + "\"");
     std::set<std::string> names;
-    std::istringstream lines(table);
-    std::string line;
-    while (std::getline(lines, line)) {
-        // "<address> <kind> <demangled name>"
-        std::istringstream words(line);
-        std::string address;
-        std::string kind;
-        words >> address >> kind;
-        std::string name;
-        std::getline(words >> std::ws, name);
-        if (name.find("qorROS2::") != std::string::npos) {
-            names.insert(name);
+    for (const qorTest::DynamicSymbol& symbol :
+         qorTest::definedDynamicSymbols(QORNTROS2_LIBRARY_PATH)) {
+        if (symbol.name.find("qorROS2::") != std::string::npos) {
+            names.insert(symbol.name);
         }
     }
     return names;
