@@ -159,6 +159,71 @@ TEST(CameraRender, KnowsUpFromDownAndLeftFromRight) {
     EXPECT_TRUE(bottomRight.r > 200 && bottomRight.g > 200 && bottomRight.b > 200);
 }
 
+// A self-lit red box up and to the left of the view's centre of camera "front" (which looks along
+// +x with +z up), in front of a flat, self-lit grey wall that fills the rest of the view.
+const char* const kRedBoxScene = R"(
+<mujoco model="red_box">
+  <visual><headlight ambient="0 0 0" diffuse="0 0 0" specular="0 0 0"/></visual>
+  <asset>
+    <material name="red" rgba="1 0 0 1" emission="1" specular="0"/>
+    <material name="grey" rgba="0.5 0.5 0.5 1" emission="1" specular="0"/>
+  </asset>
+  <worldbody>
+    <camera name="front" pos="0 0 0" xyaxes="0 -1 0 0 0 1" fovy="60"/>
+    <geom type="box" pos="3 0.6 0.3" size="0.1 0.25 0.25" material="red"/>
+    <geom type="box" pos="6 0 0" size="0.01 10 10" material="grey"/>
+  </worldbody>
+</mujoco>)";
+
+bool isGrey(const Rgb& p) {
+    return p.r > 60 && p.r < 200 && std::abs(p.r - p.g) < 20 && std::abs(p.r - p.b) < 20;
+}
+
+TEST(CameraRender, RedBoxAppearsRedWhereItIs) {
+    qor::ref_ptr<qorSDK::Simulation> simulation =
+        qorSDK::Simulation::createFromString(kRedBoxScene);
+    qor::ref_ptr<Camera> camera = new Camera(*simulation, "front", {160, 120});
+    qor::ref_ptr<CameraColorOutput> image = rgb8({160, 120});
+    ASSERT_TRUE(camera->addOutput(image.get()));
+    camera->render();
+
+    // The box's front face lies 2.9 m ahead, its middle 0.6 m to the left and 0.3 m up: world +y
+    // is image left, world +z image up. f = 60 / tan(30 degrees) pixels.
+    const double f = 60.0 / std::tan(30.0 * 3.14159265358979 / 180.0);
+    const auto u = static_cast<std::int64_t>(std::lround(80.0 - 0.6 / 2.9 * f));
+    const auto v = static_cast<std::int64_t>(std::lround(60.0 - 0.3 / 2.9 * f));
+    // The face spans 0.25 / 2.9 * f, about 9 pixels, either side of its middle.
+    for (std::int64_t dy = -2; dy <= 2; ++dy) {
+        for (std::int64_t dx = -2; dx <= 2; ++dx) {
+            const Rgb p = pixelAt(*image, u + dx, v + dy);
+            EXPECT_TRUE(p.r > 200 && p.g < 40 && p.b < 40)
+                << "at " << u + dx << "," << v + dy << ": " << p.r << " " << p.g << " " << p.b;
+        }
+    }
+    // Well outside it: the mirror image of its place, beside it on either side, above and below
+    // it, and the corners are the grey wall.
+    const std::int64_t outside[][2] = {{160 - u, 120 - v}, {u + 20, v}, {u - 20, v}, {u, v - 20},
+                                       {u, v + 20},        {0, 0},      {159, 119},  {80, 60}};
+    for (const auto& at : outside) {
+        const Rgb p = pixelAt(*image, at[0], at[1]);
+        EXPECT_FALSE(isRed(p)) << "at " << at[0] << "," << at[1];
+        EXPECT_TRUE(isGrey(p)) << "at " << at[0] << "," << at[1] << ": " << p.r << " " << p.g << " "
+                               << p.b;
+    }
+    // And the red is all in one place: no red pixel lies more than 12 pixels from the middle.
+    int redPixels = 0;
+    for (std::int64_t y = 0; y < 120; ++y) {
+        for (std::int64_t x = 0; x < 160; ++x) {
+            if (isRed(pixelAt(*image, x, y))) {
+                ++redPixels;
+                EXPECT_LE(std::abs(x - u), 12) << x << "," << y;
+                EXPECT_LE(std::abs(y - v), 12) << x << "," << y;
+            }
+        }
+    }
+    EXPECT_GT(redPixels, 200);
+}
+
 TEST(CameraRender, Bgr8IsRgb8WithRedAndBlueSwapped) {
     qor::ref_ptr<qorSDK::Simulation> simulation = qorSensorTest::armScene();
     qor::ref_ptr<Camera> camera = new Camera(*simulation, "overview", {320, 240});

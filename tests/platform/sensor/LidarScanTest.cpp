@@ -280,6 +280,59 @@ const char* const kRoomScene = R"(
   </worldbody>
 </mujoco>)";
 
+// A lidar on a post looking along +x at a large wall whose face lies 2 m ahead of it.
+const char* const kWallScene = R"(
+<mujoco model="wall">
+  <worldbody>
+    <geom type="box" pos="2.05 0 1" size="0.05 10 10" rgba="0.8 0.8 0.8 1"/>
+    <body name="post" pos="0 0 1">
+      <geom type="box" size="0.05 0.05 0.05" rgba="0.5 0.5 0.5 1"/>
+      <site name="eye" pos="0 0 0"/>
+    </body>
+  </worldbody>
+</mujoco>)";
+
+TEST(LidarScan, WallAtTwoMetresGivesPointsTwoMetresAway) {
+    qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(kWallScene);
+    // A narrow fan about the axis: no beam is more than 0.01 rad off it, so every range is within
+    // 2 / cos(0.01)^2 - 2 = 2e-4 m of 2 m.
+    LidarPattern pattern;
+    pattern.rows = 5;
+    pattern.columns = 5;
+    pattern.verticalFieldOfView = 0.02;
+    pattern.horizontalFieldOfView = 0.02;
+    qor::ref_ptr<Lidar> lidar =
+        new Lidar(*simulation, "eye", pattern,
+                  {RtOutput::XYZ_VEC3_F32, RtOutput::RANGE_F32, RtOutput::RING_U16});
+    lidar->scan();
+    const std::vector<Point> points = pointsOf(*lidar->getOutput());
+    ASSERT_EQ(points.size(), 25U);
+    for (unsigned int row = 0; row < pattern.rows; ++row) {
+        for (unsigned int column = 0; column < pattern.columns; ++column) {
+            const Point& point = points[row * pattern.columns + column];
+            ASSERT_TRUE(point.hit) << row << "," << column;
+            EXPECT_EQ(point.ring, row);
+            EXPECT_NEAR(point.range, 2.0, 1e-3) << row << "," << column;
+            // The point lies on the wall's face, along its beam, at its range.
+            const Vec3 beam = beamDirection(pattern, row, column);
+            EXPECT_NEAR(point.position[0], 2.0, 1e-4) << row << "," << column;
+            EXPECT_NEAR(point.range, 2.0 / beam[0], 1e-4) << row << "," << column;
+            EXPECT_NEAR(lengthOf(point.position), point.range, 1e-5) << row << "," << column;
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                EXPECT_NEAR(point.position[axis], static_cast<double>(point.range) * beam[axis],
+                            1e-5)
+                    << row << "," << column << " axis " << axis;
+            }
+        }
+    }
+    // The middle beam looks straight ahead: (2, 0, 0). The top-left one looks up and to the left.
+    const Point& middle = points[2 * pattern.columns + 2];
+    EXPECT_NEAR(middle.position[1], 0.0, 1e-5);
+    EXPECT_NEAR(middle.position[2], 0.0, 1e-5);
+    EXPECT_GT(points[0].position[1], 0.015);
+    EXPECT_GT(points[0].position[2], 0.015);
+}
+
 TEST(LidarScan, AFullTurnSpacesItsColumnsEvenlyAndIgnoresItsOwnMount) {
     qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(kRoomScene);
     LidarPattern pattern;

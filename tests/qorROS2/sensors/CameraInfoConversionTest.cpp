@@ -11,8 +11,10 @@
 #include "SensorTesting.h"
 #include "qor/ref_ptr.h"
 #include "qorROS2/ROS2Util.h"
+#include "qorSensor/CameraCCDSensor.h"
 #include "qorSensor/CameraCMOSSensor.h"
 #include "qorSensor/CameraLens.h"
+#include "qorSensor/CameraLensFisheye.h"
 #include "qorSensor/CameraLensSingleElement.h"
 #include "qorSensor/CameraModel.h"
 #include "qorSensor/CameraPhotodetector.h"
@@ -26,17 +28,7 @@ using qorSensor::CameraLensSingleElement;
 using qorSensor::CameraModel;
 using qorTest::isStamp;
 
-// Kinds of lens, photodetector and distortion that the conversion does not support.
-class FisheyeLens : public qorSensor::CameraLens {
-  protected:
-    ~FisheyeLens() override = default;
-};
-
-class CcdSensor : public qorSensor::CameraPhotodetector {
-  protected:
-    ~CcdSensor() override = default;
-};
-
+// A kind of distortion that the conversion does not support.
 class EquidistantDistortion : public qorSensor::LensDistortion {
   protected:
     ~EquidistantDistortion() override = default;
@@ -127,13 +119,13 @@ TEST(CameraInfoConversion, AnotherPhotodetectorGivesOnlyTheHeader) {
     qor::ref_ptr<CameraModel> model = new CameraModel(
         new CameraLensSingleElement(
             0.05, new qorSensor::LensDistortionBrownConrady(0.1, 0.2, 0.3, 0.01, 0.02)),
-        new CcdSensor);
+        new qorSensor::CameraCCDSensor({640, 480}, 2, 2));
     expectHeaderOnly(qorROS2::convertCameraInfo(model.get(), 1.001, "unsupported"));
 }
 
 TEST(CameraInfoConversion, AnotherLensGivesOnlyTheHeader) {
-    qor::ref_ptr<CameraModel> model =
-        new CameraModel(new FisheyeLens, new CameraCMOSSensor({1280, 720}));
+    qor::ref_ptr<CameraModel> model = new CameraModel(new qorSensor::CameraLensFisheye(300.0, 3.3),
+                                                      new CameraCMOSSensor({1280, 720}));
     expectHeaderOnly(qorROS2::convertCameraInfo(model.get(), 1.001, "unsupported"));
 }
 
