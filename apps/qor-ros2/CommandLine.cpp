@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include <cctype>
+
 #include "UsageError.h"
 
 namespace qorCli {
@@ -8,7 +10,11 @@ CommandLine::CommandLine(const std::vector<std::string>& arguments,
                          const std::set<std::string>& flags, const std::set<std::string>& valued) {
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& word = arguments[i];
-        if (word.size() < 2 || word.compare(0, 2, "--") != 0) {
+        // "--name" and short "-x" options; "-1" and other words are positional.
+        const bool option = (word.size() > 2 && word.compare(0, 2, "--") == 0) ||
+                            (word.size() == 2 && word[0] == '-' &&
+                             std::isalpha(static_cast<unsigned char>(word[1])) != 0);
+        if (!option) {
             m_positional.push_back(word);
         } else if (flags.count(word) != 0) {
             m_options[word] = "";

@@ -1,16 +1,32 @@
 #include "Commands.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <thread>
+#include <utility>
 
 #include "CommandLine.h"
+#include "ImagePng.h"
 #include "MessageTypes.h"
+#include "StopSignal.h"
 #include "UsageError.h"
+#include "qorROS2/TopicDiscovery.h"
 
 namespace qorCli {
 
 namespace {
+
+// How long `topic list` looks for endpoints: at least the shortest time, then until nothing new
+// has come for the quiet period, at most the longest time.
+constexpr std::chrono::milliseconds kListShortest{1000};
+constexpr std::chrono::milliseconds kListQuietPeriod{500};
+constexpr std::chrono::milliseconds kListLongest{3000};
+
+// How long echo and hz wait for an endpoint of a topic given without its type.
+constexpr std::chrono::seconds kTypeDiscoveryTimeout{5};
 
 std::vector<std::string> rest(const std::vector<std::string>& arguments) {
     return std::vector<std::string>(arguments.begin() + 2, arguments.end());
@@ -87,6 +103,93 @@ int interfaceCommand(const std::string& verb, const std::vector<std::string>& ar
     throw UsageError("unknown command 'interface " + verb + "' (known: list, show)");
 }
 
+// Whether `a` and `b` list the same topics with the same types.
+bool sameTopics(const std::vector<qorROS2::DiscoveredTopic>& a,
+                const std::vector<qorROS2::DiscoveredTopic>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](const qorROS2::DiscoveredTopic& x, const qorROS2::DiscoveredTopic& y) {
+                          return x.name == y.name && x.types == y.types;
+                      });
+}
+
+// Prints the topics of `domain`, sorted, each with its types when `showTypes`.
+int listTopics(bool showTypes, std::int8_t domain) {
+    using Clock = std::chrono::steady_clock;
+    const qorROS2::TopicDiscovery discovery(domain);
+    // Peers answer a new participant within moments: list once nothing new has come for a while.
+    const auto start = Clock::now();
+    auto lastChange = start;
+    std::vector<qorROS2::DiscoveredTopic> topics = discovery.topics();
+    while (!stopRequested()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::vector<qorROS2::DiscoveredTopic> current = discovery.topics();
+        const auto now = Clock::now();
+        if (!sameTopics(current, topics)) {
+            topics = std::move(current);
+            lastChange = now;
+        }
+        if (now - start >= kListLongest ||
+            (now - start >= kListShortest && now - lastChange >= kListQuietPeriod)) {
+            break;
+        }
+    }
+    std::string text;
+    for (const qorROS2::DiscoveredTopic& topic : topics) {
+        text += topic.name;
+        if (showTypes) {
+            text += " [";
+            for (std::size_t i = 0; i < topic.types.size(); ++i) {
+                text += (i == 0 ? "" : ", ") + topic.types[i];
+            }
+            text += "]";
+        }
+        text += "\n";
+    }
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    return 0;
+}
+
+// The type of the messages on `topic`, as its endpoints in `domain` announce it. Throws
+// UsageError when no endpoint appears in time, when they use several types, or when the type is
+// not one of the known ones.
+const MessageType& discoveredType(const std::string& topic, std::int8_t domain,
+                                  const std::string& verb) {
+    const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
+    std::vector<std::string> types;
+    {
+        const qorROS2::TopicDiscovery discovery(domain);
+        if (discovery.waitForTopic(name, kTypeDiscoveryTimeout)) {
+            for (const qorROS2::DiscoveredTopic& found : discovery.topics()) {
+                if (found.name == name) {
+                    types = found.types;
+                }
+            }
+        }
+    }
+    const std::string giveType = "give its type after the topic, as in 'qor-ros2 topic " + verb +
+                                 " /clock rosgraph_msgs/msg/Clock'";
+    if (types.empty()) {
+        throw UsageError("topic '" + topic + "' was not found in domain " + std::to_string(domain) +
+                         " within " + std::to_string(kTypeDiscoveryTimeout.count()) +
+                         " s: start its publisher first, or " + giveType);
+    }
+    if (types.size() > 1) {
+        std::string all;
+        for (const std::string& type : types) {
+            all += (all.empty() ? "" : ", ") + type;
+        }
+        throw UsageError("topic '" + topic + "' carries more than one type (" + all +
+                         "): " + giveType);
+    }
+    for (const MessageType& type : messageTypes()) {
+        if (type.name == types[0]) {
+            return type;
+        }
+    }
+    throw UsageError("topic '" + topic + "' carries " + types[0] +
+                     ", which qor-ros2 does not know (see 'qor-ros2 interface list')");
+}
+
 int topicCommand(const std::string& verb, const std::vector<std::string>& arguments) {
     TopicOptions options;
     if (verb == "pub") {
@@ -109,34 +212,42 @@ int topicCommand(const std::string& verb, const std::vector<std::string>& argume
         options.domain = domainFromEnvironment();
         return type.publish(options);
     }
+    if (verb == "list") {
+        const CommandLine line(arguments, {"-t", "--show-types"}, {});
+        expectPositional(line, 0, 0, "topic list [-t]");
+        return listTopics(line.has("-t") || line.has("--show-types"), domainFromEnvironment());
+    }
     if (verb == "echo" || verb == "hz") {
         const bool echo = verb == "echo";
         const CommandLine line(arguments,
                                echo ? std::set<std::string>{"--once"} : std::set<std::string>{},
-                               echo ? std::set<std::string>{"--qos-reliability"}
+                               echo ? std::set<std::string>{"--qos-reliability", "--save"}
                                     : std::set<std::string>{"--window", "--qos-reliability"});
         expectPositional(line, 1, 2,
-                         echo ? "topic echo TOPIC [TYPE] [--once] "
+                         echo ? "topic echo TOPIC [TYPE] [--once] [--save FILE.png] "
                                 "[--qos-reliability reliable|best_effort]"
                               : "topic hz TOPIC [TYPE] [--window N]");
-        if (line.positional().size() == 1) {
-            throw UsageError("the message type of '" + line.positional()[0] +
-                             "' cannot be discovered yet: give it after the topic, as in "
-                             "'qor-ros2 topic " +
-                             verb + " /clock rosgraph_msgs/msg/Clock'");
-        }
-        const MessageType& type = findMessageType(line.positional()[1]);
         options.topic = line.positional()[0];
+        options.domain = domainFromEnvironment();
+        const MessageType& type = line.positional().size() == 2
+                                      ? findMessageType(line.positional()[1])
+                                      : discoveredType(options.topic, options.domain, verb);
         options.once = line.has("--once");
+        if (line.has("--save")) {
+            if (type.name != "sensor_msgs/msg/Image") {
+                throw UsageError("option --save works for sensor_msgs/msg/Image only, not " +
+                                 type.name);
+            }
+            options.savePath = line.value("--save", "");
+        }
         // Best effort matches reliable and best-effort publishers alike.
         options.reliability = reliability(line, "best_effort");
         if (line.has("--window")) {
             options.window = positiveCount(line.value("--window", ""), "--window");
         }
-        options.domain = domainFromEnvironment();
         return echo ? type.echo(options) : type.hz(options);
     }
-    throw UsageError("unknown command 'topic " + verb + "' (known: pub, echo, hz)");
+    throw UsageError("unknown command 'topic " + verb + "' (known: list, pub, echo, hz)");
 }
 
 }  // namespace
@@ -147,9 +258,15 @@ std::string usageText() {
            "  interface show TYPE\n"
            "  topic pub TOPIC TYPE [VALUES] [--rate HZ] [--once] [--times N]\n"
            "            [--qos-reliability reliable|best_effort]\n"
-           "  topic echo TOPIC TYPE [--once] [--qos-reliability reliable|best_effort]\n"
-           "  topic hz TOPIC TYPE [--window N]\n"
-           "TYPE is pkg/msg/Name or pkg/Name; the domain comes from ROS_DOMAIN_ID (default 0).\n";
+           "  topic list [-t|--show-types]\n"
+           "  topic echo TOPIC [TYPE] [--once] [--save FILE.png]\n"
+           "             [--qos-reliability reliable|best_effort]\n"
+           "  topic hz TOPIC [TYPE] [--window N]\n"
+           "TYPE is pkg/msg/Name or pkg/Name; without it, echo and hz use the type that the\n"
+           "topic's endpoints announce. --save writes each sensor_msgs/msg/Image received as PNG\n"
+           "(encodings " +
+           std::string(savableImageEncodings()) +
+           "). The domain comes from ROS_DOMAIN_ID (default 0).\n";
 }
 
 int runCommand(const std::vector<std::string>& arguments) {

@@ -1,11 +1,15 @@
 #pragma once
 
-// `topic echo`: prints every message received on a topic as YAML, "---" after each.
+// `topic echo`: prints every message received on a topic as YAML, "---" after each, or saves
+// the images received as PNG files.
 
 #include <chrono>
 #include <cstdio>
+#include <string>
 #include <thread>
+#include <type_traits>
 
+#include "ImagePng.h"
 #include "RecordToYaml.h"
 #include "StopSignal.h"
 #include "TopicOptions.h"
@@ -24,6 +28,19 @@ int echoTopic(const TopicOptions& options) {
         bool any = false;
         while (subscriber.receiveMessage(message)) {
             any = true;
+            if constexpr (std::is_same_v<Record, qorROS2::sensorMsgs::Image>) {
+                if (!options.savePath.empty()) {
+                    // Each image replaces the last one saved.
+                    saveImagePng(message, options.savePath);
+                    std::printf("saved a %ux%u %s image to %s\n", message.width, message.height,
+                                message.encoding.c_str(), options.savePath.c_str());
+                    std::fflush(stdout);
+                    if (options.once) {
+                        return 0;
+                    }
+                    continue;
+                }
+            }
             const std::string text = recordToYaml(message) + "---\n";
             std::fwrite(text.data(), 1, text.size(), stdout);
             std::fflush(stdout);

@@ -17,6 +17,7 @@ struct TopicOptions {
     double rate = 1.0;                                   ///< pub: messages a second
     std::size_t times = 0;                               ///< pub: messages to send; 0 is no limit
     bool once = false;                                   ///< pub, echo: one message, then exit
+    std::string savePath;                                ///< echo: save images here as PNG
     std::uint32_t reliability = qorROS2::QOS::RELIABLE;  ///< a QOS::Reliability value
     std::size_t window = 10000;                          ///< hz: intervals averaged
     std::int8_t domain = 0;                              ///< DDS domain, from ROS_DOMAIN_ID

@@ -22,6 +22,12 @@ namespace qorCli {
 
 namespace detail {
 
+// `type` ("int32", "uint8", "float64") with the article its sound takes: "an int32", "a uint8".
+inline std::string withArticle(const std::string& type) {
+    const bool vowel = !type.empty() && std::string("aeio").find(type[0]) != std::string::npos;
+    return (vowel ? "an " : "a ") + type;
+}
+
 [[noreturn]] inline void badValue(const std::string& path, const std::string& expected,
                                   const YAML::Node& node) {
     std::string got = "a mapping";
@@ -94,7 +100,7 @@ template <typename T>
 void readScalar(const YAML::Node& node, T& out, const std::string& path, const char* rosElement) {
     const std::string type = rosElement != nullptr ? rosElement : qorROS2::rosElementTypeName<T>();
     if (!node.IsScalar()) {
-        badValue(path, "a " + type, node);
+        badValue(path, withArticle(type), node);
     }
     const std::string& text = node.Scalar();
     if constexpr (std::is_same_v<T, std::string>) {
@@ -106,7 +112,7 @@ void readScalar(const YAML::Node& node, T& out, const std::string& path, const c
     } else if constexpr (std::is_floating_point_v<T>) {
         double value = 0.0;
         if (!parseFloat(text, value)) {
-            badValue(path, "a " + type, node);
+            badValue(path, withArticle(type), node);
         }
         if (std::is_same_v<T, float> && std::isfinite(value) &&
             std::fabs(value) > static_cast<double>(FLT_MAX)) {
@@ -127,7 +133,7 @@ void readScalar(const YAML::Node& node, T& out, const std::string& path, const c
     } else {
         if (!parseInteger(text, out)) {
             badValue(path,
-                     "a " + type + " (an integer from " +
+                     withArticle(type) + " (an integer from " +
                          std::to_string(+std::numeric_limits<T>::min()) + " to " +
                          std::to_string(+std::numeric_limits<T>::max()) + ")",
                      node);

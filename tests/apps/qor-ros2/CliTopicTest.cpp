@@ -38,8 +38,11 @@ TEST(CliTopic, BadInputExitsWithTwoNamesTheProblemAndSendsNothing) {
         {"topic pub /refused sensor_msgs/JointState '{nmae: [a]}' --once",
          "qor-ros2: field 'nmae' does not exist in sensor_msgs/JointState\n"},
         {"topic pub /refused sensor_msgs/JointState '{header: {stamp: {sec: 1.5}}}' --once",
-         "qor-ros2: field 'header.stamp.sec': expected a int32 (an integer from -2147483648 to "
+         "qor-ros2: field 'header.stamp.sec': expected an int32 (an integer from -2147483648 to "
          "2147483647), got '1.5'\n"},
+        {"topic pub /refused sensor_msgs/JointState '{header: {stamp: {nanosec: -1}}}' --once",
+         "qor-ros2: field 'header.stamp.nanosec': expected a uint32 (an integer from 0 to "
+         "4294967295), got '-1'\n"},
         {"topic pub /refused sensor_msgs/JointState '{velocity: [0.5, fast]}' --once",
          "qor-ros2: field 'velocity[1]': expected a float64, got 'fast'\n"},
         {"topic pub /refused sensor_msgs/JointState '{name: a}' --once",
@@ -159,12 +162,13 @@ TEST(CliTopic, EchoPrintsNestedRecordsSequencesAndBytesAsRos2Does) {
               "---\n");
 }
 
-TEST(CliTopic, EchoWithoutTypeExitsWithTwoAndSaysWhy) {
-    const auto result = qorCliTest::runCli("topic echo /cli/clock --once", kEchoDomain, true);
+TEST(CliTopic, EchoWithoutTypeOfATopicNobodyUsesExitsWithTwoAndSaysWhy) {
+    const auto result = qorCliTest::runCli("topic echo /cli/nobody --once", kRefusedDomain, true);
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(result.output,
-              "qor-ros2: the message type of '/cli/clock' cannot be discovered yet: give it after "
-              "the topic, as in 'qor-ros2 topic echo /clock rosgraph_msgs/msg/Clock'\n");
+              "qor-ros2: topic '/cli/nobody' was not found in domain 122 within 5 s: start its "
+              "publisher first, or give its type after the topic, as in 'qor-ros2 topic echo "
+              "/clock rosgraph_msgs/msg/Clock'\n");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Reads the dynamic symbol table of the built transport library: the publishers and subscribers
-// of the 89 records are its whole interface, and nothing of its internals or of Fast DDS leaks.
+// of the 89 records and the topic discovery are its whole interface, and nothing of its internals
+// or of Fast DDS leaks.
 
 #include <gtest/gtest.h>
 
@@ -41,10 +42,26 @@ TEST(TransportSymbols, EveryRecordHasItsPublisherAndSubscriber) {
     }
 }
 
-TEST(TransportSymbols, NothingButPublishersAndSubscribersIsExported) {
+const std::string kDiscoveryScope = "qorROS2::TopicDiscovery::";
+
+TEST(TransportSymbols, TopicDiscoveryExportsItsMembers) {
+    // The member names, without their parameter lists (whose spelling is the compiler's).
+    std::set<std::string> members;
     for (const std::string& name : exportedTransportFunctions()) {
-        const bool endpoint =
-            name.rfind("qorROS2::Publisher<", 0) == 0 || name.rfind("qorROS2::Subscriber<", 0) == 0;
+        if (name.rfind(kDiscoveryScope, 0) == 0) {
+            members.insert(
+                name.substr(kDiscoveryScope.size(), name.find('(') - kDiscoveryScope.size()));
+        }
+    }
+    EXPECT_EQ(members, (std::set<std::string>{"TopicDiscovery", "~TopicDiscovery", "topics",
+                                              "waitForTopic"}));
+}
+
+TEST(TransportSymbols, NothingButEndpointsAndTopicDiscoveryIsExported) {
+    for (const std::string& name : exportedTransportFunctions()) {
+        const bool endpoint = name.rfind("qorROS2::Publisher<", 0) == 0 ||
+                              name.rfind("qorROS2::Subscriber<", 0) == 0 ||
+                              name.rfind(kDiscoveryScope, 0) == 0;
         EXPECT_TRUE(endpoint) << name;
         EXPECT_EQ(name.find("qorROS2::detail::"), std::string::npos) << name;
         EXPECT_EQ(name.find("eprosima"), std::string::npos) << name;

@@ -1,0 +1,198 @@
+// The README's walkthrough, step by step, against the demo run as a user runs it: headless, with
+// qor-ros2 as the only other program on its domain.
+
+#include <gtest/gtest.h>
+#include <png.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "OutputChild.h"
+#include "WaitFor.h"
+#include "apps/qor-ros2/ChildProcess.h"
+#include "transport/endpoints/ChildProcess.h"
+
+namespace {
+
+constexpr int kWalkthroughDomain = 126;
+constexpr double kStepsPerSecond = 500.0;  // 2 ms steps at real time
+constexpr double kCommandedSpeed = 0.5;
+
+// Top-level YAML lists of one echoed message (`name:`, `position:`, `velocity:` ...), each item
+// as printed.
+std::map<std::string, std::vector<std::string>> yamlLists(const std::string& yaml) {
+    std::map<std::string, std::vector<std::string>> lists;
+    std::istringstream lines(yaml);
+    std::string line;
+    std::string key;
+    while (std::getline(lines, line)) {
+        if (line.rfind("- ", 0) == 0 && !key.empty()) {
+            lists[key].push_back(line.substr(2));
+        } else if (!line.empty() && line[0] != ' ' && line.back() == ':') {
+            key = line.substr(0, line.size() - 1);
+            lists[key];
+        } else {
+            key.clear();
+        }
+    }
+    return lists;
+}
+
+struct JointReading {
+    bool found = false;
+    double position = 0.0;
+    double velocity = 0.0;
+};
+
+// wrist_roll's position and velocity in one joint state echoed by qor-ros2.
+JointReading echoWristRoll() {
+    const qorCliTest::ChildResult echo = qorCliTest::runCli(
+        "topic echo /joint_states sensor_msgs/msg/JointState --once", kWalkthroughDomain, false);
+    auto lists = yamlLists(echo.output);
+    const std::vector<std::string>& names = lists["name"];
+    const auto at = std::find(names.begin(), names.end(), "wrist_roll");
+    JointReading reading;
+    const auto index = static_cast<std::size_t>(at - names.begin());
+    if (echo.exitCode == 0 && at != names.end() && lists["position"].size() == names.size() &&
+        lists["velocity"].size() == names.size()) {
+        reading.found = true;
+        reading.position = std::strtod(lists["position"][index].c_str(), nullptr);
+        reading.velocity = std::strtod(lists["velocity"][index].c_str(), nullptr);
+    }
+    return reading;
+}
+
+// The `average rate:` figures printed by `topic hz`, in order.
+std::vector<double> averageRates(const std::string& text) {
+    static const std::regex kRate(R"(average rate: ([0-9.]+))");
+    std::vector<double> rates;
+    for (auto match = std::sregex_iterator(text.begin(), text.end(), kRate);
+         match != std::sregex_iterator(); ++match) {
+        rates.push_back(std::stod((*match)[1].str()));
+    }
+    return rates;
+}
+
+struct Picture {
+    bool decoded = false;
+    unsigned width = 0;
+    unsigned height = 0;
+    std::size_t colours = 0;
+};
+
+Picture readPng(const std::string& path) {
+    Picture picture;
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (png_image_begin_read_from_file(&image, path.c_str()) == 0) {
+        return picture;
+    }
+    image.format = PNG_FORMAT_RGB;
+    std::vector<png_byte> pixels(PNG_IMAGE_SIZE(image));
+    if (png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr) == 0) {
+        png_image_free(&image);
+        return picture;
+    }
+    picture.decoded = true;
+    picture.width = image.width;
+    picture.height = image.height;
+    std::set<std::uint32_t> colours;
+    for (std::size_t i = 0; i + 2 < pixels.size(); i += 3) {
+        colours.insert((std::uint32_t{pixels[i]} << 16) | (std::uint32_t{pixels[i + 1]} << 8) |
+                       pixels[i + 2]);
+    }
+    picture.colours = colours.size();
+    return picture;
+}
+
+TEST(DemoWalkthrough, ReadmeStepsWorkAgainstTheHeadlessDemo) {
+    // The children inherit the environment: the walkthrough's own domain and no display.
+    ::setenv("ROS_DOMAIN_ID", std::to_string(kWalkthroughDomain).c_str(), 1);
+    ::unsetenv("DISPLAY");
+    const std::filesystem::path directory = std::filesystem::temp_directory_path() /
+                                            ("qor-demo-walkthrough-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(directory);
+    const std::string snapshot = (directory / "snap.png").string();
+
+    qorTest::ChildProcess demo({QOR_DEMO, "--duration", "8", "--snapshot", snapshot,
+                                "--camera-size", "320x240", "--camera-rate", "5"});
+    ASSERT_TRUE(demo.started());
+    // Measured from the start, beside the rest of the walkthrough.
+    qorE2eTest::OutputChild hz({QOR_ROS2_CLI, "topic", "hz", "/clock", "rosgraph_msgs/msg/Clock"});
+    ASSERT_TRUE(hz.started());
+
+    {
+        SCOPED_TRACE("topic echo /joint_states --once");
+        const qorCliTest::ChildResult echo =
+            qorCliTest::runCli("topic echo /joint_states sensor_msgs/msg/JointState --once",
+                               kWalkthroughDomain, false);
+        EXPECT_EQ(echo.exitCode, 0);
+        EXPECT_EQ(yamlLists(echo.output)["name"],
+                  (std::vector<std::string>{"elbow", "rail", "shoulder_pitch", "shoulder_yaw",
+                                            "wrist_pitch", "wrist_roll"}))
+            << echo.output;
+    }
+
+    {
+        SCOPED_TRACE("topic pub --once /joint_commands: wrist_roll at 0.5 rad/s");
+        const qorCliTest::ChildResult pub = qorCliTest::runCli(
+            "topic pub --once /joint_commands sensor_msgs/msg/JointState "
+            "'{name: [wrist_roll], velocity: [0.5]}'",
+            kWalkthroughDomain, true);
+        EXPECT_EQ(pub.exitCode, 0) << pub.output;
+        JointReading turning;
+        EXPECT_TRUE(qorTest::waitFor(
+            [&] {
+                turning = echoWristRoll();
+                return turning.found && std::abs(turning.velocity - kCommandedSpeed) < 0.05;
+            },
+            std::chrono::seconds(6)))
+            << "wrist_roll velocity " << turning.velocity;
+        JointReading later;
+        EXPECT_TRUE(qorTest::waitFor(
+            [&] {
+                later = echoWristRoll();
+                return later.found && later.position > turning.position + 0.01;
+            },
+            std::chrono::seconds(6)))
+            << "wrist_roll position " << turning.position << " then " << later.position;
+    }
+
+    {
+        SCOPED_TRACE("topic hz /clock");
+        EXPECT_TRUE(
+            hz.readUntil([](const std::string& text) { return averageRates(text).size() >= 2; },
+                         std::chrono::seconds(10)))
+            << hz.text();
+        const std::vector<double> rates = averageRates(hz.text());
+        ASSERT_FALSE(rates.empty()) << hz.text();
+        // Real-time pacing gives 500 steps per second; the machine is shared, hence the margin.
+        EXPECT_GT(rates.back(), 0.6 * kStepsPerSecond) << hz.text();
+        EXPECT_LT(rates.back(), 1.4 * kStepsPerSecond) << hz.text();
+    }
+
+    {
+        SCOPED_TRACE("the demo ends after 8 simulated seconds and writes its snapshot");
+        EXPECT_EQ(demo.waitForExit(std::chrono::seconds(60)), std::optional<int>(0));
+        const Picture picture = readPng(snapshot);
+        EXPECT_TRUE(picture.decoded) << snapshot;
+        EXPECT_EQ(picture.width, 320u);
+        EXPECT_EQ(picture.height, 240u);
+        EXPECT_GE(picture.colours, 16u) << "a blank or nearly blank image";
+    }
+    std::filesystem::remove_all(directory);
+}
+
+}  // namespace
