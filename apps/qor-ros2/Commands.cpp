@@ -20,10 +20,11 @@ namespace qorCli {
 namespace {
 
 // How long `topic list` looks for endpoints: at least the shortest time, then until nothing new
-// has come for the quiet period, at most the longest time.
+// has come for the quiet period, at most the longest time. While nothing at all has been found
+// it keeps looking: on a loaded machine the first answers can take more than a second.
 constexpr std::chrono::milliseconds kListShortest{1000};
 constexpr std::chrono::milliseconds kListQuietPeriod{500};
-constexpr std::chrono::milliseconds kListLongest{3000};
+constexpr std::chrono::milliseconds kListLongest{5000};
 
 // How long echo and hz wait for an endpoint of a topic given without its type.
 constexpr std::chrono::seconds kTypeDiscoveryTimeout{5};
@@ -128,8 +129,9 @@ int listTopics(bool showTypes, std::int8_t domain) {
             topics = std::move(current);
             lastChange = now;
         }
-        if (now - start >= kListLongest ||
-            (now - start >= kListShortest && now - lastChange >= kListQuietPeriod)) {
+        const bool settled =
+            !topics.empty() && now - start >= kListShortest && now - lastChange >= kListQuietPeriod;
+        if (settled || now - start >= kListLongest) {
             break;
         }
     }

@@ -85,6 +85,9 @@ class Camera::Impl {
             std::max(sized->vis.global.offwidth, static_cast<int>(resolution.width));
         sized->vis.global.offheight =
             std::max(sized->vis.global.offheight, static_cast<int>(resolution.height));
+        // Multisampling smooths edges for people; with a software rasteriser it multiplies the
+        // cost of every image, and a robot's vision needs the sharp edges no less.
+        sized->vis.quality.offsamples = 0;
         const detail::OffscreenContext::Current current(m_context);
         mjr_defaultContext(&m_renderer);
         mjr_makeContext(sized.get(), &m_renderer, mjFONTSCALE_50);
@@ -92,6 +95,11 @@ class Camera::Impl {
         // Last: nothing after it can throw, so the destructor always frees it.
         mjv_defaultScene(&m_visuals);
         mjv_makeScene(model, &m_visuals, 2 * model->ngeom + 1000);
+        // Shadows, reflections and fog are effects for a viewer, each costing extra passes over
+        // the scene; a sensor image needs only the surfaces under their lights, and the sky.
+        m_visuals.flags[mjRND_SHADOW] = 0;
+        m_visuals.flags[mjRND_REFLECTION] = 0;
+        m_visuals.flags[mjRND_FOG] = 0;
     }
 
     ~Impl() {

@@ -97,6 +97,63 @@ void mapImage(const SourceImage& source, const TargetImage& target) {
     }
 }
 
+// Where each channel of a byte output comes from when the matrix only moves channels: a source
+// channel, or a constant (kZero, kFull) that the general mapping would give for every pixel.
+constexpr int kZero = -1;
+constexpr int kFull = -2;
+
+// Fills picks and returns true when every target channel's row is all zeros or one weight of
+// exactly 1 among zeros; such a matrix maps byte to byte unchanged, so its pixels can be moved
+// instead of computed. The general path computes the same bytes: c / 255 * 255 rounds back to c.
+bool channelPicks(const SourceImage& source, const TargetImage& target, int picks[4]) {
+    if (target.mosaic) {
+        return false;
+    }
+    const CameraColorOutput::ColorMappingMatrix& matrix = *target.matrix;
+    for (std::uint64_t channel = 0; channel < target.channelCount; ++channel) {
+        const double* weights = &matrix[channel * 4];
+        int pick = kZero;
+        for (int column = 0; column < 4; ++column) {
+            if (weights[column] == 0.0) {
+                continue;
+            }
+            if (weights[column] != 1.0 || pick != kZero) {
+                return false;
+            }
+            pick = column;
+        }
+        // A source without alpha is opaque: its fourth component is 1 everywhere.
+        picks[channel] = pick == 3 && source.channels == 3 ? kFull : pick;
+    }
+    return true;
+}
+
+// Moves the picked channels of every pixel, turning the rows when the source lies bottom-up.
+void pickImage(const SourceImage& source, const TargetImage& target, const int picks[4]) {
+    const auto width = static_cast<std::uint64_t>(target.resolution.width);
+    const auto height = static_cast<std::uint64_t>(target.resolution.height);
+    const std::uint64_t targetRow = width * target.channelCount;
+    const std::uint64_t sourceRow = width * source.channels;
+    bool straight = target.channelCount == source.channels;
+    for (std::uint64_t channel = 0; channel < target.channelCount; ++channel) {
+        straight = straight && picks[channel] == static_cast<int>(channel);
+    }
+    for (std::uint64_t y = 0; y < height; ++y) {
+        const std::uint8_t* in = source.pixels + (source.bottomUp ? height - 1 - y : y) * sourceRow;
+        std::uint8_t* out = target.bytes + y * targetRow;
+        if (straight) {
+            std::memcpy(out, in, targetRow);
+            continue;
+        }
+        for (std::uint64_t x = 0; x < width; ++x, in += source.channels) {
+            for (std::uint64_t channel = 0; channel < target.channelCount; ++channel, ++out) {
+                const int pick = picks[channel];
+                *out = pick >= 0 ? in[pick] : pick == kFull ? std::uint8_t{255} : std::uint8_t{0};
+            }
+        }
+    }
+}
+
 using ImageMapper = void (*)(const SourceImage&, const TargetImage&);
 
 // The mapping that stores values of type; nullptr for NONE.
@@ -235,9 +292,17 @@ void CameraColorOutput::setFromColors(const std::uint8_t* pixels, std::uint64_t 
             " channels of type " + std::to_string(static_cast<std::int32_t>(m_channelType)) +
             " cannot be mapped from colours; it needs a channel type and at most 4 channels");
     }
-    mapper(SourceImage{pixels, sourceChannels, bottomUp},
-           TargetImage{m_resolution, m_channelCount, m_layout == MOSAIC_2X2, &m_matrix,
-                       m_pixels.data()});
+    const SourceImage source{pixels, sourceChannels, bottomUp};
+    const TargetImage target{m_resolution, m_channelCount, m_layout == MOSAIC_2X2, &m_matrix,
+                             m_pixels.data()};
+    // Cameras mostly publish their colours as they are or reordered (RGB, BGR): those bytes are
+    // moved, not computed per channel in floating point.
+    int picks[4] = {kZero, kZero, kZero, kZero};
+    if (m_channelType == UINT8 && channelPicks(source, target, picks)) {
+        pickImage(source, target, picks);
+        return;
+    }
+    mapper(source, target);
 }
 
 }  // namespace qorSensor

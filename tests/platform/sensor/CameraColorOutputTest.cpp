@@ -123,6 +123,41 @@ TEST(CameraColorOutput, SwapsRedAndBlueForBgr8) {
               (std::vector<std::uint8_t>{0, 0, 255, 0, 255, 0, 255, 0, 0, 50, 100, 200}));
 }
 
+// Byte outputs whose matrix only moves channels are filled by moving bytes; a weight a hair off
+// 1 (or 0) sends the same source through the per-channel arithmetic, which must agree everywhere:
+// every byte value, both row orders, sources with and without alpha, constant channels.
+TEST(CameraColorOutput, MovedChannelsEqualComputedOnes) {
+    const qorSensor::Resolution size{64, 3};
+    std::vector<std::uint8_t> rgba(static_cast<std::size_t>(size.width * size.height * 4));
+    for (std::size_t i = 0; i < rgba.size(); ++i) {
+        rgba[i] = static_cast<std::uint8_t>((i * 7 + i / 256) % 256);
+    }
+    const Matrix gbrZero = {0, 1, 0, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0, 0};
+    const Matrix alphaRed = {0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    for (const Matrix& matrix : {kIdentity, kBgr, gbrZero, alphaRed}) {
+        for (std::uint64_t channels = 1; channels <= 4; ++channels) {
+            Matrix nudged = matrix;
+            for (std::size_t row = 0; row < channels; ++row) {
+                nudged[row * 4 + 2] += 1e-9;  // worth 2.55e-7 of a byte: no rounding changes
+            }
+            qor::ref_ptr<CameraColorOutput> moved =
+                new CameraColorOutput(size, channels, CameraColorOutput::UINT8, matrix);
+            qor::ref_ptr<CameraColorOutput> computed =
+                new CameraColorOutput(size, channels, CameraColorOutput::UINT8, nudged);
+            for (const std::uint64_t sourceChannels : {3U, 4U}) {
+                for (const bool bottomUp : {false, true}) {
+                    moved->setFromColors(rgba.data(), sourceChannels, bottomUp);
+                    computed->setFromColors(rgba.data(), sourceChannels, bottomUp);
+                    EXPECT_EQ(bytesOf(*moved), bytesOf(*computed))
+                        << channels << " channels from " << sourceChannels
+                        << (bottomUp ? " bottom-up" : " top-down") << ", matrix starting "
+                        << matrix[0] << " " << matrix[1] << " " << matrix[2] << " " << matrix[3];
+                }
+            }
+        }
+    }
+}
+
 TEST(CameraColorOutput, WeighsColoursIntoMono8) {
     const Matrix luminance = {0.299, 0.587, 0.114, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
     qor::ref_ptr<CameraColorOutput> output =

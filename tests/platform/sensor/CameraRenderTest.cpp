@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "SensorSceneTesting.h"
@@ -285,6 +286,35 @@ TEST(CameraRender, FillsEveryKindOfOutputFromTheSameFrame) {
                 ASSERT_NEAR(value, channels[c] / 255.0, 1e-6) << x << "," << y;
             }
         }
+    }
+}
+
+// Byte outputs whose matrix only moves channels are filled by moving bytes; a weight a hair off
+// 1 sends the same frame through the per-channel arithmetic, which must agree byte for byte.
+TEST(CameraRender, MovedChannelsEqualComputedOnesForTheSameFrame) {
+    qor::ref_ptr<qorSDK::Simulation> simulation = qorSensorTest::armScene();
+    const qorSensor::Resolution size{320, 240};
+    qor::ref_ptr<Camera> camera = new Camera(*simulation, "overview", size);
+    // Opaque alpha last: a source without alpha has 1 there.
+    const Matrix bgra = {0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 0, 0, 0, 1};
+    std::vector<std::pair<qor::ref_ptr<CameraColorOutput>, qor::ref_ptr<CameraColorOutput>>> pairs;
+    for (const auto& [channels, matrix] : std::vector<std::pair<std::uint64_t, Matrix>>{
+             {3, kIdentity}, {3, kBgr}, {4, kIdentity}, {4, bgra}}) {
+        Matrix nudged = matrix;
+        for (std::size_t row = 0; row < channels; ++row) {
+            nudged[row * 4 + 3] += 1e-9;  // worth 2.55e-7 of a byte: no rounding changes
+        }
+        pairs.emplace_back(new CameraColorOutput(size, channels, CameraColorOutput::UINT8, matrix),
+                           new CameraColorOutput(size, channels, CameraColorOutput::UINT8, nudged));
+        ASSERT_TRUE(camera->addOutput(pairs.back().first.get()));
+        ASSERT_TRUE(camera->addOutput(pairs.back().second.get()));
+    }
+    camera->render();
+
+    for (const auto& [moved, computed] : pairs) {
+        EXPECT_EQ(bytesOf(*moved), bytesOf(*computed))
+            << moved->getChannelCount() << " channels, matrix starting "
+            << moved->getColorMappingMatrix()[0];
     }
 }
 
