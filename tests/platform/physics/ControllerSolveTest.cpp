@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <mujoco/mujoco.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -427,7 +428,8 @@ TEST(ControllerSolve, MuJoCoReplayingTheForcesMovesTheSame) {
     joints[2]->getLock1D()->setPosition(-0.4);
 
     std::array<char, 1024> error{};
-    const std::string path = ::testing::TempDir() + "qor-physics-replay.xml";
+    const std::string path =
+        ::testing::TempDir() + "qor-physics-replay-" + std::to_string(::getpid()) + ".xml";
     {
         FILE* file = std::fopen(path.c_str(), "w");
         ASSERT_NE(file, nullptr);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <mujoco/mujoco.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdio>
@@ -21,7 +22,9 @@ using qorSDK::detail::ControllerSolver;
 class RawMujoco {
   public:
     explicit RawMujoco(const std::string& mjcf) {
-        const std::string path = ::testing::TempDir() + "qor-physics-solver.xml";
+        // Tests run as parallel processes: each writes a file of its own.
+        const std::string path =
+            ::testing::TempDir() + "qor-physics-solver-" + std::to_string(::getpid()) + ".xml";
         FILE* file = std::fopen(path.c_str(), "w");
         std::fputs(mjcf.c_str(), file);
         std::fclose(file);
