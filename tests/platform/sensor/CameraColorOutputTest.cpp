@@ -11,9 +11,12 @@
 #include <vector>
 
 #include "AllocationCounter.h"
+#include "ExpectInvalidArgument.h"
 #include "qor/ref_ptr.h"
 
 namespace {
+
+using qorSensorTest::expectInvalidArgument;
 
 using qorSensor::CameraColorOutput;
 using Matrix = CameraColorOutput::ColorMappingMatrix;
@@ -33,16 +36,6 @@ T valueAt(const CameraColorOutput& output, std::size_t i) {
 std::vector<std::uint8_t> bytesOf(const CameraColorOutput& output) {
     const CameraColorOutput::Buffer buffer = output.getData();
     return {buffer.data, buffer.data + buffer.size};
-}
-
-template <class Function>
-void expectInvalidArgument(Function function, const std::string& text) {
-    try {
-        function();
-        ADD_FAILURE() << "no exception; expected: " << text;
-    } catch (const std::invalid_argument& error) {
-        EXPECT_EQ(std::string(error.what()), text);
-    }
 }
 
 // A 2 x 2 source image, rows top-down: red, green / blue, a mixed colour.

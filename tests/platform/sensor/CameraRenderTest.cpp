@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "ExpectInvalidArgument.h"
 #include "SensorSceneTesting.h"
 #include "qor/Constraint1DOF.h"
 #include "qor/LockController.h"
@@ -26,6 +27,8 @@
 #include "qorSensor/Lidar.h"
 
 namespace {
+
+using qorSensorTest::expectInvalidArgument;
 
 using qorSensor::Camera;
 using qorSensor::CameraColorOutput;
@@ -439,16 +442,6 @@ TEST(CameraRender, DescribesItselfAsALensOnACmosSensor) {
     EXPECT_EQ(lens->getDistortion(), nullptr);
     EXPECT_EQ(sensor->getResolution().width, 320);
     EXPECT_EQ(sensor->getResolution().height, 240);
-}
-
-template <class Function>
-void expectInvalidArgument(Function function, const std::string& text) {
-    try {
-        function();
-        ADD_FAILURE() << "no exception; expected: " << text;
-    } catch (const std::invalid_argument& error) {
-        EXPECT_EQ(std::string(error.what()), text);
-    }
 }
 
 TEST(CameraRender, RefusesWhatItCannotRender) {

@@ -16,16 +16,30 @@
 #include <string>
 #include <vector>
 
+#include "ExpectInvalidArgument.h"
 #include "SensorSceneTesting.h"
 #include "qor/Constraint1DOF.h"
 #include "qor/LockController.h"
 
 namespace {
 
+using qorSensorTest::expectInvalidArgument;
+
 using qorSensor::Lidar;
 using qorSensor::LidarPattern;
 using qorSensor::RtOutput;
 using qorSensorTest::Vec3;
+
+// A pattern of rows x columns beams spread over the two fields of view, other settings default.
+LidarPattern fan(unsigned int rows, unsigned int columns, double verticalFieldOfView,
+                 double horizontalFieldOfView) {
+    LidarPattern pattern;
+    pattern.rows = rows;
+    pattern.columns = columns;
+    pattern.verticalFieldOfView = verticalFieldOfView;
+    pattern.horizontalFieldOfView = horizontalFieldOfView;
+    return pattern;
+}
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kDegree = kPi / 180.0;
@@ -70,11 +84,7 @@ double lengthOf(const Vec3& v) {
 
 // The scan the arm tests use: 32 rows over 30 degrees, 128 columns over 90 degrees.
 LidarPattern armPattern() {
-    LidarPattern pattern;
-    pattern.rows = 32;
-    pattern.columns = 128;
-    pattern.verticalFieldOfView = 30.0 * kDegree;
-    pattern.horizontalFieldOfView = 90.0 * kDegree;
+    LidarPattern pattern = fan(32, 128, 30.0 * kDegree, 90.0 * kDegree);
     return pattern;
 }
 
@@ -296,11 +306,7 @@ TEST(LidarScan, WallAtTwoMetresGivesPointsTwoMetresAway) {
     qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(kWallScene);
     // A narrow fan about the axis: no beam is more than 0.01 rad off it, so every range is within
     // 2 / cos(0.01)^2 - 2 = 2e-4 m of 2 m.
-    LidarPattern pattern;
-    pattern.rows = 5;
-    pattern.columns = 5;
-    pattern.verticalFieldOfView = 0.02;
-    pattern.horizontalFieldOfView = 0.02;
+    LidarPattern pattern = fan(5, 5, 0.02, 0.02);
     qor::ref_ptr<Lidar> lidar =
         new Lidar(*simulation, "eye", pattern,
                   {RtOutput::XYZ_VEC3_F32, RtOutput::RANGE_F32, RtOutput::RING_U16});
@@ -335,11 +341,7 @@ TEST(LidarScan, WallAtTwoMetresGivesPointsTwoMetresAway) {
 
 TEST(LidarScan, AFullTurnSpacesItsColumnsEvenlyAndIgnoresItsOwnMount) {
     qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(kRoomScene);
-    LidarPattern pattern;
-    pattern.rows = 1;
-    pattern.columns = 4;
-    pattern.verticalFieldOfView = 0.0;
-    pattern.horizontalFieldOfView = 2.0 * kPi;
+    LidarPattern pattern = fan(1, 4, 0.0, 2.0 * kPi);
     qor::ref_ptr<Lidar> lidar =
         new Lidar(*simulation, "eye", pattern, {RtOutput::RANGE_F32, RtOutput::XYZ_VEC3_F32});
     lidar->scan();
@@ -359,11 +361,7 @@ TEST(LidarScan, AFullTurnSpacesItsColumnsEvenlyAndIgnoresItsOwnMount) {
 TEST(LidarScan, ABeamThatHitsNothingIsNoReturn) {
     qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(kRoomScene);
     // "sky" looks straight up, over the walls.
-    LidarPattern pattern;
-    pattern.rows = 3;
-    pattern.columns = 3;
-    pattern.verticalFieldOfView = 0.2;
-    pattern.horizontalFieldOfView = 0.2;
+    LidarPattern pattern = fan(3, 3, 0.2, 0.2);
     qor::ref_ptr<Lidar> lidar =
         new Lidar(*simulation, "sky", pattern,
                   {RtOutput::XYZ_VEC3_F32, RtOutput::INTENSITY_F32, RtOutput::RANGE_F32});
@@ -379,11 +377,7 @@ TEST(LidarScan, ABeamThatHitsNothingIsNoReturn) {
 
 TEST(LidarScan, HitsOutsideTheRangesAreNoReturn) {
     qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(kRoomScene);
-    LidarPattern pattern;
-    pattern.rows = 1;
-    pattern.columns = 4;
-    pattern.verticalFieldOfView = 0.0;
-    pattern.horizontalFieldOfView = 2.0 * kPi;
+    LidarPattern pattern = fan(1, 4, 0.0, 2.0 * kPi);
     pattern.minRange = 1.5;
     pattern.maxRange = 3.5;
     qor::ref_ptr<Lidar> lidar =
@@ -395,16 +389,6 @@ TEST(LidarScan, HitsOutsideTheRangesAreNoReturn) {
     EXPECT_FALSE(points[2].hit);  // 1 m is too near
     EXPECT_FALSE(points[3].hit);  // 4 m is too far
     EXPECT_EQ(points[2].range, std::numeric_limits<float>::infinity());
-}
-
-template <class Function>
-void expectInvalidArgument(Function function, const std::string& text) {
-    try {
-        function();
-        ADD_FAILURE() << "no exception; expected: " << text;
-    } catch (const std::invalid_argument& error) {
-        EXPECT_EQ(std::string(error.what()), text);
-    }
 }
 
 TEST(LidarScan, RefusesWhatItCannotScan) {

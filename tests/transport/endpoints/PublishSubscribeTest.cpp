@@ -83,45 +83,39 @@ TEST(PublishSubscribe, EveryRecordTypeArrivesIntact) {
     expectEveryRoundTrip(MessageRecords{});
 }
 
-TEST(PublishSubscribe, KeepLastDeliversTheOldestWaitingSampleFirst) {
-    const std::string topic = uniqueTopic("ordered");
-    const QOS qos{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 5};
+// Sends 1 to `count` on a reliable keep-last topic of `depth` before receiving anything, and
+// returns what the subscriber then holds, once the last value has arrived.
+std::vector<std::int32_t> receivedAfterSending(const std::string& name, std::uint32_t depth,
+                                               std::int32_t count) {
+    const std::string topic = uniqueTopic(name);
+    const QOS qos{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, depth};
     Publisher<stdMsgs::Int32> publisher(topic, qos, kSharedTestDomain);
     Subscriber<stdMsgs::Int32> subscriber(topic, qos, kSharedTestDomain);
-    ASSERT_TRUE(qorTest::waitForMatch(publisher, subscriber));
-    for (std::int32_t value = 1; value <= 5; ++value) {
-        ASSERT_TRUE(publisher.sendMessage(stdMsgs::Int32{value}));
-    }
     std::vector<std::int32_t> received;
+    if (!qorTest::waitForMatch(publisher, subscriber)) {
+        ADD_FAILURE() << "the endpoints of " << topic << " did not match";
+        return received;
+    }
+    for (std::int32_t value = 1; value <= count; ++value) {
+        EXPECT_TRUE(publisher.sendMessage(stdMsgs::Int32{value}));
+    }
+    // The last sample's arrival means every one before it has been delivered or replaced.
     stdMsgs::Int32 message{};
-    ASSERT_TRUE(qorTest::waitFor([&] {
+    EXPECT_TRUE(qorTest::waitFor([&] {
         while (subscriber.receiveMessage(message)) {
             received.push_back(message.data);
         }
-        return received.size() >= 5;
+        return !received.empty() && received.back() == count;
     }));
-    EXPECT_EQ(received, (std::vector<std::int32_t>{1, 2, 3, 4, 5}));
+    return received;
+}
+
+TEST(PublishSubscribe, KeepLastDeliversTheOldestWaitingSampleFirst) {
+    EXPECT_EQ(receivedAfterSending("ordered", 5, 5), (std::vector<std::int32_t>{1, 2, 3, 4, 5}));
 }
 
 TEST(PublishSubscribe, KeepLastDropsTheOldestSamplesBeyondItsDepth) {
-    const std::string topic = uniqueTopic("depth");
-    const QOS qos{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 3};
-    Publisher<stdMsgs::Int32> publisher(topic, qos, kSharedTestDomain);
-    Subscriber<stdMsgs::Int32> subscriber(topic, qos, kSharedTestDomain);
-    ASSERT_TRUE(qorTest::waitForMatch(publisher, subscriber));
-    for (std::int32_t value = 1; value <= 6; ++value) {
-        ASSERT_TRUE(publisher.sendMessage(stdMsgs::Int32{value}));
-    }
-    // The last sample's arrival means the five before it have been delivered or replaced.
-    std::vector<std::int32_t> received;
-    stdMsgs::Int32 message{};
-    ASSERT_TRUE(qorTest::waitFor([&] {
-        while (subscriber.receiveMessage(message)) {
-            received.push_back(message.data);
-        }
-        return !received.empty() && received.back() == 6;
-    }));
-    EXPECT_EQ(received, (std::vector<std::int32_t>{4, 5, 6}));
+    EXPECT_EQ(receivedAfterSending("depth", 3, 6), (std::vector<std::int32_t>{4, 5, 6}));
 }
 
 TEST(PublishSubscribe, NothingWaitingLeavesTheRecordUntouched) {
