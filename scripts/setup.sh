@@ -24,6 +24,7 @@ debian_packages=(
   libgtest-dev
   libmujoco-dev     # the physics of the reference platform
   libpng-dev        # PNG snapshots of camera images
+  liburdfdom-dev    # the URDF parser robot_state_publisher uses, to check the arm's URDF
   libqhull-dev      # MuJoCo's CMake package names its include folder
   libyaml-cpp-dev   # reads the YAML values of `qor-ros2 topic pub`
   ninja-build

@@ -1,10 +1,13 @@
 #include "DemoBridge.h"
 
 #include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 #include "PngFile.h"
-#include "qorROS2/QOS.h"
+#include "qorROS2/MessageFields.h"
 #include "qorROS2/ROS2Util.h"
 
 namespace qorDemo {
@@ -12,6 +15,25 @@ namespace {
 
 constexpr const char* kCameraName = "overview";
 constexpr const char* kLidarSite = "lidar_mount";
+// The frames of the robot description that images and clouds are given in: the camera's REP 103
+// optical frame (z forward, x right, y down) and the lidar's mount.
+constexpr const char* kCameraFrame = "camera_optical_frame";
+constexpr const char* kLidarFrame = "lidar_link";
+
+// Reliable writers serve reliable and best-effort readers alike, so rviz2's displays (reliable
+// by default) and sensor-data subscribers both receive; keep last never blocks the step.
+qorROS2::QOS sensorQos(SensorReliability reliability) {
+    qorROS2::QOS qos = qorROS2::createSensorDataQOS();
+    if (reliability == SensorReliability::RELIABLE) {
+        qos.reliability = qorROS2::QOS::RELIABLE;
+    }
+    return qos;
+}
+
+// As ROS 2's robot-description publishers latch it: a robot_state_publisher or rviz2 started
+// later still gets the one message.
+constexpr qorROS2::QOS kRobotDescriptionQos{qorROS2::QOS::TRANSIENT_LOCAL, qorROS2::QOS::RELIABLE,
+                                            qorROS2::QOS::KEEP_LAST, 1};
 
 // The arm holds its pose, the wrist spins on command and the rail slides under a commanded force:
 // one joint of each kind unless the command line says otherwise.
@@ -48,8 +70,12 @@ DemoBridge::DemoBridge(const DemoOptions& options)
     }
 
     m_clock = new qorROS2::ROS2ClockPublisher(options.domainId);
+    listTopic<qorROS2::rosgraphMsgs::Clock>("clock", qorROS2::createClockQOS(), true);
     m_control =
         new CommandCountingInterface("joint_commands", "joint_states", false, options.domainId);
+    listTopic<qorROS2::sensorMsgs::JointState>("joint_states", qorROS2::createSensorDataQOS(),
+                                               true);
+    listTopic<qorROS2::sensorMsgs::JointState>("joint_commands", qorROS2::QOS{}, false);
     for (const std::string& joint : joints) {
         qor::ref_ptr<qor::Constraint1DOF> constraint = m_simulation->createConstraint(joint);
         m_simulation->add(constraint.get());
@@ -70,21 +96,24 @@ DemoBridge::DemoBridge(const DemoOptions& options)
             new qorSensor::CameraColorOutput(resolution, 3, qorSensor::CameraColorOutput::UINT8,
                                              qorSensor::CameraColorOutput::identityMatrix());
         m_camera->addOutput(m_cameraOutput.get());
-        m_imagePublisher = std::make_unique<qorROS2::Publisher<qorROS2::sensorMsgs::Image>>(
-            "camera/image_raw", qorROS2::createSensorDataQOS(), options.domainId);
-        m_infoPublisher = std::make_unique<qorROS2::Publisher<qorROS2::sensorMsgs::CameraInfo>>(
-            "camera/camera_info", qorROS2::createSensorDataQOS(), options.domainId);
-        m_cameraPeriod = 1.0 / options.cameraRate;
+        m_imagePublisher = advertise<qorROS2::sensorMsgs::Image>(
+            "camera/image_raw", sensorQos(options.sensorQos), options.domainId);
+        m_infoPublisher = advertise<qorROS2::sensorMsgs::CameraInfo>(
+            "camera/camera_info", sensorQos(options.sensorQos), options.domainId);
+        m_cameraSchedule.period = 1.0 / options.cameraRate;
     }
     if (options.lidarRate > 0.0) {
         qorSensor::LidarPattern pattern;
         pattern.rows = options.lidarRows;
         pattern.columns = options.lidarColumns;
         m_lidar = new qorSensor::Lidar(*m_simulation, kLidarSite, pattern);
-        m_cloudPublisher = std::make_unique<qorROS2::Publisher<qorROS2::sensorMsgs::PointCloud2>>(
-            "lidar/points", qorROS2::createSensorDataQOS(), options.domainId);
-        m_lidarPeriod = 1.0 / options.lidarRate;
+        m_cloudPublisher = advertise<qorROS2::sensorMsgs::PointCloud2>(
+            "lidar/points", sensorQos(options.sensorQos), options.domainId);
+        m_lidarSchedule.period = 1.0 / options.lidarRate;
         m_lidarRows = options.lidarRows;
+    }
+    if (!options.robotDescriptionPath.empty()) {
+        publishRobotDescription(options.robotDescriptionPath, options.domainId);
     }
 }
 
@@ -93,30 +122,95 @@ DemoBridge::~DemoBridge() {
     m_simulation->remove(m_clock.get());
 }
 
+template <typename T>
+std::unique_ptr<qorROS2::Publisher<T>> DemoBridge::advertise(const std::string& topic,
+                                                             const qorROS2::QOS& qos,
+                                                             std::int8_t domainId) {
+    auto publisher = std::make_unique<qorROS2::Publisher<T>>(topic, qos, domainId);
+    listTopic<T>(topic, qos, true);
+    return publisher;
+}
+
+template <typename T>
+void DemoBridge::listTopic(const std::string& topic, const qorROS2::QOS& qos, bool published) {
+    m_topics.push_back(DemoTopic{"/" + topic, qorROS2::rosTypeName<T>(), qos, published});
+}
+
+void DemoBridge::publishRobotDescription(const std::string& path, std::int8_t domainId) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (!file.good() && !file.eof()) {
+        throw std::runtime_error("cannot read the robot description '" + path + "'");
+    }
+    m_descriptionPublisher =
+        advertise<qorROS2::stdMsgs::String>("robot_description", kRobotDescriptionQos, domainId);
+    qorROS2::stdMsgs::String description{};
+    description.data = text.str();
+    if (!m_descriptionPublisher->sendMessage(description)) {
+        throw std::runtime_error("cannot publish the robot description '" + path + "'");
+    }
+}
+
 void DemoBridge::step() {
     m_simulation->stepForward();
     const double now = m_simulation->getTime();
-    if (m_camera && now >= m_nextCameraTime) {
-        publishCamera(now);
-        m_nextCameraTime += m_cameraPeriod;
+    if (m_camera && due(m_cameraSchedule, now)) {
+        m_cameraSchedule.active = cameraWanted();
+        if (m_cameraSchedule.active) {
+            publishCamera(now);
+        }
     }
-    if (m_lidar && now >= m_nextLidarTime) {
-        publishLidar(now);
-        m_nextLidarTime += m_lidarPeriod;
+    if (m_lidar && due(m_lidarSchedule, now)) {
+        m_lidarSchedule.active = lidarWanted();
+        if (m_lidarSchedule.active) {
+            publishLidar(now);
+        }
     }
+}
+
+bool DemoBridge::due(Schedule& schedule, double now) const {
+    // Multiples of the period rather than a sum of periods, so that rounding never drifts the
+    // rate; half a step of tolerance, since step times are themselves sums of rounded steps.
+    const double tolerance = 0.5 * m_simulation->getTimeStep();
+    if (now + tolerance < static_cast<double>(schedule.next) * schedule.period) {
+        return false;
+    }
+    schedule.next = static_cast<std::uint64_t>(std::floor((now + tolerance) / schedule.period)) + 1;
+    return true;
+}
+
+bool DemoBridge::cameraWanted() const {
+    return m_imagePublisher->matchedSubscriptions() + m_infoPublisher->matchedSubscriptions() > 0;
+}
+
+bool DemoBridge::lidarWanted() const {
+    return m_cloudPublisher->matchedSubscriptions() > 0;
 }
 
 void DemoBridge::publishCamera(double time) {
     m_camera->render();
-    m_lastImage = qorROS2::convertCameraOutput(m_cameraOutput.get(), time, "camera");
-    m_imagePublisher->sendMessage(m_lastImage);
-    m_infoPublisher->sendMessage(qorROS2::convertCameraInfo(m_camera->getModel(), time, "camera"));
+    ++m_cameraFrames;
+    m_imagePublisher->sendMessage(
+        qorROS2::convertCameraOutput(m_cameraOutput.get(), time, kCameraFrame));
+    m_infoPublisher->sendMessage(
+        qorROS2::convertCameraInfo(m_camera->getModel(), time, kCameraFrame));
 }
 
 void DemoBridge::publishLidar(double time) {
     m_lidar->scan();
+    ++m_lidarScans;
     m_cloudPublisher->sendMessage(
-        qorROS2::convertLidarOutput(m_lidar->getOutput(), time, "lidar", false, m_lidarRows));
+        qorROS2::convertLidarOutput(m_lidar->getOutput(), time, kLidarFrame, false, m_lidarRows));
+}
+
+const char* DemoBridge::activeSensors() const noexcept {
+    const bool camera = m_camera && m_cameraSchedule.active;
+    const bool lidar = m_lidar && m_lidarSchedule.active;
+    if (camera && lidar) {
+        return "camera, lidar";
+    }
+    return camera ? "camera" : lidar ? "lidar" : "none";
 }
 
 double DemoBridge::time() const {
@@ -135,12 +229,14 @@ std::size_t DemoBridge::matchedSubscriptions() const {
     return matched;
 }
 
-bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) const {
-    if (m_lastImage.data.empty()) {
-        error = "no camera image was rendered (is the camera off?)";
+bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) {
+    if (!m_camera) {
+        error = "no camera image to write: the camera is off (--camera-rate 0)";
         return false;
     }
-    return writeRgbPng(path, m_lastImage, error);
+    m_camera->render();
+    return writeRgbPng(
+        path, qorROS2::convertCameraOutput(m_cameraOutput.get(), time(), kCameraFrame), error);
 }
 
 }  // namespace qorDemo

@@ -10,6 +10,7 @@
 #include "DemoOptions.h"
 #include "qor/ref_ptr.h"
 #include "qorROS2/Publisher.h"
+#include "qorROS2/QOS.h"
 #include "qorROS2/ROS2ClockPublisher.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/Camera.h"
@@ -17,8 +18,17 @@
 
 namespace qorDemo {
 
+/// One topic of the demo, as its first lines describe it.
+struct DemoTopic {
+    std::string name;  ///< "/camera/image_raw"
+    std::string type;  ///< "sensor_msgs/msg/Image"
+    qorROS2::QOS qos;  ///< of the demo's endpoint
+    bool published;    ///< true: the demo writes it; false: the demo reads it
+};
+
 /// The scene, bridged to ROS 2: the clock and the control interface listen to every step, and
-/// the camera and the lidar are published at their own rates of simulated time.
+/// the camera and the lidar are published at their own rates of simulated time while their
+/// topics have subscribers. The robot description is published once, for late joiners too.
 class DemoBridge {
   public:
     /// Loads the scene, registers every joint with the control interface and prepares the
@@ -30,7 +40,10 @@ class DemoBridge {
     DemoBridge(const DemoBridge&) = delete;
     DemoBridge& operator=(const DemoBridge&) = delete;
 
-    /// Runs one simulation step and publishes the sensors that are due.
+    /// Runs one simulation step and publishes the sensors that are due. A sensor is due at
+    /// every multiple of its period of simulated time; at a due time without a subscription on
+    /// its topics it neither renders (or scans) nor sends, and its next due time stays where it
+    /// was planned.
     void step();
 
     /// The simulation time in seconds.
@@ -39,18 +52,47 @@ class DemoBridge {
     /// The joints registered with the control interface, each with its mode.
     const std::vector<std::string>& jointSummary() const noexcept { return m_jointSummary; }
 
-    /// Subscriptions matched over all of the demo's topics.
+    /// Subscriptions matched over the sensor topics.
     std::size_t matchedSubscriptions() const;
+
+    /// The topics the demo publishes and reads, with their types and QOS.
+    const std::vector<DemoTopic>& topics() const noexcept { return m_topics; }
+
+    /// The sensors that rendered or scanned at their last due time: "camera, lidar", "camera",
+    /// "lidar" or "none".
+    const char* activeSensors() const noexcept;
+
+    /// Images rendered and lidar scans made so far.
+    std::uint64_t cameraFrames() const noexcept { return m_cameraFrames; }
+    std::uint64_t lidarScans() const noexcept { return m_lidarScans; }
 
     /// Command messages taken so far.
     std::uint64_t commandsTaken() const noexcept { return m_control->commandsTaken(); }
 
-    /// Writes the camera's latest image as PNG; false when there is none or writing failed.
-    bool writeSnapshot(const std::string& path, std::string& error) const;
+    /// Renders the scene as it stands and writes the image as PNG; false when the camera is off
+    /// or writing failed.
+    bool writeSnapshot(const std::string& path, std::string& error);
 
   private:
+    /// A sensor's schedule: due at every multiple of its period of simulated time.
+    struct Schedule {
+        double period = 0.0;     ///< simulated seconds; 0: the sensor is off
+        std::uint64_t next = 0;  ///< the multiple of the period that is due next
+        bool active = false;     ///< whether it worked at its last due time
+    };
+
+    template <typename T>
+    std::unique_ptr<qorROS2::Publisher<T>> advertise(const std::string& topic,
+                                                     const qorROS2::QOS& qos, std::int8_t domainId);
+    template <typename T>
+    void listTopic(const std::string& topic, const qorROS2::QOS& qos, bool published);
+    /// True once when the schedule is due at `now`, which moves it to the next multiple.
+    bool due(Schedule& schedule, double now) const;
+    bool cameraWanted() const;
+    bool lidarWanted() const;
     void publishCamera(double time);
     void publishLidar(double time);
+    void publishRobotDescription(const std::string& path, std::int8_t domainId);
 
     qor::ref_ptr<qorSDK::Simulation> m_simulation;
     std::vector<qor::ref_ptr<qor::Constraint1DOF>> m_constraints;
@@ -64,12 +106,13 @@ class DemoBridge {
     std::unique_ptr<qorROS2::Publisher<qorROS2::sensorMsgs::Image>> m_imagePublisher;
     std::unique_ptr<qorROS2::Publisher<qorROS2::sensorMsgs::CameraInfo>> m_infoPublisher;
     std::unique_ptr<qorROS2::Publisher<qorROS2::sensorMsgs::PointCloud2>> m_cloudPublisher;
-    qorROS2::sensorMsgs::Image m_lastImage{};
+    std::unique_ptr<qorROS2::Publisher<qorROS2::stdMsgs::String>> m_descriptionPublisher;
+    std::vector<DemoTopic> m_topics;
 
-    double m_cameraPeriod = 0.0;
-    double m_nextCameraTime = 0.0;
-    double m_lidarPeriod = 0.0;
-    double m_nextLidarTime = 0.0;
+    Schedule m_cameraSchedule;
+    Schedule m_lidarSchedule;
+    std::uint64_t m_cameraFrames = 0;
+    std::uint64_t m_lidarScans = 0;
     unsigned int m_lidarRows = 0;
 };
 

@@ -58,6 +58,16 @@ CommandInterface parseMode(const std::string& text) {
     throw UsageError("--joint expects NAME=position|velocity|effort, got mode '" + text + "'");
 }
 
+SensorReliability parseSensorQos(const std::string& text) {
+    if (text == "reliable") {
+        return SensorReliability::RELIABLE;
+    }
+    if (text == "best_effort") {
+        return SensorReliability::BEST_EFFORT;
+    }
+    throw UsageError("--sensor-qos expects reliable or best_effort, got '" + text + "'");
+}
+
 std::int8_t parseDomain(const char* text) {
     if (text == nullptr || *text == '\0') {
         return 0;
@@ -75,6 +85,8 @@ std::int8_t parseDomain(const char* text) {
 DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId) {
     DemoOptions options;
     options.scenePath = QOR_DEMO_DEFAULT_SCENE;
+    bool sceneChosen = false;
+    bool descriptionChosen = false;
     options.domainId = parseDomain(rosDomainId);
 
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -89,6 +101,7 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
             options.help = true;
         } else if (flag == "--scene") {
             options.scenePath = value();
+            sceneChosen = true;
         } else if (flag == "--rate") {
             options.rateFactor = parseNumber(flag, value());
             if (options.rateFactor <= 0.0) {
@@ -119,6 +132,11 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
             options.lidarColumns = static_cast<unsigned int>(columns);
         } else if (flag == "--lidar-rate") {
             options.lidarRate = parseNonNegative(flag, value());
+        } else if (flag == "--sensor-qos") {
+            options.sensorQos = parseSensorQos(value());
+        } else if (flag == "--robot-description") {
+            options.robotDescriptionPath = value();
+            descriptionChosen = true;
         } else if (flag == "--snapshot") {
             options.snapshotPath = value();
         } else {
@@ -127,6 +145,16 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
     }
     if (!options.help && !std::ifstream(options.scenePath).good()) {
         throw UsageError("cannot read the scene file '" + options.scenePath + "'");
+    }
+    // The bundled description describes the bundled arm only: another scene publishes none
+    // unless one is given.
+    if (!descriptionChosen && !sceneChosen) {
+        options.robotDescriptionPath = QOR_DEMO_DEFAULT_ROBOT_DESCRIPTION;
+    }
+    if (!options.help && !options.robotDescriptionPath.empty() &&
+        !std::ifstream(options.robotDescriptionPath).good()) {
+        throw UsageError("cannot read the robot description '" + options.robotDescriptionPath +
+                         "'");
     }
     return options;
 }
@@ -137,7 +165,9 @@ std::string demoUsage() {
             "\n"
             "Runs the bundled arm scene and bridges it to ROS 2: clock on /clock, joint states\n"
             "on /joint_states, joint commands from /joint_commands, camera images on\n"
-            "/camera/image_raw and /camera/camera_info, lidar points on /lidar/points.\n"
+            "/camera/image_raw and /camera/camera_info, lidar points on /lidar/points, the\n"
+            "robot's URDF on /robot_description. A sensor renders or scans only while its\n"
+            "topics have a subscriber.\n"
             "The domain is ROS_DOMAIN_ID (default 0).\n"
             "\n"
             "  --scene FILE          MJCF scene (default: the bundled arm)\n"
@@ -149,7 +179,12 @@ std::string demoUsage() {
             "  --camera-rate HZ      images per simulated second, 0 for none (default 10)\n"
             "  --lidar-size RxC      lidar rows x columns (default 16x1024)\n"
             "  --lidar-rate HZ       scans per simulated second, 0 for none (default 10)\n"
-            "  --snapshot FILE.png   write the last camera image to FILE.png at the end\n"
+            "  --sensor-qos QOS      reliable (default; meets every reader) or best_effort\n"
+            "                        (the sensor-data profile) for the camera and lidar topics\n"
+            "  --robot-description FILE\n"
+            "                        URDF for /robot_description (default: the bundled arm's,\n"
+            "                        with the bundled scene only)\n"
+            "  --snapshot FILE.png   write a camera image of the final state to FILE.png\n"
             "  -h, --help            this text\n";
     return text.str();
 }

@@ -18,6 +18,12 @@ class UsageError : public std::runtime_error {
 
 using CommandInterface = qorROS2::ROS2ControlInterface::ROS2ControlCommandInterface;
 
+/// How the camera and the lidar are published.
+enum class SensorReliability {
+    RELIABLE,     ///< reliable, volatile, keep last: meets reliable and best-effort readers
+    BEST_EFFORT,  ///< ROS 2's sensor-data profile: meets only best-effort readers
+};
+
 /// Everything the command line can choose.
 struct DemoOptions {
     std::string scenePath;          ///< MJCF file of the scene
@@ -32,6 +38,8 @@ struct DemoOptions {
     unsigned int lidarRows = 16;       ///< beams one above the other
     unsigned int lidarColumns = 1024;  ///< beams side by side
     double lidarRate = 10.0;           ///< scans per simulated second; 0 turns the lidar off
+    SensorReliability sensorQos = SensorReliability::RELIABLE;  ///< camera and lidar topics
+    std::string robotDescriptionPath;  ///< URDF published on /robot_description; empty: none
     std::string snapshotPath;          ///< where to write the last camera image as PNG
     bool help = false;                 ///< print the usage and stop
 };

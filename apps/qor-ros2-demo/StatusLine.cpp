@@ -44,9 +44,10 @@ void StatusLine::print(const Status& status, Clock::time_point now) {
         wall > 0.0 ? static_cast<double>(status.steps - m_lastStatus.steps) / wall : 0.0;
     std::fprintf(m_out,
                  "%ssim %9.3f s | real-time factor %6.2f | %8.0f steps/s | %zu subscriptions | "
-                 "%llu commands%s",
+                 "%llu commands | sensors active: %s%s",
                  m_inPlace ? "\r" : "", status.simulatedTime, realTimeFactor, stepsPerSecond,
                  status.subscriptions, static_cast<unsigned long long>(status.commandsTaken),
+                 status.activeSensors != nullptr ? status.activeSensors : "none",
                  m_inPlace ? "" : "\n");
     std::fflush(m_out);
     m_lastPrint = now;

@@ -11,6 +11,7 @@
 
 #include "DemoBridge.h"
 #include "DemoOptions.h"
+#include "StartupText.h"
 #include "StatusLine.h"
 
 namespace {
@@ -23,11 +24,10 @@ void requestStop(int /*signal*/) {
 
 int run(const qorDemo::DemoOptions& options) {
     qorDemo::DemoBridge bridge(options);
-    std::printf("qor-ros2-demo: domain %d, joints:", static_cast<int>(options.domainId));
-    for (const std::string& joint : bridge.jointSummary()) {
-        std::printf(" %s", joint.c_str());
-    }
-    std::printf("\n");
+    std::printf(
+        "%s",
+        qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics()).c_str());
+    std::fflush(stdout);
 
     qorDemo::StatusLine status(stdout);
     const auto start = std::chrono::steady_clock::now();
@@ -35,7 +35,7 @@ int run(const qorDemo::DemoOptions& options) {
     std::uint64_t steps = 0;
     const auto current = [&]() {
         return qorDemo::Status{bridge.time(), steps, bridge.matchedSubscriptions(),
-                               bridge.commandsTaken()};
+                               bridge.commandsTaken(), bridge.activeSensors()};
     };
     while (g_stopRequested == 0 &&
            (options.duration <= 0.0 || bridge.time() - startTime < options.duration)) {

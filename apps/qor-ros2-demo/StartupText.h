@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "DemoBridge.h"
+#include "qorROS2/QOS.h"
+
+namespace qorDemo {
+
+/// "reliable, volatile, keep last 5": a QOS as ROS 2's tools word it.
+std::string describeQos(const qorROS2::QOS& qos);
+
+/// The lines the demo prints first: its domain and joints, every topic with its type and QOS, and
+/// what to run on a ROS 2 machine to look at it.
+std::string startupText(std::int8_t domainId, const std::vector<std::string>& joints,
+                        const std::vector<DemoTopic>& topics);
+
+}  // namespace qorDemo
