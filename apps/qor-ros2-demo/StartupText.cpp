@@ -50,7 +50,7 @@ std::string startupText(std::int8_t domainId, const std::vector<std::string>& jo
                 "-p use_sim_time:=true -p "
                 "robot_description:=\"$(cat " QOR_DEMO_DEFAULT_ROBOT_DESCRIPTION
                 ")\"\n"
-                "  rviz2 -d " QOR_DEMO_RVIZ_CONFIG "\n";
+                "  rviz2 -d " QOR_DEMO_RVIZ_CONFIG " --ros-args -p use_sim_time:=true\n";
     }
     text << "  ros2 topic echo /joint_states\n";
     return text.str();
