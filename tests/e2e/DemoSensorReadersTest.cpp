@@ -8,8 +8,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "InteropTesting.h"
@@ -89,6 +92,23 @@ TEST(DemoSensorReaders, CycloneReliableAndBestEffortReadersReceiveEverySensorTop
                 << peers[i]->transcript().substr(0, 2000);
         }
     }
+}
+
+TEST(DemoRobotDescription, ReachesAReaderStartedThreeSecondsAfterTheDemo) {
+    qorTest::ChildProcess demo = startDemo();
+    ASSERT_TRUE(demo.started());
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    // As robot_state_publisher and rviz2 read it.
+    Subscriber<qorROS2::stdMsgs::String> late(
+        "robot_description", QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1},
+        kReadersDomain);
+    qorROS2::stdMsgs::String description{};
+    ASSERT_TRUE(qorTest::receiveWithin(late, description));
+    std::ifstream file(QOR_DEMO_URDF);
+    std::ostringstream expected;
+    expected << file.rdbuf();
+    EXPECT_FALSE(expected.str().empty());
+    EXPECT_EQ(description.data, expected.str());
 }
 
 }  // namespace

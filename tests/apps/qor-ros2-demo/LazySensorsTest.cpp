@@ -1,15 +1,12 @@
 // The demo's bridge in the test's process, stepped by hand: sensors work only while someone
-// listens, keep their rate of simulated time when someone arrives, and the robot description
-// waits for readers that come late.
+// listens and keep their rate of simulated time when someone arrives; the sensor QoS choices.
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -31,7 +28,6 @@ constexpr std::int8_t kIdleDomain = 111;
 constexpr std::int8_t kArrivalDomain = 112;
 constexpr std::int8_t kDepartureDomain = 113;
 constexpr std::int8_t kBestEffortDomain = 114;
-constexpr std::int8_t kDescriptionDomain = 115;
 
 constexpr double kSensorRate = 10.0;  // per simulated second
 constexpr double kPeriod = 1.0 / kSensorRate;
@@ -165,23 +161,6 @@ TEST(SensorQos, BestEffortChoiceServesOnlyBestEffortReaders) {
     std::this_thread::sleep_for(std::chrono::seconds(1));
     EXPECT_EQ(reliable.matchedPublications(), 0u);
     EXPECT_EQ(bridge.matchedSubscriptions(), 1u);
-}
-
-TEST(RobotDescription, ReachesAReaderThatStartsThreeSecondsLater) {
-    qorDemo::DemoOptions chosen = options(kDescriptionDomain);
-    chosen.robotDescriptionPath = QOR_DEMO_URDF;
-    qorDemo::DemoBridge bridge(chosen);
-    std::this_thread::sleep_for(std::chrono::seconds(3));
-    // As robot_state_publisher's and rviz2's description readers subscribe.
-    Subscriber<qorROS2::stdMsgs::String> late(
-        "robot_description", QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1},
-        kDescriptionDomain);
-    qorROS2::stdMsgs::String description{};
-    ASSERT_TRUE(qorTest::receiveWithin(late, description));
-    std::ifstream file(QOR_DEMO_URDF);
-    std::ostringstream expected;
-    expected << file.rdbuf();
-    EXPECT_EQ(description.data, expected.str());
 }
 
 }  // namespace
