@@ -139,9 +139,12 @@ void DemoBridge::listTopic(const std::string& topic, const qorROS2::QOS& qos, bo
 void DemoBridge::publishRobotDescription(const std::string& path, std::int8_t domainId) {
     std::ifstream file(path);
     std::ostringstream text;
-    text << file.rdbuf();
-    if (!file.good() && !file.eof()) {
-        throw std::runtime_error("cannot read the robot description '" + path + "'");
+    if (file) {
+        text << file.rdbuf();
+    }
+    if (text.str().empty()) {
+        throw std::runtime_error("cannot read the robot description '" + path +
+                                 "': missing, empty or not a file");
     }
     m_descriptionPublisher =
         advertise<qorROS2::stdMsgs::String>("robot_description", kRobotDescriptionQos, domainId);

@@ -19,7 +19,7 @@ std::string describeQos(const qorROS2::QOS& qos) {
 }
 
 std::string startupText(std::int8_t domainId, const std::vector<std::string>& joints,
-                        const std::vector<DemoTopic>& topics) {
+                        const std::vector<DemoTopic>& topics, const std::string& descriptionPath) {
     std::ostringstream text;
     text << "qor-ros2-demo: domain " << static_cast<int>(domainId) << ", joints:";
     for (const std::string& joint : joints) {
@@ -36,21 +36,18 @@ std::string startupText(std::int8_t domainId, const std::vector<std::string>& jo
     const auto padded = [](const std::string& word, std::size_t width) {
         return word + std::string(width - word.size(), ' ');
     };
-    bool describes = false;
     for (const DemoTopic& topic : topics) {
         text << "  " << (topic.published ? "publishes  " : "subscribes ")
              << padded(topic.name, nameWidth) << "  " << padded(topic.type, typeWidth) << "  "
              << describeQos(topic.qos) << '\n';
-        describes = describes || topic.name == "/robot_description";
     }
 
     text << "On a ROS 2 machine with ROS_DOMAIN_ID=" << static_cast<int>(domainId) << ":\n";
-    if (describes) {
+    if (!descriptionPath.empty()) {
         text << "  ros2 run robot_state_publisher robot_state_publisher --ros-args "
-                "-p use_sim_time:=true -p "
-                "robot_description:=\"$(cat " QOR_DEMO_DEFAULT_ROBOT_DESCRIPTION
-                ")\"\n"
-                "  rviz2 -d " QOR_DEMO_RVIZ_CONFIG " --ros-args -p use_sim_time:=true\n";
+                "-p use_sim_time:=true -p robot_description:=\"$(cat "
+             << descriptionPath << ")\"\n"
+             << "  rviz2 -d " QOR_DEMO_RVIZ_CONFIG " --ros-args -p use_sim_time:=true\n";
     }
     text << "  ros2 topic echo /joint_states\n";
     return text.str();

@@ -24,9 +24,9 @@ void requestStop(int /*signal*/) {
 
 int run(const qorDemo::DemoOptions& options) {
     qorDemo::DemoBridge bridge(options);
-    std::printf(
-        "%s",
-        qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics()).c_str());
+    std::printf("%s", qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics(),
+                                           options.robotDescriptionPath)
+                          .c_str());
     std::fflush(stdout);
 
     qorDemo::StatusLine status(stdout);

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -161,6 +162,19 @@ TEST(SensorQos, BestEffortChoiceServesOnlyBestEffortReaders) {
     std::this_thread::sleep_for(std::chrono::seconds(1));
     EXPECT_EQ(reliable.matchedPublications(), 0u);
     EXPECT_EQ(bridge.matchedSubscriptions(), 1u);
+}
+
+TEST(DemoBridgeDescription, RefusesADescriptionThatIsNotAReadableFile) {
+    qorDemo::DemoOptions chosen = options(kBestEffortDomain + 11);
+    chosen.robotDescriptionPath = ::testing::TempDir();  // a folder opens, but reads nothing
+    try {
+        qorDemo::DemoBridge bridge(chosen);
+        ADD_FAILURE() << "a folder was published as the robot description";
+    } catch (const std::runtime_error& error) {
+        EXPECT_EQ(std::string(error.what()), "cannot read the robot description '" +
+                                                 chosen.robotDescriptionPath +
+                                                 "': missing, empty or not a file");
+    }
 }
 
 }  // namespace

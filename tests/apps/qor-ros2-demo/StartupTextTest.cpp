@@ -27,7 +27,7 @@ TEST(StartupText, ListsTopicsAndTheCommandsForARos2Machine) {
         {"/joint_commands", "sensor_msgs/msg/JointState", QOS{}, false},
         {"/robot_description", "std_msgs/msg/String",
          QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1}, true}};
-    EXPECT_EQ(qorDemo::startupText(7, {"rail (effort)", "elbow (position)"}, topics),
+    EXPECT_EQ(qorDemo::startupText(7, {"rail (effort)", "elbow (position)"}, topics, QOR_DEMO_URDF),
               "qor-ros2-demo: domain 7, joints: rail (effort) elbow (position)\n"
               "  publishes  /clock              rosgraph_msgs/msg/Clock     "
               "reliable, volatile, keep last 1\n"
@@ -47,7 +47,7 @@ TEST(StartupText, ListsTopicsAndTheCommandsForARos2Machine) {
 TEST(StartupText, LeavesOutTheRobotCommandsWithoutADescription) {
     const std::vector<qorDemo::DemoTopic> topics{
         {"/clock", "rosgraph_msgs/msg/Clock", qorROS2::createClockQOS(), true}};
-    EXPECT_EQ(qorDemo::startupText(0, {}, topics),
+    EXPECT_EQ(qorDemo::startupText(0, {}, topics, ""),
               "qor-ros2-demo: domain 0, joints:\n"
               "  publishes  /clock  rosgraph_msgs/msg/Clock  reliable, volatile, keep last 1\n"
               "On a ROS 2 machine with ROS_DOMAIN_ID=0:\n"
