@@ -98,7 +98,7 @@ TEST(DemoRobotDescription, ReachesAReaderStartedThreeSecondsAfterTheDemo) {
     qorTest::ChildProcess demo = startDemo();
     ASSERT_TRUE(demo.started());
     std::this_thread::sleep_for(std::chrono::seconds(3));
-    // As robot_state_publisher and rviz2 read it.
+    // As rviz2 and robot_state_publisher (reading it from the topic) subscribe to it.
     Subscriber<qorROS2::stdMsgs::String> late(
         "robot_description", QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1},
         kReadersDomain);
