@@ -13,6 +13,7 @@ debian_packages=(
   cyclonedds-dev    # an independent DDS for the live interoperability tests
   cyclonedds-tools  # idlc, to generate that peer's types from IDL
   fastddsgen        # generates Fast CDR type support for the codec benchmark
+  fastdds-tools     # the `fastdds discovery` server for the discovery-server tests
   g++
   iproute2          # network namespaces for the two-host discovery test
   libbenchmark-dev
@@ -27,6 +28,7 @@ debian_packages=(
   liburdfdom-dev    # the URDF parser robot_state_publisher uses, to check the arm's URDF
   libqhull-dev      # MuJoCo's CMake package names its include folder
   libyaml-cpp-dev   # reads the YAML values of `qor-ros2 topic pub`
+  libssl-dev        # OpenSSL: `qor-ros2 security` makes keystores with it
   ninja-build
   nodejs            # runs the independent message-definition and CDR peers
 )

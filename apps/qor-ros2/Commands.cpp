@@ -11,6 +11,7 @@
 #include "CommandLine.h"
 #include "ImagePng.h"
 #include "MessageTypes.h"
+#include "SecurityCommand.h"
 #include "StopSignal.h"
 #include "UsageError.h"
 #include "qorROS2/TopicDiscovery.h"
@@ -264,6 +265,8 @@ std::string usageText() {
            "  topic echo TOPIC [TYPE] [--once] [--save FILE.png]\n"
            "             [--qos-reliability reliable|best_effort]\n"
            "  topic hz TOPIC [TYPE] [--window N]\n"
+           "  security create_keystore DIR\n"
+           "  security create_enclave DIR /NAME\n"
            "TYPE is pkg/msg/Name or pkg/Name; without it, echo and hz use the type that the\n"
            "topic's endpoints announce. --save writes each sensor_msgs/msg/Image received as PNG\n"
            "(encodings " +
@@ -282,7 +285,10 @@ int runCommand(const std::vector<std::string>& arguments) {
     if (arguments[0] == "topic") {
         return topicCommand(arguments[1], rest(arguments));
     }
-    throw UsageError("unknown command '" + arguments[0] + "' (known: interface, topic)");
+    if (arguments[0] == "security") {
+        return securityCommand(arguments[1], rest(arguments));
+    }
+    throw UsageError("unknown command '" + arguments[0] + "' (known: interface, topic, security)");
 }
 
 }  // namespace qorCli

@@ -20,6 +20,7 @@
 
 #include "detail/TopicLease.h"
 #include "detail/Warning.h"
+#include "participant/ParticipantQos.h"
 
 namespace qorROS2 {
 namespace detail {
@@ -163,10 +164,7 @@ TopicDiscovery::TopicDiscovery(std::int8_t domainId)
     // process's endpoints are discovered like any other, so their topics are listed too.
     std::lock_guard<std::mutex> lock(detail::middlewareEntitiesMutex());
     m_state->m_factory = dds::DomainParticipantFactory::get_shared_instance();
-    dds::DomainParticipantQos qos = m_state->m_factory->get_default_participant_qos();
-    const std::string enclave = "enclave=/;";
-    qos.user_data().data_vec(
-        std::vector<eprosima::fastrtps::rtps::octet>(enclave.begin(), enclave.end()));
+    const dds::DomainParticipantQos qos = detail::rosParticipantQos(*m_state->m_factory);
     m_state->m_participant = m_state->m_factory->create_participant(
         static_cast<dds::DomainId_t>(domainId), qos, m_state.get(), dds::StatusMask::none());
     if (m_state->m_participant == nullptr) {

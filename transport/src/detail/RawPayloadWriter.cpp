@@ -15,6 +15,7 @@
 
 #include "detail/QosPolicies.h"
 #include "detail/RawPayloadType.h"
+#include "participant/ParticipantQos.h"
 
 namespace qorROS2::detail {
 
@@ -43,7 +44,8 @@ RawPayloadWriter::RawPayloadWriter(const std::string& ddsTopic, const std::strin
     };
     Entities& e = *m_entities;
     e.participant = dds::DomainParticipantFactory::get_instance()->create_participant(
-        static_cast<dds::DomainId_t>(domain), dds::PARTICIPANT_QOS_DEFAULT);
+        static_cast<dds::DomainId_t>(domain),
+        rosParticipantQos(*dds::DomainParticipantFactory::get_instance()));
     if (e.participant == nullptr) {
         throw fail("cannot create a participant");
     }

@@ -17,6 +17,7 @@
 #include <fastdds/dds/topic/qos/TopicQos.hpp>
 
 #include "detail/Warning.h"
+#include "participant/ParticipantQos.h"
 
 namespace qorROS2::detail {
 namespace {
@@ -54,13 +55,8 @@ Registry& registry() {
 
 dds::DomainParticipant* createParticipant(dds::DomainParticipantFactory& factory,
                                           std::uint32_t domain) {
-    // The factory's default keeps whatever transports a Fast DDS profile file configures.
-    dds::DomainParticipantQos qos = factory.get_default_participant_qos();
-    // ROS 2 tells the security enclave of a participant in its user data; "/" is the default.
-    const std::string enclave = "enclave=/;";
-    qos.user_data().data_vec(
-        std::vector<eprosima::fastrtps::rtps::octet>(enclave.begin(), enclave.end()));
-    return factory.create_participant(static_cast<dds::DomainId_t>(domain), qos);
+    return factory.create_participant(static_cast<dds::DomainId_t>(domain),
+                                      rosParticipantQos(factory));
 }
 
 // Takes a lease of the participant of `domain`, creating it for the first one.

@@ -1,0 +1,113 @@
+// How far discovery reaches, between two hosts: two network namespaces that only a veth pair
+// joins. Host A publishes images under the variable that the test names; host B, and A itself,
+// try to receive them.
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.h"
+#include "CommandOutput.h"
+#include "NetworkNamespaces.h"
+#include "TestTopics.h"
+
+namespace {
+
+constexpr int kDomain = 96;
+// Host B's address on the veth pair.
+const char* const kHostB = "10.213.7.2";
+// Long enough for discovery on a loaded machine; a receiver that should get nothing waits it out.
+constexpr int kReceiveSeconds = 10;
+
+class DiscoveryScope : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_EQ(::geteuid(), 0U) << "DiscoveryScope needs root to create network namespaces "
+                                      "and a veth pair (CI runs as root)";
+        ASSERT_EQ(m_hosts.error(), "");
+    }
+
+    // The endpoint peer on `host` (0 is A, 1 is B) with `environment` added to its own.
+    std::vector<std::string> peer(std::size_t host, const std::vector<std::string>& environment,
+                                  const std::vector<std::string>& arguments) const {
+        std::vector<std::string> argv = {"ip", "netns", "exec", m_hosts.host(host), "env"};
+        argv.insert(argv.end(), environment.begin(), environment.end());
+        argv.push_back(QOR_ENDPOINT_PEER);
+        argv.insert(argv.end(), arguments.begin(), arguments.end());
+        return argv;
+    }
+
+    std::vector<std::string> publish() const {
+        return {"publish-images", std::to_string(kDomain), m_topic, "64", "48", "reliable", "25"};
+    }
+
+    std::vector<std::string> receive(int seconds) const {
+        return {
+            "receive-images",       std::to_string(kDomain), m_topic, "64", "48", "reliable", "3",
+            std::to_string(seconds)};
+    }
+
+    // Whether the receiver on `host` with `environment` gets three images within `seconds`.
+    static bool received(qorTest::ChildProcess& receiver, int seconds) {
+        const std::optional<int> exitCode =
+            receiver.waitForExit(std::chrono::seconds(seconds + 10));
+        return exitCode.has_value() && *exitCode == 0;
+    }
+
+    // A publisher and a subscriber on host A under `environment`, a default subscriber on B.
+    void expectOnlyHostAReceives(const std::vector<std::string>& environment) {
+        qorTest::ChildProcess publisher(peer(0, environment, publish()));
+        qorTest::ChildProcess local(peer(0, environment, receive(kReceiveSeconds)));
+        qorTest::ChildProcess remote(peer(1, {}, receive(kReceiveSeconds)));
+        ASSERT_TRUE(publisher.started() && local.started() && remote.started());
+        EXPECT_TRUE(received(local, kReceiveSeconds)) << "a subscriber on host A got nothing";
+        EXPECT_FALSE(received(remote, kReceiveSeconds)) << "host B received host A's images";
+    }
+
+    qorTest::NetworkNamespacePair m_hosts;
+    std::string m_topic = qorTest::uniqueTopic("scope/image_raw");
+};
+
+TEST_F(DiscoveryScope, LocalhostOnlyKeepsThePublisherOnItsHost) {
+    expectOnlyHostAReceives({"ROS_LOCALHOST_ONLY=1"});
+}
+
+TEST_F(DiscoveryScope, LocalhostRangeKeepsThePublisherOnItsHost) {
+    expectOnlyHostAReceives({"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST"});
+}
+
+TEST_F(DiscoveryScope, LocalhostRangeWithStaticPeerReachesThatPeer) {
+    qorTest::ChildProcess publisher(peer(
+        0, {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST", std::string("ROS_STATIC_PEERS=") + kHostB},
+        publish()));
+    qorTest::ChildProcess remote(
+        peer(1, {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST"}, receive(kReceiveSeconds)));
+    ASSERT_TRUE(publisher.started() && remote.started());
+    EXPECT_TRUE(received(remote, kReceiveSeconds)) << "host B, a static peer, got nothing";
+}
+
+TEST_F(DiscoveryScope, RangeOffDiscoversNobodyEvenAStaticPeer) {
+    qorTest::ChildProcess publisher(
+        peer(0, {"ROS_AUTOMATIC_DISCOVERY_RANGE=OFF", std::string("ROS_STATIC_PEERS=") + kHostB},
+             publish()));
+    qorTest::ChildProcess remote(peer(1, {}, receive(kReceiveSeconds)));
+    ASSERT_TRUE(publisher.started() && remote.started());
+    EXPECT_FALSE(received(remote, kReceiveSeconds)) << "host B received from a node with OFF";
+}
+
+TEST(DiscoveryScopeErrors, UnusableRangeStopsTheProgramNamingIt) {
+    const std::string output = qorTest::commandOutput(
+        std::string("ROS_AUTOMATIC_DISCOVERY_RANGE=EVERYWHERE timeout 20 ") + QOR_ENDPOINT_PEER +
+        " publish-images " + std::to_string(kDomain) + " " + qorTest::uniqueTopic("scope/refused") +
+        " 64 48 reliable 5 2>&1; echo exit $?");
+    EXPECT_EQ(output,
+              "ROS_AUTOMATIC_DISCOVERY_RANGE=\"EVERYWHERE\" cannot be used: the range is one of "
+              "OFF, LOCALHOST, SUBNET and SYSTEM_DEFAULT\nexit 2\n");
+}
+
+}  // namespace

@@ -1,0 +1,105 @@
+// The participant QoS that ROS 2's networking settings make.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include <fastdds/rtps/attributes/ServerAttributes.h>
+#include <fastrtps/utils/IPLocator.h>
+#include <fastdds/dds/domain/qos/DomainParticipantQos.hpp>
+
+#include "participant/NetworkSettings.h"
+#include "participant/ParticipantQos.h"
+
+namespace {
+
+namespace dds = eprosima::fastdds::dds;
+namespace rtps = eprosima::fastrtps::rtps;
+using qorROS2::detail::applyNetworkSettings;
+using qorROS2::detail::DiscoveryRange;
+using qorROS2::detail::NetworkSettings;
+
+dds::DomainParticipantQos applied(const NetworkSettings& settings) {
+    dds::DomainParticipantQos qos;
+    applyNetworkSettings(settings, qos);
+    return qos;
+}
+
+bool hasInitialPeer(const dds::DomainParticipantQos& qos, const std::string& address) {
+    for (const rtps::Locator_t& peer : qos.wire_protocol().builtin.initialPeersList) {
+        if (rtps::IPLocator::toIPv4string(peer) == address) {
+            return true;
+        }
+    }
+    return false;
+}
+
+TEST(ParticipantQos, SubnetKeepsMulticastDiscoveryAndAddsThePeers) {
+    NetworkSettings settings;
+    settings.staticPeers = {"10.213.7.2"};
+    const dds::DomainParticipantQos qos = applied(settings);
+    EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.discoveryProtocol,
+              rtps::DiscoveryProtocol_t::SIMPLE);
+    EXPECT_TRUE(qos.transport().use_builtin_transports);
+    EXPECT_TRUE(hasInitialPeer(qos, "10.213.7.2"));
+    EXPECT_EQ(qos.wire_protocol().builtin.initialPeersList.size(), 1U);
+}
+
+TEST(ParticipantQos, LocalhostListensToNoMulticastAndAnnouncesToThisMachine) {
+    NetworkSettings settings;
+    settings.range = DiscoveryRange::LOCALHOST;
+    const dds::DomainParticipantQos qos = applied(settings);
+    EXPECT_TRUE(qos.wire_protocol().builtin.metatrafficMulticastLocatorList.empty());
+    EXPECT_EQ(qos.wire_protocol().builtin.metatrafficUnicastLocatorList.size(), 1U);
+    EXPECT_TRUE(hasInitialPeer(qos, "127.0.0.1"));
+}
+
+TEST(ParticipantQos, LocalhostOnlyBindsUdpToLoopback) {
+    NetworkSettings settings;
+    settings.localhostOnly = true;
+    settings.range = DiscoveryRange::LOCALHOST;
+    const dds::DomainParticipantQos qos = applied(settings);
+    EXPECT_FALSE(qos.transport().use_builtin_transports);
+    ASSERT_EQ(qos.transport().user_transports.size(), 2U);
+}
+
+TEST(ParticipantQos, OffSwitchesDiscoveryOffEvenWithAServer) {
+    NetworkSettings settings;
+    settings.range = DiscoveryRange::OFF;
+    settings.discoveryServers = "127.0.0.1";
+    const dds::DomainParticipantQos qos = applied(settings);
+    EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.discoveryProtocol,
+              rtps::DiscoveryProtocol_t::NONE);
+}
+
+TEST(ParticipantQos, DiscoveryServersAreClientServersByPosition) {
+    NetworkSettings settings;
+    settings.discoveryServers = "127.0.0.1:11811;;10.0.0.3:11888";
+    const dds::DomainParticipantQos qos = applied(settings);
+    const auto& discovery = qos.wire_protocol().builtin.discovery_config;
+    EXPECT_EQ(discovery.discoveryProtocol, rtps::DiscoveryProtocol_t::CLIENT);
+    ASSERT_EQ(discovery.m_DiscoveryServers.size(), 2U);
+    // The empty position is server id 1: the two given are ids 0 and 2.
+    rtps::GuidPrefix_t id0;
+    rtps::GuidPrefix_t id2;
+    ASSERT_TRUE(eprosima::fastdds::rtps::get_server_client_default_guidPrefix(0, id0));
+    ASSERT_TRUE(eprosima::fastdds::rtps::get_server_client_default_guidPrefix(2, id2));
+    bool found0 = false;
+    bool found2 = false;
+    for (const auto& server : discovery.m_DiscoveryServers) {
+        found0 = found0 || server.guidPrefix == id0;
+        found2 = found2 || server.guidPrefix == id2;
+    }
+    EXPECT_TRUE(found0);
+    EXPECT_TRUE(found2);
+}
+
+TEST(ParticipantQos, SuperClientSeesTheWholeGraphThroughTheServer) {
+    NetworkSettings settings;
+    settings.discoveryServers = "127.0.0.1";
+    settings.superClient = true;
+    EXPECT_EQ(applied(settings).wire_protocol().builtin.discovery_config.discoveryProtocol,
+              rtps::DiscoveryProtocol_t::SUPER_CLIENT);
+}
+
+}  // namespace

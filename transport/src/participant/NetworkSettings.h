@@ -1,0 +1,46 @@
+#pragma once
+
+// The ROS 2 networking settings of this process, as ROS 2 programs read them from the
+// environment: how far automatic discovery reaches, the static peers, the discovery servers, the
+// XML profiles and security.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "participant/SecuritySettings.h"
+
+namespace qorROS2::detail {
+
+/// How far a participant looks for others on its own (ROS_AUTOMATIC_DISCOVERY_RANGE).
+enum class DiscoveryRange {
+    OFF,             // no automatic discovery at all, not even on this machine
+    LOCALHOST,       // this machine only
+    SUBNET,          // whatever multicast reaches: the default
+    SYSTEM_DEFAULT,  // the middleware's own settings, untouched
+};
+
+/// Everything a participant of this process is configured from, besides its domain.
+struct NetworkSettings {
+    bool localhostOnly = false;                     // ROS_LOCALHOST_ONLY=1: loopback only
+    DiscoveryRange range = DiscoveryRange::SUBNET;  // ROS_AUTOMATIC_DISCOVERY_RANGE
+    std::vector<std::string> staticPeers;           // ROS_STATIC_PEERS, IPv4 addresses
+    std::string discoveryServers;                   // ROS_DISCOVERY_SERVER as written
+    bool superClient = false;                       // ROS_SUPER_CLIENT
+    std::string profilesFile;                       // the Fast DDS XML profiles file
+    SecuritySettings security;                      // the ROS_SECURITY_* variables
+    std::vector<std::string> warnings;              // what reading them had to say, once
+};
+
+/// Returns the value of one environment variable, or nullptr when it is not set.
+using EnvironmentLookup = std::function<const char*(const char*)>;
+
+/// Reads the settings through `lookup`. Throws std::invalid_argument naming the variable and its
+/// value when a value cannot be used; never falls back to another setting silently.
+NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup);
+
+/// The settings of this process, read from its environment on the first call. A value that
+/// cannot be used throws std::invalid_argument at every call; the warnings are emitted once.
+const NetworkSettings& processNetworkSettings();
+
+}  // namespace qorROS2::detail

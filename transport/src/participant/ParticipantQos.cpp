@@ -1,0 +1,154 @@
+#include "participant/ParticipantQos.h"
+
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <fastdds/rtps/attributes/ServerAttributes.h>
+#include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
+#include <fastdds/rtps/transport/shared_mem/SharedMemTransportDescriptor.h>
+#include <fastrtps/utils/IPLocator.h>
+#include <fastdds/dds/domain/DomainParticipantFactory.hpp>
+#include <fastdds/dds/domain/qos/DomainParticipantQos.hpp>
+
+#include "participant/NetworkSettings.h"
+
+namespace qorROS2::detail {
+namespace {
+
+namespace dds = eprosima::fastdds::dds;
+namespace rtps = eprosima::fastrtps::rtps;
+
+// Keeps all traffic on the loopback interface: UDP bound to 127.0.0.1, and shared memory.
+void keepOnLoopback(dds::DomainParticipantQos& qos) {
+    qos.transport().use_builtin_transports = false;
+    auto udp = std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>();
+    udp->interfaceWhiteList.emplace_back("127.0.0.1");
+    qos.transport().user_transports.push_back(udp);
+    qos.transport().user_transports.push_back(
+        std::make_shared<eprosima::fastdds::rtps::SharedMemTransportDescriptor>());
+}
+
+void addInitialPeer(dds::DomainParticipantQos& qos, const std::string& address) {
+    // Without a port Fast DDS tries every participant port of the domain on that host.
+    rtps::Locator_t peer;
+    rtps::IPLocator::setIPv4(peer, address);
+    qos.wire_protocol().builtin.initialPeersList.push_back(peer);
+}
+
+void applyRange(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
+    auto& builtin = qos.wire_protocol().builtin;
+    switch (settings.range) {
+        case DiscoveryRange::OFF:
+            builtin.discovery_config.discoveryProtocol = rtps::DiscoveryProtocol_t::NONE;
+            return;
+        case DiscoveryRange::LOCALHOST:
+            // No multicast listener, so announcements from other hosts are never heard; an unset
+            // unicast locator keeps Fast DDS from adding its default multicast one back.
+            builtin.metatrafficMulticastLocatorList.clear();
+            builtin.metatrafficUnicastLocatorList.push_back(rtps::Locator_t());
+            break;
+        case DiscoveryRange::SUBNET:
+        case DiscoveryRange::SYSTEM_DEFAULT:
+            break;
+    }
+    if (settings.range == DiscoveryRange::SYSTEM_DEFAULT) {
+        return;
+    }
+    for (const std::string& peer : settings.staticPeers) {
+        addInitialPeer(qos, peer);
+    }
+    if (settings.range == DiscoveryRange::LOCALHOST) {
+        addInitialPeer(qos, "127.0.0.1");
+    }
+}
+
+void applyDiscoveryServers(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
+    auto& discovery = qos.wire_protocol().builtin.discovery_config;
+    if (settings.discoveryServers.empty() ||
+        discovery.discoveryProtocol == rtps::DiscoveryProtocol_t::NONE) {
+        return;
+    }
+    eprosima::fastdds::rtps::RemoteServerList_t servers;
+    eprosima::fastdds::rtps::load_environment_server_info(settings.discoveryServers, servers);
+    discovery.discoveryProtocol = settings.superClient ? rtps::DiscoveryProtocol_t::SUPER_CLIENT
+                                                       : rtps::DiscoveryProtocol_t::CLIENT;
+    discovery.m_DiscoveryServers = servers;
+}
+
+// Loads the XML profiles file once per process; a file that does not load is an error each time.
+void loadProfilesFile(dds::DomainParticipantFactory& factory, const std::string& file) {
+    static std::once_flag loaded;
+    static std::string error;
+    std::call_once(loaded, [&factory, &file] {
+        // The default profiles are read first, so that the named file's default participant
+        // profile is the one the factory's default QoS is then reset from.
+        factory.load_profiles();
+        if (factory.load_XML_profiles_file(file) == ReturnCode_t::RETCODE_OK) {
+            factory.set_default_participant_qos(dds::PARTICIPANT_QOS_DEFAULT);
+        } else {
+            error = "the Fast DDS XML profiles file \"" + file +
+                    "\" cannot be loaded: it is missing, unreadable or not a valid profiles "
+                    "document";
+        }
+    });
+    if (!error.empty()) {
+        throw std::invalid_argument(error);
+    }
+}
+
+// The builtin authentication, access control and cryptography plugins, configured from the
+// enclave's files exactly as the ROS 2 middleware does.
+void applySecurity(const SecuritySettings& security, dds::DomainParticipantQos& qos) {
+    if (security.directory.empty()) {
+        return;
+    }
+    const std::string folder = "file://" + security.directory + "/";
+    auto& properties = qos.properties().properties();
+    properties.emplace_back("dds.sec.auth.plugin", "builtin.PKI-DH");
+    properties.emplace_back("dds.sec.auth.builtin.PKI-DH.identity_ca",
+                            folder + "identity_ca.cert.pem");
+    properties.emplace_back("dds.sec.auth.builtin.PKI-DH.identity_certificate",
+                            folder + "cert.pem");
+    properties.emplace_back("dds.sec.auth.builtin.PKI-DH.private_key", folder + "key.pem");
+    properties.emplace_back("dds.sec.crypto.plugin", "builtin.AES-GCM-GMAC");
+    properties.emplace_back("dds.sec.access.plugin", "builtin.Access-Permissions");
+    properties.emplace_back("dds.sec.access.builtin.Access-Permissions.permissions_ca",
+                            folder + "permissions_ca.cert.pem");
+    properties.emplace_back("dds.sec.access.builtin.Access-Permissions.governance",
+                            folder + "governance.p7s");
+    properties.emplace_back("dds.sec.access.builtin.Access-Permissions.permissions",
+                            folder + "permissions.p7s");
+    if (security.hasCrl) {
+        properties.emplace_back("dds.sec.auth.builtin.PKI-DH.identity_crl", folder + "crl.pem");
+    }
+}
+
+}  // namespace
+
+void applyNetworkSettings(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
+    if (settings.localhostOnly) {
+        keepOnLoopback(qos);
+    }
+    applyRange(settings, qos);
+    applyDiscoveryServers(settings, qos);
+    applySecurity(settings.security, qos);
+}
+
+dds::DomainParticipantQos rosParticipantQos(dds::DomainParticipantFactory& factory) {
+    const NetworkSettings& settings = processNetworkSettings();
+    if (!settings.profilesFile.empty()) {
+        loadProfilesFile(factory, settings.profilesFile);
+    }
+    dds::DomainParticipantQos qos = factory.get_default_participant_qos();
+    applyNetworkSettings(settings, qos);
+    // ROS 2 tells the security enclave of a participant in its user data; "/" is the default.
+    const std::string enclave = "enclave=/;";
+    qos.user_data().data_vec(
+        std::vector<eprosima::fastrtps::rtps::octet>(enclave.begin(), enclave.end()));
+    return qos;
+}
+
+}  // namespace qorROS2::detail

@@ -1,0 +1,26 @@
+#pragma once
+
+// The QoS every DDS participant of this process is created with.
+
+namespace eprosima::fastdds::dds {
+class DomainParticipantFactory;
+class DomainParticipantQos;
+}  // namespace eprosima::fastdds::dds
+
+namespace qorROS2::detail {
+
+struct NetworkSettings;
+
+/// Applies `settings` to `qos`: the transports and discovery that ROS 2's networking variables
+/// ask for. Leaves everything else (a profile's buffer sizes, say) as it was.
+void applyNetworkSettings(const NetworkSettings& settings,
+                          eprosima::fastdds::dds::DomainParticipantQos& qos);
+
+/// The QoS of a new participant of this process: the factory's default (from the XML profiles
+/// file, when one is named) with this process's networking settings and the ROS 2 enclave in its
+/// user data. Throws std::invalid_argument naming the variable when a setting cannot be used, or
+/// the file when the profiles file cannot be loaded.
+eprosima::fastdds::dds::DomainParticipantQos rosParticipantQos(
+    eprosima::fastdds::dds::DomainParticipantFactory& factory);
+
+}  // namespace qorROS2::detail
