@@ -30,6 +30,7 @@ debian_packages=(
   libyaml-cpp-dev   # reads the YAML values of `qor-ros2 topic pub`
   libssl-dev        # OpenSSL: `qor-ros2 security` makes keystores with it
   ninja-build
+  openssl           # the openssl tool, to check keystores independently in the tests
   nodejs            # runs the independent message-definition and CDR peers
 )
 

@@ -108,6 +108,69 @@ TEST_F(SecuredExchange, UnsecuredParticipantGetsNothing) {
     EXPECT_FALSE(received(subscriber)) << "a participant without security read secured data";
 }
 
+TEST_F(SecuredExchange, ProcessWithoutSecurityDoesNotSeeTheTopic) {
+    qorTest::ChildProcess publisher(peer(securedAs("/talker"), publish()));
+    ASSERT_TRUE(publisher.started());
+    auto listed = [this](const std::string& environment) {
+        return qorTest::commandOutput(environment + " ROS_DOMAIN_ID=" + std::to_string(kDomain) +
+                                      " timeout 30 " + QOR_ROS2_CLI + " topic list 2>&1");
+    };
+    std::string secured;
+    for (int attempt = 0; attempt < 5 && secured.find(m_topic) == std::string::npos; ++attempt) {
+        secured = listed(
+            "ROS_SECURITY_ENABLE=true ROS_SECURITY_STRATEGY=Enforce "
+            "ROS_SECURITY_KEYSTORE=" +
+            keystore() + " ROS_SECURITY_ENCLAVE_OVERRIDE=/listener");
+    }
+    EXPECT_NE(secured.find(m_topic + "\n"), std::string::npos) << secured;
+    // The governance protects discovery: without security the topic is not even announced.
+    const std::string unsecured = listed("");
+    EXPECT_EQ(unsecured.find(m_topic), std::string::npos) << unsecured;
+}
+
+TEST_F(SecuredExchange, SubscriberWithoutPermissionForTheTopicIsRefused) {
+    // An enclave whose permissions allow subscribing to another topic only, signed by the CA.
+    const std::string enclave = keystore() + "/enclaves/restricted";
+    ASSERT_EQ(qorTest::commandOutput(
+                  std::string(QOR_ROS2_CLI) + " security create_enclave " + keystore() +
+                  " /restricted >/dev/null && sed -i '/<subscribe>/,/<\\/subscribe>/"
+                  "s|<topic>\\*</topic>|<topic>rt/elsewhere</topic>|' " +
+                  enclave + "/permissions.xml && openssl smime -sign -text -in " + enclave +
+                  "/permissions.xml -out " + enclave + "/permissions.p7s -signer " + keystore() +
+                  "/public/permissions_ca.cert.pem -inkey " + keystore() +
+                  "/private/permissions_ca.key.pem && grep -c rt/elsewhere " + enclave +
+                  "/permissions.p7s"),
+              "1\n");
+    qorTest::ChildProcess publisher(peer(securedAs("/talker"), publish()));
+    ASSERT_TRUE(publisher.started());
+    // Access control refuses the reader itself: the subscriber cannot even be created.
+    const std::string log = keystore() + "/restricted.log";
+    const std::string output = qorTest::commandOutput(
+        "ROS_SECURITY_ENABLE=true ROS_SECURITY_STRATEGY=Enforce ROS_SECURITY_KEYSTORE=" +
+        keystore() + " ROS_SECURITY_ENCLAVE_OVERRIDE=/restricted timeout 20 " + QOR_ENDPOINT_PEER +
+        " receive-images " + std::to_string(kDomain) + " " + m_topic + " 64 48 reliable 3 10 >" +
+        log + " 2>&1; echo exit $?; grep -F 'cannot subscribe' " + log);
+    EXPECT_EQ(output, "exit 2\ncannot subscribe to topic \"" + m_topic +
+                          "\": Fast DDS could not create a data reader\n");
+}
+
+TEST_F(SecuredExchange, TamperedPermissionsAreNamed) {
+    const std::string permissions = keystore() + "/enclaves/talker/permissions.p7s";
+    ASSERT_EQ(
+        std::system(("sed -i 's|<default>DENY</default>|<default>ALLOW</default>|' " + permissions)
+                        .c_str()),
+        0);
+    const std::string output = qorTest::commandOutput(
+        "ROS_SECURITY_ENABLE=true ROS_SECURITY_STRATEGY=Enforce ROS_SECURITY_KEYSTORE=" +
+        keystore() + " ROS_SECURITY_ENCLAVE_OVERRIDE=/talker timeout 20 " + QOR_ENDPOINT_PEER +
+        " publish-images " + std::to_string(kDomain) + " " + m_topic +
+        " 64 48 reliable 5 2>&1; echo exit $?");
+    EXPECT_EQ(output, "the security file '" + permissions + "' does not verify against '" +
+                          keystore() +
+                          "/enclaves/talker/permissions_ca.cert.pem': it was changed, or signed "
+                          "by another CA\nexit 2\n");
+}
+
 TEST_F(SecuredExchange, EnforceWithoutKeystoreStopsTheProgram) {
     const std::string output = qorTest::commandOutput(
         "ROS_SECURITY_ENABLE=true ROS_SECURITY_STRATEGY=Enforce timeout 20 " +

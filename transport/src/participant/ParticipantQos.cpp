@@ -13,6 +13,7 @@
 #include <fastdds/dds/domain/DomainParticipantFactory.hpp>
 #include <fastdds/dds/domain/qos/DomainParticipantQos.hpp>
 
+#include "participant/EnclaveFiles.h"
 #include "participant/NetworkSettings.h"
 
 namespace qorROS2::detail {
@@ -126,6 +127,17 @@ void applySecurity(const SecuritySettings& security, dds::DomainParticipantQos& 
     }
 }
 
+// Checks the enclave's files once per process: a changed or foreign file is named here, where
+// Fast DDS would only refuse the participant.
+void checkEnclaveFiles(const std::string& directory) {
+    static std::once_flag checked;
+    static std::string problem;
+    std::call_once(checked, [&directory] { problem = enclaveFilesProblem(directory); });
+    if (!problem.empty()) {
+        throw std::invalid_argument(problem);
+    }
+}
+
 }  // namespace
 
 void applyNetworkSettings(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
@@ -141,6 +153,9 @@ dds::DomainParticipantQos rosParticipantQos(dds::DomainParticipantFactory& facto
     const NetworkSettings& settings = processNetworkSettings();
     if (!settings.profilesFile.empty()) {
         loadProfilesFile(factory, settings.profilesFile);
+    }
+    if (!settings.security.directory.empty()) {
+        checkEnclaveFiles(settings.security.directory);
     }
     dds::DomainParticipantQos qos = factory.get_default_participant_qos();
     applyNetworkSettings(settings, qos);
