@@ -14,6 +14,7 @@
 #include "ChildProcess.h"
 #include "CommandOutput.h"
 #include "NetworkNamespaces.h"
+#include "NetworkSwitch.h"
 #include "TestTopics.h"
 
 namespace {
@@ -98,6 +99,45 @@ TEST_F(DiscoveryScope, RangeOffDiscoversNobodyEvenAStaticPeer) {
     qorTest::ChildProcess remote(peer(1, {}, receive(kReceiveSeconds)));
     ASSERT_TRUE(publisher.started() && remote.started());
     EXPECT_FALSE(received(remote, kReceiveSeconds)) << "host B received from a node with OFF";
+}
+
+TEST(DiscoveryScopeThreeHosts, StaticPeerIsFoundAndNothingElse) {
+    ASSERT_EQ(::geteuid(), 0U) << "DiscoveryScopeThreeHosts needs root for network namespaces";
+    // Host 0 looks only at this machine and host 1; host 2 is on the same subnet, with multicast.
+    qorTest::NetworkSwitch hosts(3, true);
+    ASSERT_EQ(hosts.error(), "");
+    const std::string topic = qorTest::uniqueTopic("scope/peer_only");
+    const std::string domain = std::to_string(kDomain);
+    auto inHost = [&](std::size_t host, const std::vector<std::string>& environment,
+                      const std::vector<std::string>& arguments) {
+        std::vector<std::string> argv = {"ip", "netns", "exec", hosts.host(host), "env"};
+        argv.insert(argv.end(), environment.begin(), environment.end());
+        argv.push_back(QOR_ENDPOINT_PEER);
+        argv.insert(argv.end(), arguments.begin(), arguments.end());
+        return argv;
+    };
+    const std::vector<std::string> receive = {"receive-images",
+                                              domain,
+                                              topic,
+                                              "64",
+                                              "48",
+                                              "reliable",
+                                              "3",
+                                              std::to_string(kReceiveSeconds)};
+    qorTest::ChildProcess publisher(
+        inHost(0,
+               {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST",
+                "ROS_STATIC_PEERS=" + qorTest::NetworkSwitch::address(1)},
+               {"publish-images", domain, topic, "64", "48", "reliable", "25"}));
+    qorTest::ChildProcess peerHost(inHost(1, {}, receive));
+    qorTest::ChildProcess otherHost(inHost(2, {}, receive));
+    ASSERT_TRUE(publisher.started() && peerHost.started() && otherHost.started());
+    const std::optional<int> peerExit =
+        peerHost.waitForExit(std::chrono::seconds(kReceiveSeconds + 10));
+    const std::optional<int> otherExit =
+        otherHost.waitForExit(std::chrono::seconds(kReceiveSeconds + 10));
+    EXPECT_TRUE(peerExit.has_value() && *peerExit == 0) << "the static peer got nothing";
+    EXPECT_FALSE(otherExit.has_value() && *otherExit == 0) << "a host that is no peer received";
 }
 
 TEST(DiscoveryScopeErrors, UnusableRangeStopsTheProgramNamingIt) {
