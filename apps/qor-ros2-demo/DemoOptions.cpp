@@ -5,6 +5,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
+
+#include "qorROS2/RosDomain.h"
 
 namespace qorDemo {
 namespace {
@@ -69,15 +72,11 @@ SensorReliability parseSensorQos(const std::string& text) {
 }
 
 std::int8_t parseDomain(const char* text) {
-    if (text == nullptr || *text == '\0') {
-        return 0;
+    try {
+        return qorROS2::rosDomainId(text);
+    } catch (const std::invalid_argument& error) {
+        throw UsageError(error.what());
     }
-    const std::string value(text);
-    const double number = parseNumber("ROS_DOMAIN_ID", value);
-    if (number < 0.0 || number > 127.0 || std::floor(number) != number) {
-        throw UsageError("ROS_DOMAIN_ID must be a whole number from 0 to 127, got '" + value + "'");
-    }
-    return static_cast<std::int8_t>(number);
 }
 
 }  // namespace

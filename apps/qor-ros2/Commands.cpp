@@ -14,6 +14,7 @@
 #include "SecurityCommand.h"
 #include "StopSignal.h"
 #include "UsageError.h"
+#include "qorROS2/RosDomain.h"
 #include "qorROS2/TopicDiscovery.h"
 
 namespace qorCli {
@@ -54,17 +55,11 @@ std::size_t positiveCount(const std::string& text, const std::string& option) {
 
 // ROS_DOMAIN_ID, as ROS 2 reads it; 0 when unset or empty.
 std::int8_t domainFromEnvironment() {
-    const char* text = std::getenv("ROS_DOMAIN_ID");
-    if (text == nullptr || *text == '\0') {
-        return 0;
+    try {
+        return qorROS2::rosDomainIdFromEnvironment();
+    } catch (const std::invalid_argument& error) {
+        throw UsageError(error.what());
     }
-    char* end = nullptr;
-    const long value = std::strtol(text, &end, 10);
-    if (*end != '\0' || value < 0 || value > std::numeric_limits<std::int8_t>::max()) {
-        throw UsageError("ROS_DOMAIN_ID must be a whole number from 0 to 127, got '" +
-                         std::string(text) + "'");
-    }
-    return static_cast<std::int8_t>(value);
 }
 
 std::uint32_t reliability(const CommandLine& line, const std::string& fallback) {

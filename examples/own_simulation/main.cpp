@@ -8,6 +8,7 @@
 #include "qor/ref_ptr.h"
 #include "qorROS2/ROS2ClockPublisher.h"
 #include "qorROS2/ROS2ControlInterface.h"
+#include "qorROS2/RosDomain.h"
 #include "qorSDK/Simulation.h"
 
 namespace {
@@ -26,8 +27,7 @@ constexpr const char* kPendulum = R"(
 }  // namespace
 
 int main() {
-    const char* domainText = std::getenv("ROS_DOMAIN_ID");
-    const auto domain = static_cast<std::int8_t>(domainText ? std::atoi(domainText) : 0);
+    const std::int8_t domain = qorROS2::rosDomainIdFromEnvironment();
 
     qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(kPendulum);
     qor::ref_ptr<qor::Constraint1DOF> swing = simulation->createConstraint("swing");
