@@ -140,6 +140,22 @@ TEST(DiscoveryScopeThreeHosts, StaticPeerIsFoundAndNothingElse) {
     EXPECT_FALSE(otherExit.has_value() && *otherExit == 0) << "a host that is no peer received";
 }
 
+TEST(DiscoveryScopeErrors, WarningsAreSaidOncePerProcess) {
+    // The demo makes many endpoints; the settings are read, and their warnings said, once.
+    const std::string output = qorTest::commandOutput(
+        "ROS_DOMAIN_ID=" + std::to_string(kDomain) +
+        " ROS_LOCALHOST_ONLY=1 ROS_AUTOMATIC_DISCOVERY_RANGE=SUBNET ROS_SECURITY_ENABLE=true "
+        "ROS_SECURITY_STRATEGY=Permissive timeout 60 " +
+        QOR_DEMO + " --duration 0.5 --fast 2>&1 | grep Warning");
+    EXPECT_EQ(output,
+              "Warning: ROS_SECURITY_ENABLE=true but ROS_SECURITY_KEYSTORE is not set: running "
+              "without security, as ROS_SECURITY_STRATEGY is not Enforce\n"
+              "Warning: ROS_LOCALHOST_ONLY is deprecated but still honored if it is enabled. Use "
+              "ROS_AUTOMATIC_DISCOVERY_RANGE and ROS_STATIC_PEERS instead.\n"
+              "Warning: 'localhost_only' is enabled, 'automatic_discovery_range' and "
+              "'static_peers' will be ignored.\n");
+}
+
 TEST(DiscoveryScopeErrors, UnusableRangeStopsTheProgramNamingIt) {
     const std::string output = qorTest::commandOutput(
         std::string("ROS_AUTOMATIC_DISCOVERY_RANGE=EVERYWHERE timeout 20 ") + QOR_ENDPOINT_PEER +
