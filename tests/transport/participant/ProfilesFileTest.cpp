@@ -99,6 +99,33 @@ TEST(ProfilesFile, LoopbackOnlyProfileKeepsThePublisherOnItsHost) {
     EXPECT_FALSE(received(remote)) << "host B received from a loopback-only participant";
 }
 
+// A profile whose default writers and readers are best effort: ours set every policy from the
+// QOS they are given, so a reliable publisher stays reliable and still matches a reliable reader.
+const char* const kBestEffortProfile = R"(<?xml version="1.0" encoding="UTF-8"?>
+<profiles xmlns="http://www.eprosima.com/XMLSchemas/fastRTPS_Profiles">
+  <data_writer profile_name="best_effort_writer" is_default_profile="true">
+    <qos><reliability><kind>BEST_EFFORT</kind></reliability></qos>
+  </data_writer>
+  <data_reader profile_name="best_effort_reader" is_default_profile="true">
+    <qos><reliability><kind>BEST_EFFORT</kind></reliability></qos>
+  </data_reader>
+</profiles>
+)";
+
+TEST(ProfilesFile, EndpointsKeepTheQosTheCodeAsksFor) {
+    const TemporaryFile profile("best_effort.xml", kBestEffortProfile);
+    const std::string topic = qorTest::uniqueTopic("profile/reliable");
+    const std::string domain = std::to_string(kDomain);
+    qorTest::ChildProcess publisher(
+        {"/usr/bin/env", "FASTDDS_DEFAULT_PROFILES_FILE=" + profile.path(), QOR_ENDPOINT_PEER,
+         "publish-images", domain, topic, "64", "48", "reliable", "25"});
+    // A reliable reader never matches a best-effort writer.
+    qorTest::ChildProcess subscriber({QOR_ENDPOINT_PEER, "receive-images", domain, topic, "64",
+                                      "48", "reliable", "3", std::to_string(kReceiveSeconds)});
+    ASSERT_TRUE(publisher.started() && subscriber.started());
+    EXPECT_TRUE(received(subscriber)) << "the profile's best effort replaced the code's QoS";
+}
+
 TEST(ProfilesFile, BrokenFileStopsTheProgramNamingIt) {
     const TemporaryFile profile("broken.xml", "<profiles><participant>");
     const std::string output =
