@@ -33,9 +33,11 @@ class DiscoveryServer : public ::testing::Test {
         ASSERT_EQ(m_hosts.error(), "");
     }
 
-    // The server's address as ROS_DISCOVERY_SERVER gives it: id 0, the default port.
+    // The server's address as ROS_DISCOVERY_SERVER gives it, at the position of its id: empty
+    // positions before it stand for the ids of servers this system does not run.
     std::string serverVariable() const {
-        return "ROS_DISCOVERY_SERVER=" + qorTest::NetworkSwitch::address(kServerHost) + ":11811";
+        return "ROS_DISCOVERY_SERVER=" + std::string(static_cast<std::size_t>(m_serverId), ';') +
+               qorTest::NetworkSwitch::address(kServerHost) + ":11811";
     }
 
     std::vector<std::string> inHost(std::size_t host, const std::vector<std::string>& command) {
@@ -64,7 +66,7 @@ class DiscoveryServer : public ::testing::Test {
                 m_hosts.host(kServerHost),
                 "fast-discovery-server",
                 "-i",
-                "0",
+                std::to_string(m_serverId),
                 "-l",
                 qorTest::NetworkSwitch::address(kServerHost),
                 "-p",
@@ -78,6 +80,7 @@ class DiscoveryServer : public ::testing::Test {
     }
 
     qorTest::NetworkSwitch m_hosts{3, false};
+    int m_serverId = 0;
     std::string m_topic = qorTest::uniqueTopic("server/image_raw");
 };
 
@@ -87,6 +90,17 @@ TEST_F(DiscoveryServer, DataFlowsThroughTheServer) {
     qorTest::ChildProcess sub(subscriber());
     ASSERT_TRUE(discoveryServer.started() && pub.started() && sub.started());
     EXPECT_TRUE(received(sub)) << "the subscriber on host B got nothing through the server";
+}
+
+TEST_F(DiscoveryServer, EmptyPositionsGiveTheServerItsId) {
+    // Server id 2 is third in the list: ";;C:11811". A wrong id would not be accepted as that
+    // server, and nothing would flow.
+    m_serverId = 2;
+    qorTest::ChildProcess discoveryServer(server());
+    qorTest::ChildProcess pub(publisher());
+    qorTest::ChildProcess sub(subscriber());
+    ASSERT_TRUE(discoveryServer.started() && pub.started() && sub.started());
+    EXPECT_TRUE(received(sub)) << "the subscriber got nothing through server id 2";
 }
 
 TEST_F(DiscoveryServer, NothingFlowsWithoutTheServer) {
