@@ -184,7 +184,7 @@ std::string governanceXml() {
     // Everything protected: unauthenticated participants are refused, and discovery, liveliness
     // and data of every topic are encrypted.
     return R"(<?xml version="1.0" encoding="UTF-8"?>
-<dds xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:noNamespaceSchemaLocation="http://www.omg.org/spec/DDS-SECURITY/20170901/omg_shared_ca_governance.xsd">
+<dds>
   <domain_access_rules>
     <domain_rule>
       <domains>
@@ -217,7 +217,7 @@ std::string governanceXml() {
 
 std::string permissionsXml(const std::string& enclave) {
     return R"(<?xml version="1.0" encoding="UTF-8"?>
-<dds xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:noNamespaceSchemaLocation="http://www.omg.org/spec/DDS-SECURITY/20170901/omg_shared_ca_permissions.xsd">
+<dds>
   <permissions>
     <grant name=")" +
            enclave + R"(">
