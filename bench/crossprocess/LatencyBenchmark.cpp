@@ -22,6 +22,7 @@
 #include <tuple>
 #include <vector>
 
+#include "BenchmarkDriver.h"
 #include "Channel.h"
 #include "PeerProcess.h"
 #include "Percentile.h"
@@ -54,10 +55,6 @@ struct Figures {
     double p999 = 0;
     int lost = 0;
 };
-
-std::uint32_t benchmarkDomain() {
-    return 100 + static_cast<std::uint32_t>(::getpid() % 20);
-}
 
 const char* reliabilityName(bool reliable) {
     return reliable ? "reliable" : "best_effort";
@@ -151,29 +148,6 @@ Figures measure(Stack stack, const Case& what, int run, const Options& options) 
     return figures;
 }
 
-Options parseOptions(int argc, char** argv) {
-    Options options;
-    for (int i = 1; i < argc; ++i) {
-        const std::string option = argv[i];
-        if (i + 1 >= argc) {
-            throw std::invalid_argument("option " + option + " needs a value");
-        }
-        const int value = std::atoi(argv[++i]);
-        if (value <= 0) {
-            throw std::invalid_argument("option " + option + " needs a positive number");
-        }
-        if (option == "--repetitions") {
-            options.repetitions = value;
-        } else if (option == "--round-trips") {
-            options.roundTrips = value;
-        } else {
-            throw std::invalid_argument("unknown option " + option +
-                                        " (known: --repetitions N, --round-trips N)");
-        }
-    }
-    return options;
-}
-
 int runBenchmark(const Options& options) {
     std::vector<Case> cases;
     for (Shape shape : kShapes) {
@@ -242,13 +216,13 @@ int runBenchmark(const Options& options) {
 
 int main(int argc, char** argv) {
     using namespace qorROS2::bench;
-    try {
-        if (argc > 1 && std::string(argv[1]) == "--echo") {
-            return runEcho(std::vector<std::string>(argv + 2, argv + argc));
+    return runBenchmarkProgram(argc, argv, "qorTransportLatencyBenchmark", "--echo", runEcho, [&] {
+        Options options;
+        if (argc < 2 || std::string(argv[1]) != "--echo") {
+            parseNumericOptions(argc, argv,
+                                {{"--repetitions", &options.repetitions, 1},
+                                 {"--round-trips", &options.roundTrips, 1}});
         }
-        return runBenchmark(parseOptions(argc, argv));
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "qorTransportLatencyBenchmark: %s\n", error.what());
-        return 1;
-    }
+        return runBenchmark(options);
+    });
 }
