@@ -7,9 +7,10 @@
 namespace qorROS2::bench {
 namespace {
 
-constexpr std::array<std::pair<Stack, const char*>, 3> kStacks{{
+constexpr std::array<std::pair<Stack, const char*>, 4> kStacks{{
     {Stack::Ours, "ours"},
     {Stack::RawFastDds, "fastdds"},
+    {Stack::RawFastDdsRosSettings, "fastdds_ros"},
     {Stack::Cyclone, "cyclone"},
 }};
 
@@ -49,6 +50,7 @@ std::unique_ptr<Channel> makeChannel(const ChannelSettings& settings) {
         case Stack::Ours:
             return makeOurChannel(settings);
         case Stack::RawFastDds:
+        case Stack::RawFastDdsRosSettings:
             return makeRawFastDdsChannel(settings);
         case Stack::Cyclone:
             return makeCycloneChannel(settings);

@@ -9,9 +9,11 @@
 
 namespace qorROS2::bench {
 
-/// The stacks compared: ours, what a Fast DDS user writes with fastddsgen's type support, and
-/// Cyclone DDS's C API with idlc's types.
-enum class Stack { Ours, RawFastDds, Cyclone };
+/// The stacks compared: ours; what a Fast DDS user writes with fastddsgen's type support, with
+/// Fast DDS's default QoS and again with the two settings ROS 2's own Fast DDS layer applies to
+/// every endpoint (no data sharing, payloads preallocated and grown in place); and Cyclone DDS's
+/// C API with idlc's types.
+enum class Stack { Ours, RawFastDds, RawFastDdsRosSettings, Cyclone };
 
 /// The messages exchanged, each always of the same size.
 enum class Shape {
@@ -56,7 +58,8 @@ std::unique_ptr<Channel> makeCycloneChannel(const ChannelSettings& settings);
 /// The number of joints of a JointState shape.
 std::size_t jointCount(Shape shape);
 
-/// Names as printed and as given on the command line: "ours", "fastdds", "cyclone";
+/// Names as printed and as given on the command line: "ours", "fastdds", "fastdds_ros",
+/// "cyclone";
 /// "clock", "joint_state_6", ...
 const char* stackName(Stack stack);
 const char* shapeName(Shape shape);

@@ -1,5 +1,6 @@
 // The benchmark's channel as a Fast DDS user writes it: fastddsgen's types and type support, the
-// DDS API, the default QoS but for reliability and history.
+// DDS API, the default QoS but for reliability and history; or, for RawFastDdsRosSettings, with
+// what ROS 2's Fast DDS layer sets on every endpoint besides.
 
 #include <fastdds/dds/domain/DomainParticipant.hpp>
 #include <fastdds/dds/domain/DomainParticipantFactory.hpp>
@@ -23,6 +24,15 @@ namespace qorROS2::bench {
 namespace {
 
 namespace dds = eprosima::fastdds::dds;
+
+// What ROS 2's Fast DDS layer sets on every writer and reader: no data sharing (its samples are
+// CDR bytes, not the writer's memory layout) and payloads preallocated and grown in place.
+template <typename EndpointQos>
+void applyRosSettings(EndpointQos& qos) {
+    qos.data_sharing().off();
+    qos.endpoint().history_memory_policy =
+        eprosima::fastrtps::rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE;
+}
 
 void fill(rosgraph_msgs::msg::Clock&, Shape) {}
 
@@ -94,6 +104,9 @@ class RawFastDdsChannel final : public Channel {
             qos.reliability().kind = reliability;
             qos.history().kind = dds::KEEP_LAST_HISTORY_QOS;
             qos.history().depth = depth;
+            if (settings.stack == Stack::RawFastDdsRosSettings) {
+                applyRosSettings(qos);
+            }
             m_writer = publisher->create_datawriter(topic, qos);
             if (m_writer == nullptr) {
                 throw std::runtime_error("Fast DDS could not create a data writer");
@@ -108,6 +121,9 @@ class RawFastDdsChannel final : public Channel {
             qos.reliability().kind = reliability;
             qos.history().kind = dds::KEEP_LAST_HISTORY_QOS;
             qos.history().depth = depth;
+            if (settings.stack == Stack::RawFastDdsRosSettings) {
+                applyRosSettings(qos);
+            }
             m_reader = subscriber->create_datareader(topic, qos);
             if (m_reader == nullptr) {
                 throw std::runtime_error("Fast DDS could not create a data reader");
