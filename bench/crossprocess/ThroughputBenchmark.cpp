@@ -81,7 +81,7 @@ ChannelSettings settingsFor(Stack stack, Shape shape, bool reliable) {
 
 /// The peer's side: once matched, sends `samples` samples at `rate` Hz (0: back to back), then
 /// stays until stopped, so that a reliable writer can finish its repairs, and writes the CPU
-/// fraction it used while sending to `report`.
+/// fraction it used while sending and the time it started to `report`.
 int runSender(const std::vector<std::string>& arguments) {
     watchForStop();
     ChannelSettings settings = settingsFor(stackNamed(arguments.at(0)), shapeNamed(arguments.at(1)),
@@ -107,7 +107,11 @@ int runSender(const std::vector<std::string>& arguments) {
     }
     const double sendingCpu = processCpuSeconds() - cpuBefore;
     const double sendingWall = seconds(Clock::now() - start);
-    std::ofstream(report) << sendingCpu / sendingWall << "\n";
+    // The steady clock is the system's monotonic clock, the same in both processes.
+    std::ofstream(report)
+        << sendingCpu / sendingWall << " "
+        << std::chrono::duration_cast<std::chrono::nanoseconds>(start.time_since_epoch()).count()
+        << "\n";
     while (!stopRequested()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
@@ -139,7 +143,6 @@ Figures measure(Stack stack, const Case& what, int run, const Options& options) 
     const Clock::time_point first = Clock::now();
     const double cpuBefore = processCpuSeconds();
     Clock::time_point last = first;
-    Clock::time_point lastArrival = first;
     int received = 1;
     const auto expectedSpan = what.rateHz > 0
                                   ? std::chrono::milliseconds(1000 * options.samples / what.rateHz)
@@ -147,10 +150,10 @@ Figures measure(Stack stack, const Case& what, int run, const Options& options) 
     while (sequence < static_cast<std::uint32_t>(options.samples)) {
         if (channel->take(sequence)) {
             ++received;
-            last = lastArrival = Clock::now();
+            last = Clock::now();
             continue;
         }
-        if (Clock::now() > std::max(first + expectedSpan, lastArrival) + kStragglerWait) {
+        if (Clock::now() > std::max(first + expectedSpan, last) + kStragglerWait) {
             break;
         }
         std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -160,11 +163,14 @@ Figures measure(Stack stack, const Case& what, int run, const Options& options) 
 
     Figures figures;
     const double span = seconds(last - first);
-    figures.deliveredHz = span > 0 ? (received - 1) / span : 0.0;
+    long long sendingStart = 0;
+    std::ifstream(report) >> figures.senderCpu >> sendingStart;
+    std::remove(report.c_str());
+    // Samples delivered per second from the first send to the last arrival.
+    const double stream = seconds(last - Clock::time_point(std::chrono::nanoseconds(sendingStart)));
+    figures.deliveredHz = stream > 0 ? received / stream : 0.0;
     figures.lost = options.samples - received;
     figures.receiverCpu = span > 0 ? receivingCpu / span : 0.0;
-    std::ifstream(report) >> figures.senderCpu;
-    std::remove(report.c_str());
     return figures;
 }
 
