@@ -1,11 +1,11 @@
 // One side of the packet-loss test: sends, or receives and tallies, four streams at once.
 //
 //   qorLossPeer send <domain> <prefix> <seconds>      then lingers 8 s for repairs to finish
-//   qorLossPeer receive <domain> <prefix> <seconds>
+//   qorLossPeer receive <domain> <prefix> <seconds>   or until nothing came for 10 s
 //
 // Streams (topics under <prefix>): commands (JointState, reliable, 50 Hz), clock (Clock,
 // reliable, 500 Hz), image (a 2 MB Image, reliable, 2 Hz) and states (JointState, best effort,
-// 500 Hz). Reliable streams keep two seconds of samples on both sides, as a ROS 2 node that
+// 500 Hz). Reliable streams keep ten seconds of samples on both sides, as a ROS 2 node that
 // must not miss one asks for: with a history of one sample, reliable only means that the newest
 // sample arrives. Every sample carries its sequence number and the wall-clock time it
 // was sent. The sender prints `sent <stream> <count>`; the receiver prints, per stream,
@@ -39,10 +39,11 @@ using qorROS2::sensorMsgs::JointState;
 constexpr std::uint32_t kImageWidth = 1024;
 constexpr std::uint32_t kImageHeight = 683;  // 1024 x 683 x 3 bytes: 2 MiB and a little more
 
-// Two seconds of history at the stream's rate, so that a repair that takes a few heartbeats still
-// finds the lost sample in the writer's history.
+// Ten seconds of history at the stream's rate, so that a repair that takes many rounds (a 2 MB
+// image is 32 datagrams of 45 IP fragments each, and losing one fragment loses its datagram)
+// still finds the lost sample in the writer's history on a loaded machine.
 QOS reliable(std::uint32_t samplesPerSecond) {
-    return QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 2 * samplesPerSecond};
+    return QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 10 * samplesPerSecond};
 }
 
 QOS bestEffort() {
@@ -92,7 +93,7 @@ int send(std::int8_t domain, const std::string& prefix, int seconds) {
                 return commands.matchedSubscriptions() > 0 && clock.matchedSubscriptions() > 0 &&
                        image.matchedSubscriptions() > 0 && states.matchedSubscriptions() > 0;
             },
-            std::chrono::seconds(30))) {
+            std::chrono::seconds(60))) {
         std::fprintf(stderr, "qorLossPeer: the receiver was not found\n");
         return 1;
     }
@@ -192,8 +193,15 @@ int receive(std::int8_t domain, const std::string& prefix, int seconds) {
     Clock time{};
     Image picture{};
     JointState state{};
+    // Ends at the deadline, or once nothing has arrived for 10 s after the streams began: the
+    // sender has stopped and every repair has come in.
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    auto lastArrival = std::chrono::steady_clock::time_point::max();
     while (std::chrono::steady_clock::now() < end) {
+        if (lastArrival != std::chrono::steady_clock::time_point::max() &&
+            std::chrono::steady_clock::now() - lastArrival > std::chrono::seconds(10)) {
+            break;
+        }
         bool any = false;
         while (commands.receiveMessage(command)) {
             tallies[0].add(sequenceOf(command.header.frame_id),
@@ -214,7 +222,9 @@ int receive(std::int8_t domain, const std::string& prefix, int seconds) {
             tallies[3].add(sequenceOf(state.header.frame_id), nanosecondsOf(state.header.stamp));
             any = true;
         }
-        if (!any) {
+        if (any) {
+            lastArrival = std::chrono::steady_clock::now();
+        } else {
             std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
     }

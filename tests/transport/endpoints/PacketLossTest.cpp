@@ -65,7 +65,7 @@ StreamRun runStreams(int domain, bool lossy) {
     const std::string domainText = std::to_string(domain);
     qorE2eTest::OutputChild receiver({"/usr/sbin/ip", "netns", "exec", hosts.host(1), QOR_LOSS_PEER,
                                       "receive", domainText, prefix,
-                                      std::to_string(kSendSeconds + 25)});
+                                      std::to_string(kSendSeconds + 75)});
     qorE2eTest::OutputChild sender({"/usr/sbin/ip", "netns", "exec", hosts.host(0), QOR_LOSS_PEER,
                                     "send", domainText, prefix, std::to_string(kSendSeconds)});
     const auto finished = [](const std::string& text) {
@@ -73,8 +73,8 @@ StreamRun runStreams(int domain, bool lossy) {
     };
     sender.readUntil(
         [](const std::string& text) { return text.find("sent states") != std::string::npos; },
-        std::chrono::seconds(kSendSeconds + 40));
-    receiver.readUntil(finished, std::chrono::seconds(kSendSeconds + 60));
+        std::chrono::seconds(kSendSeconds + 75));
+    receiver.readUntil(finished, std::chrono::seconds(kSendSeconds + 90));
     std::istringstream sent(sender.text());
     for (std::string word, stream; sent >> word >> stream;) {
         sent >> run.sent[stream];
