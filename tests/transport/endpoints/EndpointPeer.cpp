@@ -9,6 +9,8 @@
 //       exits 0 once <count> images have arrived intact, 1 when time runs out first
 //   qorNtROS2EndpointPeer exit-holding-endpoints <domain> <topic>
 //       returns from main while static endpoints still hold the participant
+//
+// Any of them may end with ROS 2 arguments: "--ros-args -r __node:=NAME" names its node.
 
 #include <chrono>
 #include <cstdint>
@@ -19,6 +21,7 @@
 #include <vector>
 
 #include "qorROS2/Messages.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"
@@ -144,9 +147,16 @@ extern "C" const char* __asan_default_options() {
     return "new_delete_type_mismatch=0";
 }
 
-int main(int argc, char** argv) {
-    const std::vector<std::string> args(argv, argv + argc);
+int main(int rawArgc, char** rawArgv) {
+    std::vector<std::string> args(rawArgv, rawArgv + rawArgc);
     try {
+        qorROS2::applyRosArguments(args);
+        std::vector<char*> pointers;
+        for (std::string& arg : args) {
+            pointers.push_back(arg.data());
+        }
+        const int argc = static_cast<int>(args.size());
+        char** argv = pointers.data();
         if (argc == 6 && args[1] == "echo") {
             return echo(domainOf(argv[2]), args[3], args[4], deadlineOf(argv[5]));
         }

@@ -1,0 +1,129 @@
+// This process in the ROS 2 graph, seen by a topic discovery of its own: the node that owns its
+// endpoints, endpoints that come and go, a renamed node, and a process that leaves.
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.h"
+#include "TestTopics.h"
+#include "WaitFor.h"
+#include "qorROS2/Messages.h"
+#include "qorROS2/NodeIdentity.h"
+#include "qorROS2/Publisher.h"
+#include "qorROS2/Subscriber.h"
+#include "qorROS2/TopicDiscovery.h"
+
+namespace {
+
+using namespace qorROS2;
+using qorTest::kSharedTestDomain;
+using qorTest::uniqueTopic;
+
+std::string uniqueNodeName(const std::string& base) {
+    return base + "_p" + std::to_string(::getpid());
+}
+
+// The endpoints of `topic` seen right now.
+std::vector<DiscoveredEndpoint> endpointsOf(const TopicDiscovery& discovery,
+                                            const std::string& topic) {
+    std::vector<DiscoveredEndpoint> found;
+    for (const DiscoveredEndpoint& endpoint : discovery.endpoints()) {
+        if (endpoint.topic == topic) {
+            found.push_back(endpoint);
+        }
+    }
+    return found;
+}
+
+bool hasNode(const TopicDiscovery& discovery, const std::string& fullName) {
+    const std::vector<DiscoveredNode> nodes = discovery.nodes();
+    return std::any_of(nodes.begin(), nodes.end(),
+                       [&](const DiscoveredNode& node) { return node.fullName() == fullName; });
+}
+
+// True once `topic` has exactly one endpoint, of the given kind, claimed by the node.
+bool ownedBy(const TopicDiscovery& discovery, const std::string& topic, bool publisher,
+             const NodeIdentity& node) {
+    const std::vector<DiscoveredEndpoint> found = endpointsOf(discovery, topic);
+    return found.size() == 1 && found[0].publisher == publisher && found[0].nodeName == node.name &&
+           found[0].nodeNamespace == node.nameSpace;
+}
+
+TEST(GraphLive, EndpointsBelongToTheNodeOfTheProcess) {
+    setNodeIdentity(uniqueNodeName("graph_owner"), "/qor_test");
+    const TopicDiscovery discovery(kSharedTestDomain);
+    const std::string published = uniqueTopic("graph_owned_pub");
+    const std::string subscribed = uniqueTopic("graph_owned_sub");
+    Publisher<stdMsgs::Int32> publisher(published, QOS{}, kSharedTestDomain);
+    Subscriber<stdMsgs::Int32> subscriber(subscribed, createSensorDataQOS(), kSharedTestDomain);
+
+    const NodeIdentity node = nodeIdentity();
+    ASSERT_TRUE(qorTest::waitFor([&] {
+        return ownedBy(discovery, published, true, node) &&
+               ownedBy(discovery, subscribed, false, node);
+    }));
+    EXPECT_TRUE(hasNode(discovery, "/qor_test/" + node.name));
+    const DiscoveredEndpoint writer = endpointsOf(discovery, published)[0];
+    EXPECT_EQ(writer.type, "std_msgs/msg/Int32");
+    EXPECT_EQ(writer.qos.reliability, "RELIABLE");
+    EXPECT_EQ(writer.qos.durability, "VOLATILE");
+    EXPECT_EQ(writer.qos.liveliness, "AUTOMATIC");
+    EXPECT_EQ(writer.qos.deadlineNanoseconds, -1);
+    EXPECT_EQ(writer.qos.lifespanNanoseconds, -1);
+    EXPECT_EQ(writer.qos.livelinessLeaseNanoseconds, -1);
+    EXPECT_EQ(endpointsOf(discovery, subscribed)[0].qos.reliability, "BEST_EFFORT");
+}
+
+TEST(GraphLive, EndpointsAddedAndRemovedFollowTheGraph) {
+    setNodeIdentity(uniqueNodeName("graph_follow"), "/");
+    const TopicDiscovery discovery(kSharedTestDomain);
+    const std::string first = uniqueTopic("graph_follow_first");
+    const std::string second = uniqueTopic("graph_follow_second");
+    const NodeIdentity node = nodeIdentity();
+    auto publisher = std::make_unique<Publisher<stdMsgs::Int32>>(first, QOS{}, kSharedTestDomain);
+    ASSERT_TRUE(qorTest::waitFor([&] { return ownedBy(discovery, first, true, node); }));
+
+    // A second endpoint made later is announced under the same node...
+    Subscriber<stdMsgs::Int32> subscriber(second, QOS{}, kSharedTestDomain);
+    ASSERT_TRUE(qorTest::waitFor([&] { return ownedBy(discovery, second, false, node); }));
+    // ...and one that goes disappears while the node stays.
+    publisher.reset();
+    ASSERT_TRUE(qorTest::waitFor([&] { return endpointsOf(discovery, first).empty(); }));
+    EXPECT_TRUE(ownedBy(discovery, second, false, node));
+    EXPECT_TRUE(hasNode(discovery, node.fullName()));
+}
+
+TEST(GraphLive, RenamedNodeIsAnnouncedAtOnce) {
+    const std::string before = uniqueNodeName("graph_before");
+    const std::string after = uniqueNodeName("graph_after");
+    setNodeIdentity(before, "/");
+    const TopicDiscovery discovery(kSharedTestDomain);
+    Publisher<stdMsgs::Int32> publisher(uniqueTopic("graph_renamed"), QOS{}, kSharedTestDomain);
+    ASSERT_TRUE(discovery.waitForNode("/" + before, qorTest::kDeliveryDeadline));
+
+    setNodeIdentity(after, "/renamed");
+    ASSERT_TRUE(discovery.waitForNode("/renamed/" + after, qorTest::kDeliveryDeadline));
+    EXPECT_FALSE(hasNode(discovery, "/" + before));
+    EXPECT_TRUE(ownedBy(discovery, uniqueTopic("graph_renamed"), true, nodeIdentity()));
+}
+
+TEST(GraphLive, NodeOfAProcessThatExitsLeavesTheGraph) {
+    const TopicDiscovery discovery(kSharedTestDomain);
+    const std::string name = uniqueNodeName("graph_leaver");
+    qorTest::ChildProcess peer({QOR_ENDPOINT_PEER, "echo", std::to_string(kSharedTestDomain),
+                                uniqueTopic("graph_leaver_in"), uniqueTopic("graph_leaver_out"),
+                                "4", "--ros-args", "-r", "__node:=" + name});
+    ASSERT_TRUE(peer.started());
+    ASSERT_TRUE(discovery.waitForNode("/" + name, qorTest::kDeliveryDeadline));
+    ASSERT_EQ(peer.waitForExit(qorTest::kDeliveryDeadline), 0);
+    EXPECT_TRUE(qorTest::waitFor([&] { return !hasNode(discovery, "/" + name); }));
+    EXPECT_TRUE(endpointsOf(discovery, uniqueTopic("graph_leaver_in")).empty());
+}
+
+}  // namespace
