@@ -135,6 +135,18 @@ std::size_t DemoBridge::matchedSubscriptions() const {
     return matched;
 }
 
+std::uint64_t DemoBridge::incompatibleSubscriptions() const {
+    std::uint64_t incompatible = 0;
+    if (m_imagePublisher) {
+        incompatible += m_imagePublisher->incompatibleSubscriptions();
+        incompatible += m_infoPublisher->incompatibleSubscriptions();
+    }
+    if (m_cloudPublisher) {
+        incompatible += m_cloudPublisher->incompatibleSubscriptions();
+    }
+    return incompatible;
+}
+
 bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) const {
     if (m_lastImage.data.empty()) {
         error = "no camera image was rendered (is the camera off?)";

@@ -42,6 +42,9 @@ class DemoBridge {
     /// Subscriptions matched over all of the demo's topics.
     std::size_t matchedSubscriptions() const;
 
+    /// Subscriptions found so far that asked for QoS the demo's topics do not offer.
+    std::uint64_t incompatibleSubscriptions() const;
+
     /// Command messages taken so far.
     std::uint64_t commandsTaken() const noexcept { return m_control->commandsTaken(); }
 
