@@ -13,30 +13,13 @@
 
 #include "CommandOutput.h"
 #include "GraphSamples.h"
+#include "Hex.h"
 #include "graph/GidLayout.h"
 
 namespace {
 
 using namespace qorROS2::graph;
 using Bytes = std::vector<std::uint8_t>;
-
-std::string toHex(const Bytes& bytes) {
-    static const char digits[] = "0123456789abcdef";
-    std::string out;
-    for (std::uint8_t byte : bytes) {
-        out += digits[byte >> 4];
-        out += digits[byte & 0xf];
-    }
-    return out;
-}
-
-Bytes fromHex(const std::string& text) {
-    Bytes bytes;
-    for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-        bytes.push_back(static_cast<std::uint8_t>(std::stoi(text.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
 
 struct PeerCase {
     ParticipantEntities entities;
@@ -51,7 +34,7 @@ std::vector<std::string> askPeer(const std::vector<PeerCase>& cases) {
     {
         std::ofstream out(batch);
         for (const PeerCase& c : cases) {
-            out << static_cast<int>(c.layout) << '\t' << toHex(c.ours) << '\t'
+            out << static_cast<int>(c.layout) << '\t' << qorTest::toHex(c.ours) << '\t'
                 << qorTest::participantJson(c.entities, c.layout) << '\n';
         }
     }
@@ -87,8 +70,9 @@ TEST(GraphPeer, ReadsOurSamplesAndWritesTheSameBytesWhichWeRead) {
         ASSERT_NE(tab, std::string::npos) << answers[i];
         const std::string layout = std::to_string(static_cast<int>(cases[i].layout));
         EXPECT_EQ(answers[i].substr(0, tab), "ok") << "case " << i << ", gid " << layout;
-        const Bytes peerBytes = fromHex(answers[i].substr(tab + 1));
-        EXPECT_EQ(toHex(peerBytes), toHex(cases[i].ours)) << "case " << i << ", gid " << layout;
+        const Bytes peerBytes = qorTest::fromHex(answers[i].substr(tab + 1)).value_or(Bytes{});
+        EXPECT_EQ(qorTest::toHex(peerBytes), qorTest::toHex(cases[i].ours))
+            << "case " << i << ", gid " << layout;
         ParticipantEntities decoded;
         EXPECT_EQ(decodeParticipantEntities(peerBytes.data(), peerBytes.size(), decoded), "")
             << "case " << i;
