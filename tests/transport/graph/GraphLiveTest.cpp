@@ -13,6 +13,9 @@
 #include "ChildProcess.h"
 #include "TestTopics.h"
 #include "WaitFor.h"
+#include "detail/RawPayloadWriter.h"
+#include "graph/GidLayout.h"
+#include "qor/Notify.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
@@ -124,6 +127,34 @@ TEST(GraphLive, NodeOfAProcessThatExitsLeavesTheGraph) {
     ASSERT_EQ(peer.waitForExit(qorTest::kDeliveryDeadline), 0);
     EXPECT_TRUE(qorTest::waitFor([&] { return !hasNode(discovery, "/" + name); }));
     EXPECT_TRUE(endpointsOf(discovery, uniqueTopic("graph_leaver_in")).empty());
+}
+
+TEST(GraphLive, SamplesOfEitherLayoutAreReadAndUnreadableOnesSkippedQuietly) {
+    qor::NotifyLineCollector collector;
+    const TopicDiscovery discovery(kSharedTestDomain);
+    detail::RawPayloadWriter writer("ros_discovery_info",
+                                    "rmw_dds_common::msg::dds_::ParticipantEntitiesInfo_",
+                                    QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1},
+                                    static_cast<std::uint32_t>(kSharedTestDomain));
+    ASSERT_TRUE(qorTest::waitFor([&] { return writer.matchedSubscriptions() > 0; }));
+
+    // An announcement as ROS 2 Iron and later write it, with 16-byte gids, after two that no
+    // layout accounts for.
+    graph::ParticipantEntities iron;
+    iron.participant.fill(0x5a);
+    iron.participant[0] = static_cast<std::uint8_t>(::getpid() & 0xff);
+    const std::string name = uniqueNodeName("iron_node");
+    iron.nodes.push_back(graph::NodeEntities{"/", name, {}, {}});
+    std::vector<std::uint8_t> payload =
+        graph::encodeParticipantEntities(iron, graph::GidLayout::iron);
+    ASSERT_TRUE(writer.write({0x00, 0x01, 0x00, 0x00, 0xff}));
+    std::vector<std::uint8_t> overlong = payload;
+    overlong.insert(overlong.end(), 8, 0x00);
+    ASSERT_TRUE(writer.write(overlong));
+    ASSERT_TRUE(writer.write(payload));
+
+    EXPECT_TRUE(discovery.waitForNode("/" + name, qorTest::kDeliveryDeadline));
+    EXPECT_EQ(collector.lines(), std::vector<std::string>{});
 }
 
 }  // namespace
