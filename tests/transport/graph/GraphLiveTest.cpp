@@ -6,15 +6,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "ChildProcess.h"
+#include "RawReader.h"
 #include "TestTopics.h"
 #include "WaitFor.h"
 #include "detail/RawPayloadWriter.h"
 #include "graph/GidLayout.h"
+#include "graph/GraphModel.h"
 #include "qor/Notify.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
@@ -155,6 +158,54 @@ TEST(GraphLive, SamplesOfEitherLayoutAreReadAndUnreadableOnesSkippedQuietly) {
 
     EXPECT_TRUE(discovery.waitForNode("/" + name, qorTest::kDeliveryDeadline));
     EXPECT_EQ(collector.lines(), std::vector<std::string>{});
+}
+
+// The raw payload of the first announcement of node `name` that `reader` takes.
+std::vector<std::uint8_t> announcementOf(qorTest::RawReader& reader, const std::string& name) {
+    std::vector<std::uint8_t> found;
+    qorTest::waitFor([&] {
+        std::vector<std::uint8_t> payload;
+        while (reader.take(payload)) {
+            graph::ParticipantEntities entities;
+            if (graph::decodeParticipantEntities(payload.data(), payload.size(), entities)
+                    .empty() &&
+                !entities.nodes.empty() && entities.nodes[0].nodeName == name) {
+                found = payload;
+                return true;
+            }
+        }
+        return false;
+    });
+    return found;
+}
+
+TEST(GraphLive, RosDistroChoosesTheGidLayoutThatIsWritten) {
+    qorTest::RawReader reader(static_cast<std::uint32_t>(kSharedTestDomain), "ros_discovery_info",
+                              "rmw_dds_common::msg::dds_::ParticipantEntitiesInfo_",
+                              qorTest::RawReaderPolicies{true, true, 100});
+    // This process: ROS_DISTRO is not set, so Humble's 24-byte gids, zero padded after the GUID.
+    const std::string humble = uniqueNodeName("humble_layout");
+    setNodeIdentity(humble, "/");
+    Publisher<stdMsgs::Int32> publisher(uniqueTopic("layout_humble"), QOS{}, kSharedTestDomain);
+    const std::vector<std::uint8_t> ours = announcementOf(reader, humble);
+    ASSERT_GE(ours.size(), 32U);
+    EXPECT_EQ(std::vector<std::uint8_t>(ours.begin() + 20, ours.begin() + 28),
+              std::vector<std::uint8_t>(8, 0));
+    EXPECT_EQ(std::vector<std::uint8_t>(ours.begin() + 28, ours.begin() + 32),
+              (std::vector<std::uint8_t>{1, 0, 0, 0}));  // one node, right after 24 bytes
+
+    // A process of Jazzy: 16-byte gids, the node count right after the GUID.
+    const std::string jazzy = uniqueNodeName("jazzy_layout");
+    ::setenv("ROS_DISTRO", "jazzy", 1);
+    qorTest::ChildProcess peer({QOR_ENDPOINT_PEER, "echo", std::to_string(kSharedTestDomain),
+                                uniqueTopic("layout_in"), uniqueTopic("layout_out"), "4",
+                                "--ros-args", "-r", "__node:=" + jazzy});
+    ::unsetenv("ROS_DISTRO");
+    ASSERT_TRUE(peer.started());
+    const std::vector<std::uint8_t> theirs = announcementOf(reader, jazzy);
+    ASSERT_GE(theirs.size(), 24U);
+    EXPECT_EQ(std::vector<std::uint8_t>(theirs.begin() + 20, theirs.begin() + 24),
+              (std::vector<std::uint8_t>{1, 0, 0, 0}));  // one node, right after 16 bytes
 }
 
 }  // namespace
