@@ -160,6 +160,22 @@ TEST(GraphLive, SamplesOfEitherLayoutAreReadAndUnreadableOnesSkippedQuietly) {
     EXPECT_EQ(collector.lines(), std::vector<std::string>{});
 }
 
+TEST(GraphLive, NodeOfAKilledProcessLeavesTheGraphWithinItsLease) {
+    const TopicDiscovery discovery(kSharedTestDomain);
+    const std::string name = uniqueNodeName("graph_killed");
+    auto peer = std::make_unique<qorTest::ChildProcess>(
+        std::vector<std::string>{QOR_ENDPOINT_PEER, "echo", std::to_string(kSharedTestDomain),
+                                 uniqueTopic("graph_killed_in"), uniqueTopic("graph_killed_out"),
+                                 "60", "--ros-args", "-r", "__node:=" + name});
+    ASSERT_TRUE(peer->started());
+    ASSERT_TRUE(discovery.waitForNode("/" + name, qorTest::kDeliveryDeadline));
+    // Killed, it says goodbye to no one: its participant's lease (20 s, Fast DDS's default) runs
+    // out, and its node goes with it.
+    peer.reset();
+    EXPECT_TRUE(qorTest::waitFor([&] { return !hasNode(discovery, "/" + name); },
+                                 std::chrono::seconds(40)));
+}
+
 // The raw payload of the first announcement of node `name` that `reader` takes.
 std::vector<std::uint8_t> announcementOf(qorTest::RawReader& reader, const std::string& name) {
     std::vector<std::uint8_t> found;
