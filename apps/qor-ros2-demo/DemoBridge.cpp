@@ -246,6 +246,21 @@ std::size_t DemoBridge::matchedSubscriptions() const {
     return matched;
 }
 
+std::uint64_t DemoBridge::incompatibleSubscriptions() const {
+    std::uint64_t incompatible = 0;
+    if (m_imagePublisher) {
+        incompatible += m_imagePublisher->incompatibleSubscriptions();
+        incompatible += m_infoPublisher->incompatibleSubscriptions();
+    }
+    if (m_cloudPublisher) {
+        incompatible += m_cloudPublisher->incompatibleSubscriptions();
+    }
+    if (m_descriptionPublisher) {
+        incompatible += m_descriptionPublisher->incompatibleSubscriptions();
+    }
+    return incompatible;
+}
+
 bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) {
     if (!m_camera) {
         error = "no camera image to write: the camera is off (--camera-rate 0)";

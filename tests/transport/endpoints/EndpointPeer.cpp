@@ -12,6 +12,8 @@
 //   qorNtROS2EndpointPeer drain <domain> <topic> <type> <qos> <seconds>
 //       takes every sample of <type> ("clock", "joint_state" or "image") as it comes; <qos> is
 //       "clock" or "sensor"
+//
+// Any of them may end with ROS 2 arguments: "--ros-args -r __node:=NAME" names its node.
 
 #include <chrono>
 #include <cstdint>
@@ -22,6 +24,7 @@
 #include <vector>
 
 #include "qorROS2/Messages.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"
@@ -176,9 +179,16 @@ extern "C" const char* __asan_default_options() {
     return "new_delete_type_mismatch=0";
 }
 
-int main(int argc, char** argv) {
-    const std::vector<std::string> args(argv, argv + argc);
+int main(int rawArgc, char** rawArgv) {
+    std::vector<std::string> args(rawArgv, rawArgv + rawArgc);
     try {
+        qorROS2::applyRosArguments(args);
+        std::vector<char*> pointers;
+        for (std::string& arg : args) {
+            pointers.push_back(arg.data());
+        }
+        const int argc = static_cast<int>(args.size());
+        char** argv = pointers.data();
         if (argc == 6 && args[1] == "echo") {
             return echo(domainOf(argv[2]), args[3], args[4], deadlineOf(argv[5]));
         }
