@@ -36,8 +36,11 @@ int run(const qorDemo::DemoOptions& options) {
     const double startTime = bridge.time();
     std::uint64_t steps = 0;
     const auto current = [&]() {
-        return qorDemo::Status{bridge.time(), steps, bridge.matchedSubscriptions(),
-                               bridge.commandsTaken(), bridge.activeSensors(),
+        return qorDemo::Status{bridge.time(),
+                               steps,
+                               bridge.matchedSubscriptions(),
+                               bridge.commandsTaken(),
+                               bridge.activeSensors(),
                                bridge.incompatibleSubscriptions()};
     };
     while (g_stopRequested == 0 &&
