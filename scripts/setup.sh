@@ -9,6 +9,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 debian_packages=(
   binutils          # nm, to check the library's exported symbols
   ccache
+  clang             # builds the libFuzzer targets (skipped without it)
   cmake
   cyclonedds-dev    # an independent DDS for the live interoperability tests
   cyclonedds-tools  # idlc, to generate that peer's types from IDL
@@ -17,6 +18,7 @@ debian_packages=(
   g++
   iproute2          # network namespaces for the two-host discovery test
   libbenchmark-dev
+  libclang-rt-14-dev  # libFuzzer and the sanitizer runtimes for clang
   libegl-dev        # EGL: offscreen OpenGL for the cameras, without a display
   libegl-mesa0      # Mesa's EGL, with its surfaceless platform
   libfastrtps-dev   # the DDS the transport is built on
@@ -29,6 +31,7 @@ debian_packages=(
   libqhull-dev      # MuJoCo's CMake package names its include folder
   libyaml-cpp-dev   # reads the YAML values of `qor-ros2 topic pub`
   libssl-dev        # OpenSSL: `qor-ros2 security` makes keystores with it
+  nftables          # drops packets between network namespaces in the packet-loss test
   ninja-build
   openssl           # the openssl tool, to check keystores independently in the tests
   nodejs            # runs the independent message-definition and CDR peers

@@ -261,7 +261,10 @@ void ROS2ControlInterface::populateJointStateMessage(const double& time) {
     // Emptied, not replaced: the arrays keep their capacity and a step allocates nothing for them.
     m_jointStateMessage.position.clear();
     m_jointStateMessage.velocity.clear();
-    m_jointStateMessage.name.clear();
+    // Names are assigned over the last step's instead of cleared and pushed again: a name longer
+    // than the short-string buffer keeps its heap buffer, so copying it allocates nothing.
+    m_jointStateMessage.name.resize(m_joints.size());
+    std::size_t index = 0;
     for (const auto& [name, joint] : m_joints) {
         const qor::ref_ptr<qor::Constraint1DOF> constraint = joint.constraint;
         if (joint.commandInterface == EFFORT) {
@@ -270,7 +273,7 @@ void ROS2ControlInterface::populateJointStateMessage(const double& time) {
         }
         m_jointStateMessage.position.push_back(constraint->getAngle());
         m_jointStateMessage.velocity.push_back(constraint->getCurrentSpeed());
-        m_jointStateMessage.name.push_back(name);
+        m_jointStateMessage.name[index++] = name;
     }
     setHeader(m_jointStateMessage, time);
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -58,6 +59,18 @@ const char* modeName(CommandInterface mode) {
     }
 }
 
+// Gives the joint's lock and motor the force range its drive has in the scene, before the control
+// interface registers it (an effort joint takes its clamp from the lock's range then): an extreme
+// position or speed command then moves the joint as hard as the drive can and no harder.
+void applyForceLimit(const qorSDK::Simulation& simulation, qor::Constraint1DOF& constraint) {
+    const std::optional<double> limit = simulation.getJointForceLimit(constraint.getName());
+    if (limit) {
+        const qor::Range<double> range(-*limit, *limit);
+        constraint.getLock1D()->setForceRange(range);
+        constraint.getMotor1D()->setForceRange(range);
+    }
+}
+
 }  // namespace
 
 DemoBridge::DemoBridge(const DemoOptions& options)
@@ -78,6 +91,7 @@ DemoBridge::DemoBridge(const DemoOptions& options)
     listTopic<qorROS2::sensorMsgs::JointState>("joint_commands", qorROS2::QOS{}, false);
     for (const std::string& joint : joints) {
         qor::ref_ptr<qor::Constraint1DOF> constraint = m_simulation->createConstraint(joint);
+        applyForceLimit(*m_simulation, *constraint);
         m_simulation->add(constraint.get());
         const auto chosen = options.jointModes.find(joint);
         const CommandInterface mode =
@@ -230,6 +244,21 @@ std::size_t DemoBridge::matchedSubscriptions() const {
         matched += m_cloudPublisher->matchedSubscriptions();
     }
     return matched;
+}
+
+std::uint64_t DemoBridge::incompatibleSubscriptions() const {
+    std::uint64_t incompatible = 0;
+    if (m_imagePublisher) {
+        incompatible += m_imagePublisher->incompatibleSubscriptions();
+        incompatible += m_infoPublisher->incompatibleSubscriptions();
+    }
+    if (m_cloudPublisher) {
+        incompatible += m_cloudPublisher->incompatibleSubscriptions();
+    }
+    if (m_descriptionPublisher) {
+        incompatible += m_descriptionPublisher->incompatibleSubscriptions();
+    }
+    return incompatible;
 }
 
 bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) {

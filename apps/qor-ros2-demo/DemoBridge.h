@@ -66,6 +66,9 @@ class DemoBridge {
     std::uint64_t cameraFrames() const noexcept { return m_cameraFrames; }
     std::uint64_t lidarScans() const noexcept { return m_lidarScans; }
 
+    /// Subscriptions found so far that asked for QoS the demo's topics do not offer.
+    std::uint64_t incompatibleSubscriptions() const;
+
     /// Command messages taken so far.
     std::uint64_t commandsTaken() const noexcept { return m_control->commandsTaken(); }
 

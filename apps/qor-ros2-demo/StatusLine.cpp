@@ -42,12 +42,19 @@ void StatusLine::print(const Status& status, Clock::time_point now) {
         wall > 0.0 ? (status.simulatedTime - m_lastStatus.simulatedTime) / wall : 0.0;
     const double stepsPerSecond =
         wall > 0.0 ? static_cast<double>(status.steps - m_lastStatus.steps) / wall : 0.0;
+    // Subscriptions that can never receive anything are the usual reason for "no data": they
+    // are shown, but only when there are some.
+    char incompatible[48] = "";
+    if (status.incompatible > 0) {
+        std::snprintf(incompatible, sizeof incompatible, " | %llu incompatible",
+                      static_cast<unsigned long long>(status.incompatible));
+    }
     std::fprintf(m_out,
                  "%ssim %9.3f s | real-time factor %6.2f | %8.0f steps/s | %zu subscriptions | "
-                 "%llu commands | sensors active: %s%s",
+                 "%llu commands | sensors active: %s%s%s",
                  m_inPlace ? "\r" : "", status.simulatedTime, realTimeFactor, stepsPerSecond,
                  status.subscriptions, static_cast<unsigned long long>(status.commandsTaken),
-                 status.activeSensors != nullptr ? status.activeSensors : "none",
+                 status.activeSensors != nullptr ? status.activeSensors : "none", incompatible,
                  m_inPlace ? "" : "\n");
     std::fflush(m_out);
     m_lastPrint = now;

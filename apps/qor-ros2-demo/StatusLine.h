@@ -14,6 +14,7 @@ struct Status {
     std::size_t subscriptions;    ///< matched over the sensor topics
     std::uint64_t commandsTaken;  ///< joint command messages applied
     const char* activeSensors;    ///< the sensors at work: "camera, lidar" ... "none"
+    std::uint64_t incompatible;   ///< subscriptions refused for their QoS, shown when not 0
 };
 
 /// Shows the demo's progress: one line rewritten in place on a terminal, a line a second

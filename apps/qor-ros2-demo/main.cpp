@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "DemoOptions.h"
 #include "StartupText.h"
 #include "StatusLine.h"
+#include "qorROS2/NodeIdentity.h"
 
 namespace {
 
@@ -34,8 +36,12 @@ int run(const qorDemo::DemoOptions& options) {
     const double startTime = bridge.time();
     std::uint64_t steps = 0;
     const auto current = [&]() {
-        return qorDemo::Status{bridge.time(), steps, bridge.matchedSubscriptions(),
-                               bridge.commandsTaken(), bridge.activeSensors()};
+        return qorDemo::Status{bridge.time(),
+                               steps,
+                               bridge.matchedSubscriptions(),
+                               bridge.commandsTaken(),
+                               bridge.activeSensors(),
+                               bridge.incompatibleSubscriptions()};
     };
     while (g_stopRequested == 0 &&
            (options.duration <= 0.0 || bridge.time() - startTime < options.duration)) {
@@ -70,9 +76,14 @@ int run(const qorDemo::DemoOptions& options) {
 int main(int argc, char** argv) {
     qorDemo::DemoOptions options;
     try {
-        options = qorDemo::parseDemoOptions(std::vector<std::string>(argv + 1, argv + argc),
-                                            std::getenv("ROS_DOMAIN_ID"));
+        std::vector<std::string> arguments(argv + 1, argv + argc);
+        // "--ros-args -r __node:=NAME -r __ns:=/NS" names the demo's node, as in ROS 2.
+        qorROS2::applyRosArguments(arguments);
+        options = qorDemo::parseDemoOptions(arguments, std::getenv("ROS_DOMAIN_ID"));
     } catch (const qorDemo::UsageError& error) {
+        std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
+        return 2;
+    } catch (const std::invalid_argument& error) {
         std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
         return 2;
     }

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
-#include <thread>
 #include <utility>
 
 #include "CommandLine.h"
+#include "GraphVerbs.h"
 #include "ImagePng.h"
 #include "MessageTypes.h"
 #include "SecurityCommand.h"
@@ -20,13 +20,6 @@
 namespace qorCli {
 
 namespace {
-
-// How long `topic list` looks for endpoints: at least the shortest time, then until nothing new
-// has come for the quiet period, at most the longest time. While nothing at all has been found
-// it keeps looking: on a loaded machine the first answers can take more than a second.
-constexpr std::chrono::milliseconds kListShortest{1000};
-constexpr std::chrono::milliseconds kListQuietPeriod{500};
-constexpr std::chrono::milliseconds kListLongest{5000};
 
 // How long echo and hz wait for an endpoint of a topic given without its type.
 constexpr std::chrono::seconds kTypeDiscoveryTimeout{5};
@@ -100,37 +93,18 @@ int interfaceCommand(const std::string& verb, const std::vector<std::string>& ar
     throw UsageError("unknown command 'interface " + verb + "' (known: list, show)");
 }
 
-// Whether `a` and `b` list the same topics with the same types.
-bool sameTopics(const std::vector<qorROS2::DiscoveredTopic>& a,
-                const std::vector<qorROS2::DiscoveredTopic>& b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](const qorROS2::DiscoveredTopic& x, const qorROS2::DiscoveredTopic& y) {
-                          return x.name == y.name && x.types == y.types;
-                      });
-}
-
 // Prints the topics of `domain`, sorted, each with its types when `showTypes`.
 int listTopics(bool showTypes, std::int8_t domain) {
-    using Clock = std::chrono::steady_clock;
     const qorROS2::TopicDiscovery discovery(domain);
-    // Peers answer a new participant within moments: list once nothing new has come for a while.
-    const auto start = Clock::now();
-    auto lastChange = start;
-    std::vector<qorROS2::DiscoveredTopic> topics = discovery.topics();
-    while (!stopRequested()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        std::vector<qorROS2::DiscoveredTopic> current = discovery.topics();
-        const auto now = Clock::now();
-        if (!sameTopics(current, topics)) {
-            topics = std::move(current);
-            lastChange = now;
+    waitUntilSettled([&] {
+        std::vector<std::string> summary;
+        for (const qorROS2::DiscoveredTopic& topic : discovery.topics()) {
+            summary.push_back(topic.name);
+            summary.insert(summary.end(), topic.types.begin(), topic.types.end());
         }
-        const bool settled =
-            !topics.empty() && now - start >= kListShortest && now - lastChange >= kListQuietPeriod;
-        if (settled || now - start >= kListLongest) {
-            break;
-        }
-    }
+        return summary;
+    });
+    const std::vector<qorROS2::DiscoveredTopic> topics = discovery.topics();
     std::string text;
     for (const qorROS2::DiscoveredTopic& topic : topics) {
         text += topic.name;
@@ -210,6 +184,9 @@ int topicCommand(const std::string& verb, const std::vector<std::string>& argume
         options.domain = domainFromEnvironment();
         return type.publish(options);
     }
+    if (verb == "info") {
+        return topicInfoCommand(arguments, domainFromEnvironment());
+    }
     if (verb == "list") {
         const CommandLine line(arguments, {"-t", "--show-types"}, {});
         expectPositional(line, 0, 0, "topic list [-t]");
@@ -245,7 +222,17 @@ int topicCommand(const std::string& verb, const std::vector<std::string>& argume
         }
         return echo ? type.echo(options) : type.hz(options);
     }
-    throw UsageError("unknown command 'topic " + verb + "' (known: list, pub, echo, hz)");
+    throw UsageError("unknown command 'topic " + verb + "' (known: list, info, pub, echo, hz)");
+}
+
+int nodeCommand(const std::string& verb, const std::vector<std::string>& arguments) {
+    if (verb == "list") {
+        return nodeListCommand(arguments, domainFromEnvironment());
+    }
+    if (verb == "info") {
+        return nodeInfoCommand(arguments, domainFromEnvironment());
+    }
+    throw UsageError("unknown command 'node " + verb + "' (known: list, info)");
 }
 
 }  // namespace
@@ -254,9 +241,12 @@ std::string usageText() {
     return "usage: qor-ros2 COMMAND ...\n"
            "  interface list\n"
            "  interface show TYPE\n"
+           "  node list [-a|--all] [-c|--count-nodes]\n"
+           "  node info NAME [--include-hidden]\n"
            "  topic pub TOPIC TYPE [VALUES] [--rate HZ] [--once] [--times N]\n"
            "            [--qos-reliability reliable|best_effort]\n"
            "  topic list [-t|--show-types]\n"
+           "  topic info TOPIC [-v|--verbose]\n"
            "  topic echo TOPIC [TYPE] [--once] [--save FILE.png]\n"
            "             [--qos-reliability reliable|best_effort]\n"
            "  topic hz TOPIC [TYPE] [--window N]\n"
@@ -266,7 +256,8 @@ std::string usageText() {
            "topic's endpoints announce. --save writes each sensor_msgs/msg/Image received as PNG\n"
            "(encodings " +
            std::string(savableImageEncodings()) +
-           "). The domain comes from ROS_DOMAIN_ID (default 0).\n";
+           "). The domain comes from ROS_DOMAIN_ID (default 0). ROS 2 arguments after\n"
+           "--ros-args name the tool's node: -r __node:=NAME, -r __ns:=/NAMESPACE.\n";
 }
 
 int runCommand(const std::vector<std::string>& arguments) {
@@ -280,10 +271,14 @@ int runCommand(const std::vector<std::string>& arguments) {
     if (arguments[0] == "topic") {
         return topicCommand(arguments[1], rest(arguments));
     }
+    if (arguments[0] == "node") {
+        return nodeCommand(arguments[1], rest(arguments));
+    }
     if (arguments[0] == "security") {
         return securityCommand(arguments[1], rest(arguments));
     }
-    throw UsageError("unknown command '" + arguments[0] + "' (known: interface, topic, security)");
+    throw UsageError("unknown command '" + arguments[0] +
+                     "' (known: interface, node, topic, security)");
 }
 
 }  // namespace qorCli

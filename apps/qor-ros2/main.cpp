@@ -2,15 +2,23 @@
 
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Commands.h"
 #include "StopSignal.h"
 #include "UsageError.h"
+#include "qorROS2/NodeIdentity.h"
 
 int main(int argc, char** argv) {
-    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    try {
+        qorROS2::applyRosArguments(arguments);
+    } catch (const std::invalid_argument& error) {
+        std::fprintf(stderr, "qor-ros2: %s\n", error.what());
+        return 2;
+    }
     if (arguments.empty() || arguments[0] == "--help" || arguments[0] == "-h") {
         std::fputs(qorCli::usageText().c_str(), arguments.empty() ? stderr : stdout);
         return arguments.empty() ? 2 : 0;

@@ -13,6 +13,7 @@ endfunction()
 run_step("install" ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${SCRATCH_DIR}/prefix")
 run_step("configure consumer" ${CMAKE_COMMAND} -S "${CONSUMER_DIR}" -B "${SCRATCH_DIR}/build"
   -G "${GENERATOR}" -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
+  "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINKER_FLAGS}"
   -DCMAKE_PREFIX_PATH=${SCRATCH_DIR}/prefix)
 run_step("build consumer" ${CMAKE_COMMAND} --build "${SCRATCH_DIR}/build")
 run_step("run consumer" "${SCRATCH_DIR}/build/consumer")

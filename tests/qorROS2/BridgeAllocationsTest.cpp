@@ -170,6 +170,31 @@ TEST_F(BridgeAllocationsOfHundredJoints, StateOfAStepAllocatesNothing) {
     EXPECT_EQ(m_control->jointStateMessage().name.size(), 100U);
 }
 
+TEST(BridgeAllocations, StateOfAStepWithLongJointNamesAllocatesNothing) {
+    const std::string name = qorTest::uniqueTopic("long_names");
+    const qor::ref_ptr<ControlInterfaceProbe> control = new ControlInterfaceProbe(
+        name + "/command", name + "/state", false, qorTest::kControlTestDomain);
+    std::vector<std::string> names;
+    for (int i = 0; i < 100; ++i) {
+        names.push_back("left_arm_shoulder_pitch_joint_" + std::to_string(i));
+        qor::ref_ptr<qor::Constraint1DOF> joint = qorTest::plainJoint(names.back(), 0.0);
+        ASSERT_TRUE(control->addJoint(joint.get(), ROS2ControlInterface::POSITION));
+    }
+    control->populateJointStateMessage(0.0);
+
+    const std::uint64_t allocations = fewestAllocationsOf([&](int) {
+        for (int i = 0; i < kStepsPerRound; ++i) {
+            control->populateJointStateMessage(kTimeStep * i);
+        }
+    });
+
+    EXPECT_EQ(allocations, 0U);
+    // Still refilled from the joints at every step, in the joints' order.
+    std::vector<std::string> sorted = names;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(control->jointStateMessage().name, sorted);
+}
+
 TEST_F(BridgeAllocationsOfHundredJoints, ApplyingCommandsToEveryJointAllocatesNothing) {
     JointState positions =
         qorTest::command(m_positionJoints, std::vector<double>(m_positionJoints.size(), 0.5));

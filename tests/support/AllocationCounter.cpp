@@ -10,6 +10,8 @@ std::atomic<std::uint64_t> g_allocations{0};
 std::atomic<std::uint64_t> g_deallocations{0};
 std::atomic<std::int64_t> g_liveBytes{0};
 std::atomic<std::size_t> g_largestAllocation{0};
+// Plain data, so that using it inside operator new needs no initialisation of its own.
+thread_local std::uint64_t t_threadAllocations = 0;
 
 // Each block carries its size in front of it, so that an unsized delete can subtract it again.
 // The header keeps the block aligned for any fundamental type.
@@ -22,6 +24,7 @@ void* allocate(std::size_t size) noexcept {
     }
     *static_cast<std::size_t*>(block) = size;
     g_allocations.fetch_add(1, std::memory_order_relaxed);
+    ++t_threadAllocations;
     g_liveBytes.fetch_add(static_cast<std::int64_t>(size), std::memory_order_relaxed);
     std::size_t largest = g_largestAllocation.load(std::memory_order_relaxed);
     while (size > largest &&
@@ -55,6 +58,10 @@ namespace qorTest {
 
 AllocationCounts allocationCounts() noexcept {
     return AllocationCounts{g_allocations.load(), g_deallocations.load(), g_liveBytes.load()};
+}
+
+std::uint64_t threadAllocations() noexcept {
+    return t_threadAllocations;
 }
 
 std::size_t largestAllocation() noexcept {

@@ -18,6 +18,10 @@ struct AllocationCounts {
 /// The counts at this moment.
 AllocationCounts allocationCounts() noexcept;
 
+/// The calls to any operator new made so far by the calling thread alone, so that a test can
+/// count what a call allocates while other threads (a middleware's) allocate at the same time.
+std::uint64_t threadAllocations() noexcept;
+
 /// The size of the largest single allocation since the last resetLargestAllocation() (or since
 /// the program started), so that a test can prove that no buffer outgrew a bound.
 std::size_t largestAllocation() noexcept;

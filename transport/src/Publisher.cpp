@@ -31,6 +31,11 @@ std::size_t Publisher<T>::matchedSubscriptions() const {
     return m_endpoint != nullptr ? m_endpoint->matchedSubscriptions() : 0;
 }
 
+template <typename T>
+std::uint64_t Publisher<T>::incompatibleSubscriptions() const {
+    return m_endpoint != nullptr ? m_endpoint->incompatibleSubscriptions() : 0;
+}
+
 #define QORNTROS2_INSTANTIATE_PUBLISHER(Namespace, Name) \
     template class QORNTROS2_EXPORT Publisher<Namespace::Name>;
 QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_PUBLISHER)

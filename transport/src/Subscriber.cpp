@@ -65,6 +65,11 @@ std::size_t Subscriber<T>::matchedPublications() const {
 }
 
 template <typename T>
+std::uint64_t Subscriber<T>::incompatiblePublications() const {
+    return m_state != nullptr ? m_state->endpoint().incompatiblePublications() : 0;
+}
+
+template <typename T>
 std::uint64_t Subscriber<T>::droppedSamples() const {
     return m_state != nullptr ? m_state->endpoint().malformedSamples().count() : 0;
 }

@@ -2,10 +2,13 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <sstream>
 #include <string>
 #include <utility>
+
+#include "StderrRateLimit.h"
 
 namespace qor {
 namespace {
@@ -34,10 +37,15 @@ ThreadLine& threadLine() {
     return line;
 }
 
+// The most lines the default sink writes to stderr in one second. Installed sinks get every line.
+constexpr std::size_t kStderrLinesPerSecond = 20;
+
 struct LoggerState {
     std::mutex mutex;
     NotifySink sink;  // empty while the default sink is installed
     std::atomic<int> threshold{WARNING};
+    detail::StderrRateLimit stderrLimit{kStderrLinesPerSecond};
+    bool summaryAtExitRegistered = false;
 };
 
 LoggerState& loggerState() {
@@ -51,6 +59,32 @@ void writeToStderr(const std::string& text) {
     const std::string line = text + '\n';
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
+}
+
+// Writes the summary of what the default sink held back and never reported: a process that
+// stops logging after a flood still says how much it held back.
+void writeHeldBackAtExit() {
+    LoggerState& state = loggerState();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    const std::size_t heldBack = state.stderrLimit.takeHeldBack();
+    if (heldBack > 0) {
+        writeToStderr(state.stderrLimit.heldBackSummary(heldBack));
+    }
+}
+
+// The default sink; called under the logger's lock.
+void writeLimitedToStderr(LoggerState& state, const std::string& text) {
+    const detail::StderrRateLimit::Decision decision =
+        state.stderrLimit.offer(detail::StderrRateLimit::Clock::now());
+    if (decision.heldBackBefore > 0) {
+        writeToStderr(state.stderrLimit.heldBackSummary(decision.heldBackBefore));
+    }
+    if (decision.write) {
+        writeToStderr(text);
+    } else if (!state.summaryAtExitRegistered) {
+        state.summaryAtExitRegistered = true;
+        std::atexit(writeHeldBackAtExit);
+    }
 }
 
 // Marks the calling thread as being inside a sink for as long as it exists, even if the sink
@@ -80,7 +114,7 @@ void emit(int level, const std::string& text, ThreadLine& current) {
     // replaced is known to be idle, so its owner may destroy what it writes to.
     std::lock_guard<std::mutex> lock(state.mutex);
     if (!state.sink) {
-        writeToStderr(text);
+        writeLimitedToStderr(state, text);
         return;
     }
     InSinkGuard guard(current);

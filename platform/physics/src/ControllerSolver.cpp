@@ -18,6 +18,8 @@ constexpr double kRelativeTolerance = 1e-13;
 // A bound on the work of one step, for ill-posed sets of targets (a lock and a motor on the same
 // joint, both unlimited, asking for different speeds) that have no solution to converge to.
 constexpr int kMaxSweeps = 500;
+// The largest speed a row may ask for: MuJoCo resets the state at any speed beyond it.
+constexpr double kHugeSpeed = mjMAXVAL;
 // Marks a row held at one of its bounds in ControllerSolver::m_slot.
 constexpr std::size_t kAtBound = static_cast<std::size_t>(-1);
 
@@ -50,6 +52,7 @@ void ControllerSolver::reserve(const mjModel* m, std::size_t constraints) {
     m_slot.reserve(rows);
     m_system.reserve(rows * rows);
     m_solution.reserve(rows);
+    m_changes.reserve(rows);
     // MuJoCo's Euler integrator (2.2) treats joint damping implicitly: the velocity update uses
     // M + dt * damping instead of M. The controllers must see the same response or a lock drifts.
     m_implicitDamping = m->opt.integrator == mjINT_EULER && hasDamping(m);
@@ -63,29 +66,73 @@ void ControllerSolver::apply(const mjModel* m, mjData* d,
                              const std::vector<qor::ref_ptr<qor::Constraint1DOF>>& constraints) {
     mju_zero(d->qfrc_applied, m->nv);
     m_rows.clear();
+    m_changes.clear();
     m_lastSweeps = 0;
     const double dt = m->opt.timestep;
     for (const qor::ref_ptr<qor::Constraint1DOF>& constraint : constraints) {
         const int dof = PhysicsAccess::dof(*constraint);
         qor::LockController& lock = *constraint->getLock1D();
         qor::TargetSpeedController& motor = *constraint->getMotor1D();
-        addController(d, lock, dof, (lock.getPosition() - constraint->getAngle()) / dt);
-        addController(d, motor, dof, motor.getSpeed());
+        addController(d, lock, dof, true, lock.getPosition(),
+                      (lock.getPosition() - constraint->getAngle()) / dt);
+        addController(d, motor, dof, false, motor.getSpeed(), motor.getSpeed());
     }
-    if (m_rows.empty()) {
-        return;
+    if (!m_rows.empty()) {
+        solveRows(m, d);
+        for (const Row& row : m_rows) {
+            d->qfrc_applied[row.dof] += row.force;
+            PhysicsAccess::setCurrentForce(*row.controller, row.force);
+        }
     }
-    solveRows(m, d);
-    for (const Row& row : m_rows) {
-        d->qfrc_applied[row.dof] += row.force;
-        PhysicsAccess::setCurrentForce(*row.controller, row.force);
+    findHugeForce(m, d);
+}
+
+void ControllerSolver::findHugeForce(const mjModel* m, const mjData* d) {
+    m_hugeForceDof = -1;
+    double largest = 0.0;
+    for (int i = 0; i < m->nv; ++i) {
+        const double force = d->qfrc_applied[i];
+        if (std::isnan(force)) {
+            m_hugeForceDof = i;
+            return;
+        }
+        if (std::abs(force) > mjMAXVAL && std::abs(force) > largest) {
+            largest = std::abs(force);
+            m_hugeForceDof = i;
+        }
     }
 }
 
+ControllerSolver::Fault ControllerSolver::checkUsable(qor::ElementaryConstraint& controller,
+                                                      int dof, bool isLock, double target,
+                                                      qor::Range<double> range) {
+    // A range (f, f) applies f whatever the target, so only a range that is not a single value
+    // makes the target matter.
+    Fault fault = Fault::NONE;
+    if (std::isnan(range.lower) || std::isnan(range.upper) ||
+        (range.lower == range.upper && std::isinf(range.lower))) {
+        fault = Fault::FORCE_RANGE;
+    } else if (range.lower != range.upper && !std::isfinite(target)) {
+        fault = isLock ? Fault::TARGET_POSITION : Fault::TARGET_SPEED;
+    }
+    const bool leftOut = fault != Fault::NONE;
+    if (leftOut != PhysicsAccess::isLeftOut(controller)) {
+        PhysicsAccess::setLeftOut(controller, leftOut);
+        m_changes.push_back(LeftOutChange{dof, isLock, fault, target, range});
+    }
+    return fault;
+}
+
 void ControllerSolver::addController(mjData* d, qor::ElementaryConstraint& controller, int dof,
-                                     double targetSpeed) {
+                                     bool isLock, double target, double targetSpeed) {
     const qor::Range<double> range = controller.getForceRange(0);
-    if (!controller.getEnable() || std::isnan(range.lower) || std::isnan(range.upper)) {
+    if (!controller.getEnable()) {
+        // Switched off on purpose: when it comes back with a target it cannot use, that is news.
+        PhysicsAccess::setLeftOut(controller, false);
+        PhysicsAccess::setCurrentForce(controller, 0.0);
+        return;
+    }
+    if (checkUsable(controller, dof, isLock, target, range) != Fault::NONE) {
         PhysicsAccess::setCurrentForce(controller, 0.0);
         return;
     }
@@ -99,6 +146,18 @@ void ControllerSolver::addController(mjData* d, qor::ElementaryConstraint& contr
         d->qfrc_applied[dof] += lower;
         PhysicsAccess::setCurrentForce(controller, lower);
         return;
+    }
+    if (!(std::abs(targetSpeed) <= kHugeSpeed)) {
+        // A target this far away (a position of 1e308 is an infinite speed within one step) is
+        // out of reach whatever force is applied: the controller pushes as hard as its range lets
+        // it. A rigid one asks for the largest speed MuJoCo accepts instead of an infinite one.
+        const double bound = targetSpeed > 0 ? upper : lower;
+        if (std::isfinite(bound)) {
+            d->qfrc_applied[dof] += bound;
+            PhysicsAccess::setCurrentForce(controller, bound);
+            return;
+        }
+        targetSpeed = std::copysign(kHugeSpeed, targetSpeed);
     }
     // Warm start from the last step's force: a held joint needs nearly the same force again. A
     // force that went bad (a NaN target) must not poison every later step. Rows sharing a degree

@@ -7,6 +7,7 @@
 
 #include "qor/Constraint1DOF.h"
 #include "qor/ElementaryConstraint.h"
+#include "qor/Range.h"
 #include "qor/ref_ptr.h"
 
 namespace qorSDK::detail {
@@ -26,8 +27,26 @@ namespace qorSDK::detail {
 // its first sweeps find which rows saturate. A controller whose range is a single value f
 // applies exactly f and is not iterated. Contacts and joint limits are left to MuJoCo's own
 // constraint solver, which runs after this one.
+//
+// Nothing that is not finite reaches MuJoCo from here: an enabled controller whose range has a
+// NaN bound or is an infinite (f, f), or whose target is NaN or infinite while its range is not a
+// single value, is left out (its joint is free of it). A finite target too far away to reach within
+// MuJoCo's largest sane speed pushes at the bound of its range in its direction.
 class ControllerSolver {
   public:
+    // What made a controller unusable.
+    enum class Fault { NONE, TARGET_POSITION, TARGET_SPEED, FORCE_RANGE };
+
+    // A controller that was left out of the solve in this step and not in the last, or the
+    // other way round.
+    struct LeftOutChange {
+        int dof;
+        bool isLock;
+        Fault fault;  // NONE when the controller came back
+        double target;
+        qor::Range<double> range;
+    };
+
     // Makes room for the controllers of the given number of constraints on model m, so that
     // apply() allocates nothing.
     void reserve(const mjModel* m, std::size_t constraints);
@@ -43,6 +62,14 @@ class ControllerSolver {
     // iterated.
     int getLastSweeps() const noexcept { return m_lastSweeps; }
 
+    // Returns the controllers that the last apply() left out, or took back, anew.
+    const std::vector<LeftOutChange>& getLeftOutChanges() const noexcept { return m_changes; }
+
+    // Returns the degree of freedom that received the largest force MuJoCo calls huge (beyond
+    // mjMAXVAL, or not finite) in the last apply(), or -1 when none did: the joint that a reset
+    // for a bad acceleration in this step is due to.
+    int getHugeForceDof() const noexcept { return m_hugeForceDof; }
+
   private:
     // A controller that the solve iterates.
     struct Row {
@@ -56,8 +83,16 @@ class ControllerSolver {
 
     // Adds the controller's fixed force to qfrc_applied or appends it as a row; records 0 for a
     // controller that applies nothing.
-    void addController(mjData* d, qor::ElementaryConstraint& controller, int dof,
-                       double targetSpeed);
+    // target is the lock's position or the motor's speed; targetSpeed is what the row asks for.
+    void addController(mjData* d, qor::ElementaryConstraint& controller, int dof, bool isLock,
+                       double target, double targetSpeed);
+
+    // Returns what makes an enabled controller unusable, and records a change of that state.
+    Fault checkUsable(qor::ElementaryConstraint& controller, int dof, bool isLock, double target,
+                      qor::Range<double> range);
+
+    // Finds the degree of freedom with the largest huge applied force, for getHugeForceDof().
+    void findHugeForce(const mjModel* m, const mjData* d);
 
     // Computes the response block and the free accelerations, then iterates the rows.
     void solveRows(const mjModel* m, mjData* d);
@@ -91,6 +126,8 @@ class ControllerSolver {
     std::vector<double> m_savedDiagonal;  // nv
     std::vector<double> m_savedFactor;    // nM + 2 nv
     int m_lastSweeps = 0;
+    std::vector<LeftOutChange> m_changes;
+    int m_hugeForceDof = -1;
 };
 
 }  // namespace qorSDK::detail

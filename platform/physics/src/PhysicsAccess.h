@@ -39,6 +39,16 @@ struct PhysicsAccess {
     static double currentForce(const ElementaryConstraint& controller) noexcept {
         return controller.m_currentForce;
     }
+
+    // Records whether the solve leaves the controller out for a target or range it cannot use.
+    static void setLeftOut(ElementaryConstraint& controller, bool leftOut) noexcept {
+        controller.m_leftOut = leftOut;
+    }
+
+    // Returns true while the solve leaves the controller out (see setLeftOut).
+    static bool isLeftOut(const ElementaryConstraint& controller) noexcept {
+        return controller.m_leftOut;
+    }
 };
 
 }  // namespace qor::detail

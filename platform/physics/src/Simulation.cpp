@@ -182,7 +182,8 @@ void Simulation::stepForward() {
     ++impl.m_stepsSinceStamp;
 
     const double endTime = getTime();
-    detail::reportStepWarnings(scene, endTime);
+    detail::reportLeftOutChanges(scene, endTime, impl.m_solver.getLeftOutChanges());
+    detail::reportStepWarnings(scene, endTime, impl.m_solver.getHugeForceDof());
     impl.call(count, StepEventListener::POST_STEP, &StepEventListener::post, endTime);
     impl.call(count, StepEventListener::LAST_STEP, &StepEventListener::last, endTime);
 }
@@ -250,6 +251,26 @@ std::vector<std::string> Simulation::getJointNames() const {
         }
     }
     return names;
+}
+
+std::optional<double> Simulation::getJointForceLimit(const std::string& jointName) const {
+    const mjModel* m = m_impl->m_scene->model();
+    if (mj_name2id(m, mjOBJ_JOINT, jointName.c_str()) < 0) {
+        throw std::invalid_argument("Simulation::getJointForceLimit: model '" + getModelName() +
+                                    "' has no joint named '" + jointName + "'");
+    }
+    const std::string numeric = "force_limit:" + jointName;
+    const int id = mj_name2id(m, mjOBJ_NUMERIC, numeric.c_str());
+    if (id < 0) {
+        return std::nullopt;
+    }
+    const double limit = m->numeric_data[m->numeric_adr[id]];
+    if (m->numeric_size[id] != 1 || !(limit > 0.0)) {
+        throw std::runtime_error("Simulation::getJointForceLimit: the custom numeric '" + numeric +
+                                 "' of model '" + getModelName() +
+                                 "' must hold one positive number");
+    }
+    return limit;
 }
 
 qor::ref_ptr<Constraint1DOF> Simulation::createHinge(const std::string& jointName) {

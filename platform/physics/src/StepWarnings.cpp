@@ -73,7 +73,41 @@ std::string describeSubject(const MujocoScene& scene, Subject subject, int info)
     return "degree of freedom " + std::to_string(info);
 }
 
+std::string stepLine(const MujocoScene& scene, double time, const std::string& what) {
+    return "Simulation of model '" + scene.name() + "', step ending at " + formatNumber(time) +
+           " s: " + what;
+}
+
+std::string describeFault(const ControllerSolver::LeftOutChange& change) {
+    using Fault = ControllerSolver::Fault;
+    switch (change.fault) {
+        case Fault::TARGET_POSITION:
+            return "its target position is " + formatNumber(change.target);
+        case Fault::TARGET_SPEED:
+            return "its target speed is " + formatNumber(change.target);
+        case Fault::FORCE_RANGE:
+        case Fault::NONE:
+            break;
+    }
+    return "its force range is (" + formatNumber(change.range.lower) + ", " +
+           formatNumber(change.range.upper) + ")";
+}
+
 }  // namespace
+
+void reportLeftOutChanges(const MujocoScene& scene, double time,
+                          const std::vector<ControllerSolver::LeftOutChange>& changes) {
+    for (const ControllerSolver::LeftOutChange& change : changes) {
+        const std::string controller =
+            std::string(change.isLock ? "the lock of " : "the motor of ") +
+            scene.describeJoint(scene.model()->dof_jntid[change.dof]);
+        const std::string what =
+            change.fault == ControllerSolver::Fault::NONE
+                ? controller + " applies force again"
+                : controller + " applies no force while " + describeFault(change);
+        log(qor::WARNING, stepLine(scene, time, what));
+    }
+}
 
 void clearStepWarnings(const MujocoScene& scene) noexcept {
     for (mjWarningStat& warning : scene.data()->warning) {
@@ -81,18 +115,17 @@ void clearStepWarnings(const MujocoScene& scene) noexcept {
     }
 }
 
-void reportStepWarnings(const MujocoScene& scene, double time) {
+void reportStepWarnings(const MujocoScene& scene, double time, int hugeForceDof) {
     const mjData* d = scene.data();
     for (std::size_t i = 0; i < kWarnings.size(); ++i) {
         const mjWarningStat& warning = d->warning[i];
         if (warning.number == 0) {
             continue;
         }
+        const int info = i == mjWARN_BADQACC && hugeForceDof >= 0 ? hugeForceDof : warning.lastinfo;
         std::string what = kWarnings[i].text;
-        what.replace(what.find("{}"), 2,
-                     describeSubject(scene, kWarnings[i].subject, warning.lastinfo));
-        std::string line = "Simulation of model '" + scene.name() + "', step ending at " +
-                           formatNumber(time) + " s: " + what;
+        what.replace(what.find("{}"), 2, describeSubject(scene, kWarnings[i].subject, info));
+        std::string line = stepLine(scene, time, what);
         if (warning.number > 1) {
             line += " (" + std::to_string(warning.number) + " times)";
         }

@@ -71,9 +71,15 @@ bool movable(const urdf::Joint& joint) {
     return joint.type != urdf::Joint::FIXED;
 }
 
-// The limit a scene puts on a joint's force: the largest force of the force-limited actuators
-// that drive it, times their gear; 0 when none does.
+// The limit a scene puts on a joint's force: its custom numeric "force_limit:<joint>", which
+// the simulation gives the joint's drive, or else the largest force of the force-limited
+// actuators that drive it, times their gear; 0 when neither exists.
 double sceneEffortLimit(const mjModel* model, int joint) {
+    const std::string numericName = "force_limit:" + name(model, mjOBJ_JOINT, joint);
+    const int numeric = mj_name2id(model, mjOBJ_NUMERIC, numericName.c_str());
+    if (numeric >= 0 && model->numeric_size[numeric] > 0) {
+        return model->numeric_data[model->numeric_adr[numeric]];
+    }
     double limit = 0.0;
     for (int actuator = 0; actuator < model->nu; ++actuator) {
         if (model->actuator_trntype[actuator] == mjTRN_JOINT &&

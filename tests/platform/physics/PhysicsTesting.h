@@ -132,6 +132,28 @@ inline std::vector<ref_ptr<Constraint1DOF>> constrainAll(qorSDK::Simulation& sim
     return constraints;
 }
 
+// A spinner (inertia 0.5, steps of 0.25 s, a power of two so that logged times are exact) that
+// its motor has turned at 0.5 rad/s for ten steps, away from its initial state; the motor is then
+// switched off and the spinner keeps turning.
+struct TurnedSpinner {
+    static constexpr double kStep = 0.25;
+
+    TurnedSpinner()
+        : simulation(qorSDK::Simulation::createFromString(spinnerScene(0.5, kStep))),
+          spin(simulation->createHinge("spin")) {
+        simulation->add(spin.get());
+        spin->getMotor1D()->setEnabled(true);
+        spin->getMotor1D()->setSpeed(0.5);
+        for (int step = 0; step < 10; ++step) {
+            simulation->stepForward();
+        }
+        spin->getMotor1D()->setEnabled(false);
+    }
+
+    ref_ptr<qorSDK::Simulation> simulation;
+    ref_ptr<Constraint1DOF> spin;
+};
+
 // Writes "<name>.<callback>@<time>" for every callback into a shared log, and can run an action
 // inside one callback.
 class RecordingListener : public qorSDK::StepEventListener {

@@ -9,6 +9,11 @@
 //       exits 0 once <count> images have arrived intact, 1 when time runs out first
 //   qorNtROS2EndpointPeer exit-holding-endpoints <domain> <topic>
 //       returns from main while static endpoints still hold the participant
+//   qorNtROS2EndpointPeer drain <domain> <topic> <type> <qos> <seconds>
+//       takes every sample of <type> ("clock", "joint_state" or "image") as it comes; <qos> is
+//       "clock" or "sensor"
+//
+// Any of them may end with ROS 2 arguments: "--ros-args -r __node:=NAME" names its node.
 
 #include <chrono>
 #include <cstdint>
@@ -19,6 +24,7 @@
 #include <vector>
 
 #include "qorROS2/Messages.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"
@@ -134,6 +140,35 @@ int exitHoldingEndpoints(std::int8_t domain, const std::string& topic) {
     return publisher.sendMessage(clock) ? 0 : 1;
 }
 
+template <typename T>
+int drainSamples(std::int8_t domain, const std::string& topic, const QOS& qos,
+                 Clock::time_point deadline) {
+    Subscriber<T> subscriber(topic, qos, domain);
+    T sample{};
+    while (Clock::now() < deadline) {
+        while (subscriber.receiveMessage(sample)) {
+        }
+        pause();
+    }
+    return 0;
+}
+
+int drain(const std::vector<std::string>& args, Clock::time_point deadline) {
+    const std::int8_t domain = domainOf(args[2].c_str());
+    const QOS qos = args[5] == "clock" ? createClockQOS() : createSensorDataQOS();
+    if (args[4] == "clock") {
+        return drainSamples<rosgraphMsgs::Clock>(domain, args[3], qos, deadline);
+    }
+    if (args[4] == "joint_state") {
+        return drainSamples<sensorMsgs::JointState>(domain, args[3], qos, deadline);
+    }
+    if (args[4] == "image") {
+        return drainSamples<sensorMsgs::Image>(domain, args[3], qos, deadline);
+    }
+    std::fprintf(stderr, "unknown type %s\n", args[4].c_str());
+    return 2;
+}
+
 }  // namespace
 
 // Read by AddressSanitizer, when the peer is built with it. Debian's Fast DDS 2.9.1 deletes its
@@ -144,9 +179,16 @@ extern "C" const char* __asan_default_options() {
     return "new_delete_type_mismatch=0";
 }
 
-int main(int argc, char** argv) {
-    const std::vector<std::string> args(argv, argv + argc);
+int main(int rawArgc, char** rawArgv) {
+    std::vector<std::string> args(rawArgv, rawArgv + rawArgc);
     try {
+        qorROS2::applyRosArguments(args);
+        std::vector<char*> pointers;
+        for (std::string& arg : args) {
+            pointers.push_back(arg.data());
+        }
+        const int argc = static_cast<int>(args.size());
+        char** argv = pointers.data();
         if (argc == 6 && args[1] == "echo") {
             return echo(domainOf(argv[2]), args[3], args[4], deadlineOf(argv[5]));
         }
@@ -155,6 +197,9 @@ int main(int argc, char** argv) {
         }
         if (argc == 9 && args[1] == "receive-images") {
             return receiveImages(imageStreamOf(args), std::atoi(argv[7]), deadlineOf(argv[8]));
+        }
+        if (argc == 7 && args[1] == "drain") {
+            return drain(args, deadlineOf(argv[6]));
         }
         if (argc == 4 && args[1] == "exit-holding-endpoints") {
             return exitHoldingEndpoints(domainOf(argv[2]), args[3]);

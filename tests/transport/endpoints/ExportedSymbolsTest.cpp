@@ -31,11 +31,15 @@ std::set<std::string> exportedTransportFunctions() {
         "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name                                   \
         ">::receiveMessage(qorROS2::" #Namespace "::" #Name "&) const",                         \
         "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::matchedPublications() const", \
-        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::droppedSamples() const",
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::droppedSamples() const",      \
+        "qorROS2::Publisher<qorROS2::" #Namespace "::" #Name                                    \
+        ">::incompatibleSubscriptions() const",                                                 \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name                                   \
+        ">::incompatiblePublications() const",
 
 TEST(TransportSymbols, EveryRecordHasItsPublisherAndSubscriber) {
     const std::set<std::string> expected = {QORROS2_FOR_EACH_MESSAGE(QORNTROS2_EXPECTED_SYMBOLS)};
-    ASSERT_EQ(expected.size(), 5U * 89U);
+    ASSERT_EQ(expected.size(), 7U * 89U);
     const std::set<std::string> exported = exportedTransportFunctions();
     for (const std::string& name : expected) {
         EXPECT_EQ(exported.count(name), 1U) << name;
@@ -53,15 +57,38 @@ TEST(TransportSymbols, TopicDiscoveryExportsItsMembers) {
                 name.substr(kDiscoveryScope.size(), name.find('(') - kDiscoveryScope.size()));
         }
     }
-    EXPECT_EQ(members, (std::set<std::string>{"TopicDiscovery", "~TopicDiscovery", "topics",
-                                              "waitForTopic"}));
+    EXPECT_EQ(members,
+              (std::set<std::string>{"TopicDiscovery", "~TopicDiscovery", "topics", "waitForTopic",
+                                     "nodes", "endpoints", "waitForNode"}));
 }
 
-TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndTheDomainIsExported) {
+// The functions that name the node of the process, without their parameter lists.
+const std::set<std::string> kNodeIdentityFunctions = {
+    "qorROS2::nodeIdentity",           "qorROS2::setNodeIdentity",
+    "qorROS2::validNodeName",          "qorROS2::applyRosArguments",
+    "qorROS2::NodeIdentity::fullName", "qorROS2::DiscoveredNode::fullName"};
+
+// The name without its parameters and without the ABI tag of a function returning a string.
+std::string withoutParameters(const std::string& name) {
+    return name.substr(0, name.find_first_of("(["));
+}
+
+TEST(TransportSymbols, NodeIdentityFunctionsAreExported) {
+    std::set<std::string> found;
+    for (const std::string& name : exportedTransportFunctions()) {
+        if (kNodeIdentityFunctions.count(withoutParameters(name)) != 0) {
+            found.insert(withoutParameters(name));
+        }
+    }
+    EXPECT_EQ(found, kNodeIdentityFunctions);
+}
+
+TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExported) {
     for (const std::string& name : exportedTransportFunctions()) {
         const bool endpoint = name.rfind("qorROS2::Publisher<", 0) == 0 ||
                               name.rfind("qorROS2::Subscriber<", 0) == 0 ||
                               name.rfind(kDiscoveryScope, 0) == 0 ||
+                              kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
                               name == "qorROS2::rosDomainId(char const*)" ||
                               name == "qorROS2::rosDomainIdFromEnvironment()";
         EXPECT_TRUE(endpoint) << name;

@@ -47,6 +47,11 @@ class QORNTROS2_EXPORT Publisher {
     /// The number of subscriptions this publisher has matched right now.
     std::size_t matchedSubscriptions() const;
 
+    /// The number of subscriptions found so far that cannot match this publisher because of
+    /// their QoS (a reliable subscription of a best-effort publisher, for one). Each was reported
+    /// once with a warning.
+    std::uint64_t incompatibleSubscriptions() const;
+
   private:
     std::unique_ptr<detail::WriterEndpoint> m_endpoint;
 };

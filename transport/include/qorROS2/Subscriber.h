@@ -49,6 +49,11 @@ class QORNTROS2_EXPORT Subscriber {
     /// The number of publications this subscriber has matched right now.
     std::size_t matchedPublications() const;
 
+    /// The number of publications found so far that cannot match this subscriber because of
+    /// their QoS (a best-effort publication for a reliable subscriber, for one). Each was
+    /// reported once with a warning.
+    std::uint64_t incompatiblePublications() const;
+
     /// The number of samples dropped so far because they could not be decoded.
     std::uint64_t droppedSamples() const;
 

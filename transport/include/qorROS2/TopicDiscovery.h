@@ -1,7 +1,9 @@
 #pragma once
 
-// Lists the ROS 2 topics that publishers and subscribers of a domain use, with their types.
+// Lists the ROS 2 topics that publishers and subscribers of a domain use, with their types, the
+// nodes of the domain and which node each endpoint belongs to.
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -18,13 +20,47 @@ struct DiscoveredTopic {
     std::vector<std::string> types;  ///< ROS 2 type names, "rosgraph_msgs/msg/Clock", sorted
 };
 
+/// A ROS 2 node seen in a domain, as its participant announced it on the graph topic.
+struct DiscoveredNode {
+    std::string name;       ///< "qor_ros2_demo"
+    std::string nameSpace;  ///< "/" or "/robot"
+
+    /// "/qor_ros2_demo", "/robot/qor_ros2_demo": the name `ros2 node list` shows.
+    QORNTROS2_EXPORT std::string fullName() const;
+};
+
+/// The QoS that a discovered endpoint announced, in the words of `ros2 topic info -v`.
+struct DiscoveredQos {
+    std::string reliability;  ///< "RELIABLE" or "BEST_EFFORT"
+    std::string durability;   ///< "VOLATILE", "TRANSIENT_LOCAL", "TRANSIENT" or "PERSISTENT"
+    std::string liveliness;   ///< "AUTOMATIC" or "MANUAL_BY_TOPIC"
+    std::int64_t deadlineNanoseconds = -1;         ///< -1 for infinite
+    std::int64_t lifespanNanoseconds = -1;         ///< -1 for infinite
+    std::int64_t livelinessLeaseNanoseconds = -1;  ///< -1 for infinite
+};
+
+/// A publisher or subscription of a ROS 2 topic seen in a domain.
+struct DiscoveredEndpoint {
+    std::string topic;          ///< "/clock"
+    std::string type;           ///< "rosgraph_msgs/msg/Clock"
+    bool publisher = false;     ///< true for a publisher, false for a subscription
+    std::string nodeName;       ///< "_NODE_NAME_UNKNOWN_" when no node claims the endpoint
+    std::string nodeNamespace;  ///< "_NODE_NAMESPACE_UNKNOWN_" when no node claims it
+    std::array<std::uint8_t, 16> guid{};  ///< its DDS GUID: participant prefix, entity id
+    /// Its gid as ROS 2 tools print it: the GUID, zero padded to 24 bytes unless ROS_DISTRO
+    /// names a release from Iron on, which use the 16 bytes alone.
+    std::vector<std::uint8_t> gid;
+    DiscoveredQos qos;
+};
+
 namespace detail {
 class TopicDiscoveryState;
 }  // namespace detail
 
-/// Watches a DDS domain for the publications and subscriptions of ROS 2 topics, in other
-/// processes and in this one, from the moment it is constructed. Endpoints that go away, or whose
-/// participant leaves, are forgotten. Not copyable or movable.
+/// Watches a DDS domain for the publications and subscriptions of ROS 2 topics, and reads the
+/// ROS 2 graph topic for the nodes that own them, in other processes and in this one, from the
+/// moment it is constructed. Endpoints that go away, or whose participant leaves, are forgotten,
+/// and so are the nodes of a participant that leaves. Not copyable or movable.
 class QORNTROS2_EXPORT TopicDiscovery {
   public:
     /// Starts watching DDS domain `domainId`. Throws std::invalid_argument for a negative domain
@@ -42,6 +78,18 @@ class QORNTROS2_EXPORT TopicDiscovery {
     /// Waits until some endpoint uses the ROS 2 topic `name` ("/clock" or "clock") and returns
     /// true, or returns false once `timeout` has passed without one.
     bool waitForTopic(const std::string& name, std::chrono::milliseconds timeout) const;
+
+    /// The ROS 2 nodes of the domain, as their participants announced them, sorted by full name;
+    /// nodes of the same name are all listed. A node goes when its participant leaves.
+    std::vector<DiscoveredNode> nodes() const;
+
+    /// Every publisher and subscription of a ROS 2 topic seen right now, sorted by topic, then
+    /// publishers before subscriptions, then GUID, each with the node that owns it.
+    std::vector<DiscoveredEndpoint> endpoints() const;
+
+    /// Waits until a node of full name `fullName` ("/qor_ros2_demo") is seen and returns true,
+    /// or returns false once `timeout` has passed without one.
+    bool waitForNode(const std::string& fullName, std::chrono::milliseconds timeout) const;
 
   private:
     std::unique_ptr<detail::TopicDiscoveryState> m_state;

@@ -5,6 +5,11 @@
 
 namespace qorROS2::detail {
 
+std::string fullyQualifiedName(const EndpointTopic& where) {
+    // The DDS name is "rt" followed by the fully qualified ROS 2 name.
+    return where.ddsTopic.substr(2);
+}
+
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId) {
     EndpointTopic checked;
     checked.rosTopic = topic;

@@ -16,6 +16,9 @@ struct EndpointTopic {
     std::uint32_t domain;  ///< the DDS domain id
 };
 
+/// "/clock" for an endpoint on "clock": the name ROS 2 tools show.
+std::string fullyQualifiedName(const EndpointTopic& where);
+
 /// Checks the topic name, then the domain, then `qos`; throws std::invalid_argument naming
 /// `topic` and the reason for the first that is not valid.
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId);

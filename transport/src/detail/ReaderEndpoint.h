@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "detail/EndpointTopic.h"
+#include "detail/IncompatibleQosReport.h"
 #include "detail/MalformedSampleReport.h"
 #include "detail/TopicLease.h"
 #include "detail/WireType.h"
@@ -38,14 +40,21 @@ class ReaderEndpoint {
 
     std::size_t matchedPublications() const;
 
+    /// The publications found so far whose QoS cannot match this reader's.
+    std::uint64_t incompatiblePublications() const { return m_incompatible.count(); }
+
     MalformedSampleReport& malformedSamples() { return m_malformed; }
     const MalformedSampleReport& malformedSamples() const { return m_malformed; }
 
   private:
+    class Listener;
+
     ReaderEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type);
 
     TopicLease m_lease;
     MalformedSampleReport m_malformed;
+    IncompatibleQosReport m_incompatible;
+    std::unique_ptr<Listener> m_listener;
     eprosima::fastdds::dds::Subscriber* m_subscriber = nullptr;
     eprosima::fastdds::dds::DataReader* m_reader = nullptr;
 };

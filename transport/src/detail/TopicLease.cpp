@@ -17,6 +17,9 @@
 #include <fastdds/dds/topic/qos/TopicQos.hpp>
 
 #include "detail/Warning.h"
+#include "graph/GidLayout.h"
+#include "graph/GraphAnnouncer.h"
+#include "graph/GraphDataType.h"
 #include "participant/ParticipantQos.h"
 
 namespace qorROS2::detail {
@@ -39,6 +42,7 @@ struct DomainEntry {
     std::size_t leases = 0;
     std::map<std::string, TopicEntry> topics;      // by DDS topic name
     std::map<std::string, std::size_t> typeUsers;  // topics per registered DDS type name
+    std::unique_ptr<graph::GraphAnnouncer> announcer;
 };
 
 // Every participant this process has, by domain, guarded by middlewareEntitiesMutex().
@@ -59,6 +63,16 @@ dds::DomainParticipant* createParticipant(dds::DomainParticipantFactory& factory
                                       rosParticipantQos(factory));
 }
 
+dds::TopicDataType* createGraphDataType() {
+    return new graph::GraphDataType(graph::processGidLayout());
+}
+
+// Gives a new participant its graph topic and the writer that announces its node there.
+void startAnnouncing(DomainEntry& entry, const std::string& rosTopic);
+dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const std::string& ddsTopic,
+                       const WireType& type);
+void releaseTopic(DomainEntry& entry, const std::string& ddsTopic);
+
 // Takes a lease of the participant of `domain`, creating it for the first one.
 DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string& rosTopic) {
     auto found = all.domains.find(domain);
@@ -74,6 +88,13 @@ DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string&
         found = all.domains.emplace(domain, DomainEntry{}).first;
         found->second.factory = std::move(factory);
         found->second.participant = participant;
+        try {
+            startAnnouncing(found->second, rosTopic);
+        } catch (...) {
+            found->second.factory->delete_participant(participant);
+            all.domains.erase(found);
+            throw;
+        }
     }
     ++found->second.leases;
     return found->second;
@@ -136,12 +157,26 @@ void releaseTopic(DomainEntry& entry, const std::string& ddsTopic) {
     }
 }
 
+void startAnnouncing(DomainEntry& entry, const std::string& rosTopic) {
+    const WireType graphType{graph::kGraphTypeName, "rmw_dds_common/msg/ParticipantEntitiesInfo",
+                             &createGraphDataType};
+    dds::Topic* topic = leaseTopic(entry, rosTopic, graph::kGraphTopicName, graphType);
+    try {
+        entry.announcer = std::make_unique<graph::GraphAnnouncer>(*entry.participant, *topic);
+    } catch (...) {
+        releaseTopic(entry, graph::kGraphTopicName);
+        throw;
+    }
+}
+
 // Gives back a lease of a participant, deleting it with the last.
 void releaseDomain(Registry& all, std::uint32_t domain) {
     auto found = all.domains.find(domain);
     if (found == all.domains.end() || --found->second.leases > 0) {
         return;
     }
+    found->second.announcer.reset();
+    releaseTopic(found->second, graph::kGraphTopicName);
     if (found->second.factory->delete_participant(found->second.participant) !=
         ReturnCode_t::RETCODE_OK) {
         warn("Could not delete the DDS participant of domain " + std::to_string(domain));
@@ -157,6 +192,13 @@ std::mutex& middlewareEntitiesMutex() {
     return *mutex;
 }
 
+void reannounceNodes() {
+    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    for (auto& [domain, entry] : registry().domains) {
+        entry.announcer->announce();
+    }
+}
+
 TopicLease::TopicLease(std::uint32_t domain, const std::string& rosTopic,
                        const std::string& ddsTopic, const WireType& type)
     : m_domain(domain), m_ddsTopic(ddsTopic) {
@@ -170,6 +212,7 @@ TopicLease::TopicLease(std::uint32_t domain, const std::string& rosTopic,
         throw;
     }
     m_participant = entry.participant;
+    m_announcer = entry.announcer.get();
 }
 
 TopicLease::~TopicLease() {

@@ -13,6 +13,10 @@ class DomainParticipant;
 class Topic;
 }  // namespace eprosima::fastdds::dds
 
+namespace qorROS2::graph {
+class GraphAnnouncer;
+}  // namespace qorROS2::graph
+
 namespace qorROS2::detail {
 
 /// Held while any participant, topic, writer or reader of this process is created or deleted.
@@ -22,9 +26,13 @@ namespace qorROS2::detail {
 /// publishing or receiving path.
 std::mutex& middlewareEntitiesMutex();
 
+/// Announces every participant's node again, under the process's current node identity.
+void reannounceNodes();
+
 /// A share of the one DDS participant of `domain` in this process and of one topic on it. The
-/// first lease of a domain creates its participant and the first lease of a topic creates the
-/// topic (registering its type); the last lease of each deletes it. Leases may be taken and
+/// first lease of a domain creates its participant, with the writer that announces its node on
+/// the ROS 2 graph topic, and the first lease of a topic creates the topic (registering its
+/// type); the last lease of each deletes it. Leases may be taken and
 /// released from any thread.
 class TopicLease {
   public:
@@ -40,12 +48,16 @@ class TopicLease {
 
     eprosima::fastdds::dds::DomainParticipant& participant() const { return *m_participant; }
     eprosima::fastdds::dds::Topic& topic() const { return *m_topic; }
+    /// What tells the graph about the participant's endpoints; use it under
+    /// middlewareEntitiesMutex().
+    graph::GraphAnnouncer& announcer() const { return *m_announcer; }
 
   private:
     std::uint32_t m_domain;
     std::string m_ddsTopic;
     eprosima::fastdds::dds::DomainParticipant* m_participant = nullptr;
     eprosima::fastdds::dds::Topic* m_topic = nullptr;
+    graph::GraphAnnouncer* m_announcer = nullptr;
 };
 
 }  // namespace qorROS2::detail

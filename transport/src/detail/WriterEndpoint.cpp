@@ -4,23 +4,42 @@
 #include <stdexcept>
 
 #include <fastdds/dds/core/status/PublicationMatchedStatus.hpp>
+#include <fastdds/dds/core/status/StatusMask.hpp>
 #include <fastdds/dds/domain/DomainParticipant.hpp>
 #include <fastdds/dds/publisher/DataWriter.hpp>
+#include <fastdds/dds/publisher/DataWriterListener.hpp>
 #include <fastdds/dds/publisher/Publisher.hpp>
 #include <fastdds/dds/publisher/qos/PublisherQos.hpp>
 
 #include "detail/QosPolicies.h"
+#include "graph/GraphAnnouncer.h"
 
 namespace qorROS2::detail {
 
 namespace dds = eprosima::fastdds::dds;
+
+// Hears, on the middleware's threads, of subscriptions that cannot match the writer.
+class WriterEndpoint::Listener : public dds::DataWriterListener {
+  public:
+    explicit Listener(IncompatibleQosReport& report) : m_report(report) {}
+
+    void on_offered_incompatible_qos(dds::DataWriter* /*writer*/,
+                                     const dds::OfferedIncompatibleQosStatus& status) override {
+        m_report.found(status.last_policy_id);
+    }
+
+  private:
+    IncompatibleQosReport& m_report;
+};
 
 WriterEndpoint::WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
                                const WireType& type)
     : WriterEndpoint(checkEndpoint(topic, qos, domainId), qos, type) {}
 
 WriterEndpoint::WriterEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type)
-    : m_lease(where.domain, where.rosTopic, where.ddsTopic, type) {
+    : m_lease(where.domain, where.rosTopic, where.ddsTopic, type),
+      m_incompatible(EndpointSide::publisher, fullyQualifiedName(where)),
+      m_listener(std::make_unique<Listener>(m_incompatible)) {
     std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A publisher of its own per writer: no partitions, and nothing to share on teardown.
@@ -29,16 +48,19 @@ WriterEndpoint::WriterEndpoint(const EndpointTopic& where, const QOS& qos, const
         throw std::runtime_error("cannot publish on topic \"" + where.rosTopic +
                                  "\": Fast DDS could not create a publisher");
     }
-    m_writer = m_publisher->create_datawriter(&m_lease.topic(), writerQos(qos));
+    m_writer = m_publisher->create_datawriter(&m_lease.topic(), writerQos(qos), m_listener.get(),
+                                              dds::StatusMask::offered_incompatible_qos());
     if (m_writer == nullptr) {
         participant.delete_publisher(m_publisher);
         throw std::runtime_error("cannot publish on topic \"" + where.rosTopic +
                                  "\": Fast DDS could not create a data writer");
     }
+    m_lease.announcer().addWriter(graph::guidBytes(&m_writer->guid()));
 }
 
 WriterEndpoint::~WriterEndpoint() {
     std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    m_lease.announcer().removeWriter(graph::guidBytes(&m_writer->guid()));
     m_publisher->delete_datawriter(m_writer);
     m_lease.participant().delete_publisher(m_publisher);
 }

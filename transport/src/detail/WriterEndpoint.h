@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "detail/EndpointTopic.h"
+#include "detail/IncompatibleQosReport.h"
 #include "detail/TopicLease.h"
 #include "detail/WireType.h"
 #include "qorROS2/QOS.h"
@@ -35,10 +37,17 @@ class WriterEndpoint {
 
     std::size_t matchedSubscriptions() const;
 
+    /// The subscriptions found so far whose QoS cannot match this writer's.
+    std::uint64_t incompatibleSubscriptions() const { return m_incompatible.count(); }
+
   private:
+    class Listener;
+
     WriterEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type);
 
     TopicLease m_lease;
+    IncompatibleQosReport m_incompatible;
+    std::unique_ptr<Listener> m_listener;
     eprosima::fastdds::dds::Publisher* m_publisher = nullptr;
     eprosima::fastdds::dds::DataWriter* m_writer = nullptr;
 };

@@ -61,7 +61,9 @@ class Notify {
     static bool isNotifyEnabled(int level) noexcept;
 
     // Installs sink for every thread; an empty function restores the default sink, which
-    // writes each line and a line end to stderr in one write.
+    // writes each line and a line end to stderr in one write, at most 20 lines a second: further
+    // lines are counted, and one summary line with their count is written when the next second
+    // begins or the process exits. An installed sink receives every line.
     static void setSink(NotifySink sink);
 
     // Installs sink like setSink() and returns the sink it replaces (empty for the default).

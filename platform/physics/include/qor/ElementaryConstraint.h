@@ -18,7 +18,9 @@ struct PhysicsAccess;
 // A new controller is disabled and its force range is (-infinity, +infinity): once enabled it
 // applies whatever force its target needs, unless a range is set. A disabled controller applies
 // nothing. A range whose bounds are equal, (f, f), makes the controller apply exactly f whatever
-// its target; (0, 0) makes it apply nothing.
+// its target; (0, 0) makes it apply nothing. An enabled controller whose target is NaN or
+// infinite, or whose range has a NaN bound or is an infinite (f, f), applies nothing either: the
+// simulation leaves it out of the solve, with a warning, until it is usable again.
 //
 // The setters are virtual so that a test can record the calls made on a controller; an override
 // must call the base class for the setting to take effect.
@@ -36,8 +38,8 @@ class ElementaryConstraint : public Referenced {
     Range<double> getForceRange(std::size_t index = 0) const;
 
     // Stores the force range of degree of freedom index unchanged. When it is applied, the smaller
-    // bound is taken as the lower one; a range with a NaN bound makes the controller apply
-    // nothing. Throws std::out_of_range unless index is 0.
+    // bound is taken as the lower one; a range with a NaN bound, or (+inf, +inf) or (-inf, -inf),
+    // makes the controller apply nothing. Throws std::out_of_range unless index is 0.
     virtual void setForceRange(Range<double> range, std::size_t index = 0);
 
     // Returns the force (or torque) this controller applied along degree of freedom index during
@@ -63,6 +65,9 @@ class ElementaryConstraint : public Referenced {
     bool m_enabled = false;
     Range<double> m_forceRange;
     double m_currentForce = 0.0;
+    // Set while the simulation leaves this enabled controller out of its solve for a target or a
+    // range it cannot use, so that it warns once when that starts and once when it ends.
+    bool m_leftOut = false;
 };
 
 }  // namespace qor

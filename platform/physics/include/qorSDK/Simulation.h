@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,12 @@ class Simulation : public qor::Referenced {
     // Returns the names of the model's hinge and slide joints, in the model's order; unnamed
     // joints are left out.
     std::vector<std::string> getJointNames() const;
+
+    // Returns the largest force (or torque) the drive of joint jointName may apply, the same in
+    // both directions, as the scene gives it in the custom numeric "force_limit:<jointName>";
+    // nullopt when the scene gives none. Throws std::invalid_argument when the model has no such
+    // joint, and std::runtime_error when the numeric is not one positive number.
+    std::optional<double> getJointForceLimit(const std::string& jointName) const;
 
     // Returns a new constraint named after the model's hinge joint jointName and bound to it.
     // Throws std::invalid_argument when the model has no joint of that name or it is no hinge.

@@ -1,0 +1,51 @@
+#pragma once
+
+// The commands that show the ROS 2 graph: `node list`, `node info`, `topic info`. Each lives in a
+// file of its own; the text it prints is made by a function of its own, so that tests can pin it.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "qorROS2/TopicDiscovery.h"
+
+namespace qorCli {
+
+/// What a graph command prints: on stdout, on stderr, and its exit code.
+struct GraphOutput {
+    std::string out;
+    std::string err;
+    int exitCode = 0;
+};
+
+/// `node list [-a|--all] [-c|--count-nodes]`, as `ros2 node list` prints it: full names sorted,
+/// one a line, without hidden nodes (a name starting with '_') unless `all`.
+GraphOutput nodeListOutput(const std::vector<qorROS2::DiscoveredNode>& nodes, bool all,
+                           bool countOnly);
+
+/// `node info NAME`, as `ros2 node info` prints it: the node's subscriptions and publications
+/// with their types, then the service and action sections, which are empty here.
+GraphOutput nodeInfoOutput(const std::string& fullName,
+                           const std::vector<qorROS2::DiscoveredNode>& nodes,
+                           const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,
+                           bool includeHidden);
+
+/// `topic info TOPIC [-v]`, as `ros2 topic info` of ROS 2 Humble prints it.
+GraphOutput topicInfoOutput(const std::string& topic,
+                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,
+                            bool verbose);
+
+/// Waits until `summary` of what discovery sees has settled: at least a second, then until it
+/// stays the same for half a second, at most five seconds. Returns early on Ctrl-C.
+void waitUntilSettled(const std::function<std::vector<std::string>()>& summary);
+
+/// Waits until the nodes and endpoints that `discovery` sees have settled.
+void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery);
+
+/// Runs `node list`, `node info` or `topic info` with the arguments after the verb, in `domain`.
+int nodeListCommand(const std::vector<std::string>& arguments, std::int8_t domain);
+int nodeInfoCommand(const std::vector<std::string>& arguments, std::int8_t domain);
+int topicInfoCommand(const std::vector<std::string>& arguments, std::int8_t domain);
+
+}  // namespace qorCli

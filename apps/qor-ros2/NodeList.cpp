@@ -1,0 +1,54 @@
+// `qor-ros2 node list`: the nodes of the domain, as `ros2 node list` prints them.
+
+#include <algorithm>
+#include <cstdio>
+#include <set>
+
+#include "CommandLine.h"
+#include "GraphVerbs.h"
+#include "UsageError.h"
+
+namespace qorCli {
+
+GraphOutput nodeListOutput(const std::vector<qorROS2::DiscoveredNode>& nodes, bool all,
+                           bool countOnly) {
+    std::vector<std::string> names;
+    for (const qorROS2::DiscoveredNode& node : nodes) {
+        // Hidden nodes are those whose own name starts with '_'.
+        if (all || (!node.name.empty() && node.name[0] != '_')) {
+            names.push_back(node.fullName());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    GraphOutput output;
+    if (countOnly) {
+        output.out = std::to_string(names.size()) + "\n";
+        return output;
+    }
+    for (const std::string& name : names) {
+        output.out += name + "\n";
+    }
+    if (std::set<std::string>(names.begin(), names.end()).size() != names.size()) {
+        output.err =
+            "WARNING: Be aware that are nodes in the graph that share an exact name, this can "
+            "have unintended side effects.\n";
+    }
+    return output;
+}
+
+int nodeListCommand(const std::vector<std::string>& arguments, std::int8_t domain) {
+    const CommandLine line(arguments, {"-a", "--all", "-c", "--count-nodes"}, {});
+    if (!line.positional().empty()) {
+        throw UsageError("usage: qor-ros2 node list [-a|--all] [-c|--count-nodes]");
+    }
+    const qorROS2::TopicDiscovery discovery(domain);
+    waitForSettledGraph(discovery);
+    const GraphOutput output =
+        nodeListOutput(discovery.nodes(), line.has("-a") || line.has("--all"),
+                       line.has("-c") || line.has("--count-nodes"));
+    std::fputs(output.err.c_str(), stderr);
+    std::fputs(output.out.c_str(), stdout);
+    return output.exitCode;
+}
+
+}  // namespace qorCli

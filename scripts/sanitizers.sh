@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds the asan preset (AddressSanitizer and UndefinedBehaviorSanitizer) and runs the tests of
+# the given ctest labels in it: by default unit, wire and platform. Prints the minutes each part
+# took. Extra arguments go to ctest, e.g. `scripts/sanitizers.sh -R Notify`.
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+
+labels=${QOR_SANITIZER_LABELS:-'^(unit|wire|platform)$'}
+start=$(date +%s)
+cmake --preset asan --log-level=WARNING
+cmake --build --preset asan
+built=$(date +%s)
+ctest --preset asan --parallel "$(nproc)" -L "$labels" "$@"
+done=$(date +%s)
+echo "sanitizers: build $(( (built - start) / 60 )) min $(( (built - start) % 60 )) s," \
+     "tests $(( (done - built) / 60 )) min $(( (done - built) % 60 )) s"

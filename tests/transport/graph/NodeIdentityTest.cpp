@@ -1,0 +1,96 @@
+// The node of the process: its default name, the names ROS 2 accepts, and --ros-args.
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "qorROS2/NodeIdentity.h"
+
+namespace {
+
+using namespace qorROS2;
+
+std::string refusal(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const std::invalid_argument& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+TEST(NodeIdentity, DefaultIsTheProgramNameMadeValid) {
+    // The test program's own name is already a valid node name.
+    EXPECT_EQ(nodeIdentity().name, "qorNodeIdentityTests");
+    EXPECT_EQ(nodeIdentity().nameSpace, "/");
+    EXPECT_EQ(nodeIdentity().fullName(), "/qorNodeIdentityTests");
+}
+
+TEST(NodeIdentity, ProgramNamesAreMadeValid) {
+    EXPECT_EQ(validNodeName("qor-ros2-demo"), "qor_ros2_demo");
+    EXPECT_EQ(validNodeName("my.sim v2"), "my_sim_v2");
+    EXPECT_EQ(validNodeName("3d_viewer"), "_3d_viewer");
+    EXPECT_EQ(validNodeName(""), "_");
+}
+
+TEST(NodeIdentity, InvalidNamesAreRefusedWithTheRuleTheyBreak) {
+    EXPECT_EQ(refusal([] { setNodeIdentity("", "/"); }),
+              "invalid node name \"\": a node name must not be empty");
+    EXPECT_EQ(refusal([] { setNodeIdentity("a-b", "/"); }),
+              "invalid node name \"a-b\": a node name holds only letters, digits and '_'");
+    EXPECT_EQ(refusal([] { setNodeIdentity("1a", "/"); }),
+              "invalid node name \"1a\": a node name must not start with a digit");
+    EXPECT_EQ(refusal([] { setNodeIdentity("a", "robot"); }),
+              "invalid node namespace \"robot\": a namespace starts with '/'");
+    EXPECT_EQ(refusal([] { setNodeIdentity("a", "/robot/"); }),
+              "invalid node namespace \"/robot/\": a namespace must not end with '/'");
+    EXPECT_EQ(refusal([] { setNodeIdentity("a", "/a//b"); }),
+              "invalid node namespace \"/a//b\": a namespace must not hold \"//\"");
+    EXPECT_EQ(
+        refusal([] { setNodeIdentity("a", "/a/2b"); }),
+        "invalid node namespace \"/a/2b\": a part of a namespace must not start with a digit");
+    EXPECT_EQ(refusal([] { setNodeIdentity("a", "/a b"); }),
+              "invalid node namespace \"/a b\": a namespace holds only letters, digits, '_' and "
+              "'/'");
+    EXPECT_EQ(nodeIdentity().name, "qorNodeIdentityTests");
+}
+
+TEST(NodeIdentity, RosArgumentsRenameTheNodeAndAreTakenOut) {
+    std::vector<std::string> arguments = {"--fast",  "--ros-args",   "-r", "__node:=arm_sim",
+                                          "--remap", "__ns:=/robot", "--", "--duration",
+                                          "3"};
+    applyRosArguments(arguments);
+    EXPECT_EQ(arguments, (std::vector<std::string>{"--fast", "--duration", "3"}));
+    EXPECT_EQ(nodeIdentity().fullName(), "/robot/arm_sim");
+    setNodeIdentity("qorNodeIdentityTests");
+}
+
+TEST(NodeIdentity, ArgumentsWithoutRosArgumentsAreLeftAlone) {
+    std::vector<std::string> arguments = {"-r", "__node:=x"};
+    applyRosArguments(arguments);
+    EXPECT_EQ(arguments, (std::vector<std::string>{"-r", "__node:=x"}));
+    EXPECT_EQ(nodeIdentity().name, "qorNodeIdentityTests");
+}
+
+TEST(NodeIdentity, BadRosArgumentsAreRefusedAndChangeNothing) {
+    std::vector<std::string> arguments = {"--ros-args", "-r", "__node:=ok", "-r", "chatter:=talk"};
+    EXPECT_EQ(refusal([&] { applyRosArguments(arguments); }),
+              "unsupported ROS argument \"chatter:=talk\": only __node:= and __ns:= can be "
+              "remapped");
+    EXPECT_EQ(arguments.size(), 5U);
+    EXPECT_EQ(nodeIdentity().name, "qorNodeIdentityTests");
+    std::vector<std::string> dangling = {"--ros-args", "-r"};
+    EXPECT_EQ(refusal([&] { applyRosArguments(dangling); }),
+              "invalid ROS argument \"-r\": a remap rule FROM:=TO must follow it");
+    std::vector<std::string> noRule = {"--ros-args", "-r", "__node"};
+    EXPECT_EQ(refusal([&] { applyRosArguments(noRule); }),
+              "invalid ROS argument \"__node\": a remap rule has the form FROM:=TO");
+    std::vector<std::string> badName = {"--ros-args", "-r", "__node:=a.b"};
+    EXPECT_EQ(refusal([&] { applyRosArguments(badName); }),
+              "invalid node name \"a.b\": a node name holds only letters, digits and '_'");
+}
+
+}  // namespace

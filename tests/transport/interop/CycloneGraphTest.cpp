@@ -1,0 +1,116 @@
+// The ROS 2 graph with Eclipse Cyclone DDS on the other side: Cyclone reads our node's
+// announcement and finds in it the GUIDs of the endpoints it discovered itself; and a node that a
+// Cyclone process announces is listed by qor-ros2 with its publisher, GID and QoS.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <sys/wait.h>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "Hex.h"
+#include "InteropTesting.h"
+#include "PeerProcess.h"
+#include "qorROS2/Messages.h"
+#include "qorROS2/NodeIdentity.h"
+#include "qorROS2/Publisher.h"
+#include "qorROS2/Subscriber.h"
+#include "qorROS2/TopicDiscovery.h"
+
+namespace {
+
+using namespace qorROS2;
+using qorInterop::PeerProcess;
+
+constexpr std::chrono::milliseconds kPeerDeadline{20000};
+
+// qor-ros2 run with `arguments` in the interop domain: its standard output and exit code.
+std::pair<std::string, int> runCli(const std::string& arguments) {
+    const std::string command = "ROS_DOMAIN_ID=" + std::to_string(qorInterop::interopDomain()) +
+                                " timeout 30 " QOR_ROS2_CLI " " + arguments + " 2>&1";
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) {
+        return {output, -1};
+    }
+    char buffer[4096];
+    std::size_t read = 0;
+    while ((read = std::fread(buffer, 1, sizeof(buffer), pipe)) > 0) {
+        output.append(buffer, read);
+    }
+    const int status = pclose(pipe);
+    return {output, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+}
+
+TEST(CycloneGraph, CycloneFindsOurNodeWithTheGuidsItDiscovered) {
+    const std::string node = "cyclone_reads_p" + std::to_string(::getpid());
+    setNodeIdentity(node, "/qor_test");
+    const std::string published = qorInterop::interopTopic("graph_published");
+    const std::string subscribed = qorInterop::interopTopic("graph_subscribed");
+    Publisher<stdMsgs::Int32> publisher(published, QOS{}, qorInterop::interopDomain());
+    Subscriber<stdMsgs::Int32> subscriber(subscribed, QOS{}, qorInterop::interopDomain());
+
+    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "read", std::to_string(qorInterop::interopDomain()),
+                      "/qor_test", node, std::to_string(kPeerDeadline.count())});
+    ASSERT_EQ(peer.waitForExit(qorInterop::deadlineIn(kPeerDeadline + kPeerDeadline)), 0)
+        << peer.transcript();
+    const std::vector<std::string> lines = peer.lines();
+    ASSERT_EQ(lines.size(), 4U) << peer.transcript();
+    EXPECT_EQ(lines[0], "node /qor_test " + node);
+    // The participant's gid names a participant Cyclone discovered; each endpoint's gid is the
+    // GUID under which Cyclone discovered that endpoint, on our topic, zero padded to 24 bytes.
+    EXPECT_EQ(lines[1].substr(lines[1].size() - 11), " discovered") << lines[1];
+    const TopicDiscovery ours(qorInterop::interopDomain());
+    ASSERT_TRUE(ours.waitForTopic("/" + published, std::chrono::seconds(15)));
+    ASSERT_TRUE(ours.waitForTopic("/" + subscribed, std::chrono::seconds(15)));
+    std::string writerGid;
+    std::string readerGid;
+    for (const DiscoveredEndpoint& endpoint : ours.endpoints()) {
+        if (endpoint.topic == "/" + published) {
+            writerGid = qorTest::toHex(endpoint.gid);
+        }
+        if (endpoint.topic == "/" + subscribed) {
+            readerGid = qorTest::toHex(endpoint.gid);
+        }
+    }
+    EXPECT_EQ(lines[2], "writer " + writerGid + " rt/" + published);
+    EXPECT_EQ(lines[3], "reader " + readerGid + " rt/" + subscribed);
+    EXPECT_EQ(writerGid.substr(32), std::string(16, '0'));
+}
+
+TEST(CycloneGraph, NodeOfACycloneProcessIsListedWithItsPublisher) {
+    const std::string node = "cyclone_talker_p" + std::to_string(::getpid());
+    const std::string topic = qorInterop::interopTopic("graph_chatter");
+    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "announce",
+                      std::to_string(qorInterop::interopDomain()), node, topic, "30"});
+    const auto announced =
+        peer.waitForLine([](const std::string& line) { return line.rfind("writer ", 0) == 0; },
+                         qorInterop::deadlineIn(kPeerDeadline));
+    ASSERT_TRUE(announced) << peer.transcript();
+    std::string gid;
+    const std::string hexGid = peer.lines()[*announced].substr(7);
+    for (std::size_t i = 0; i < hexGid.size(); i += 2) {
+        gid += (i == 0 ? "" : ".") + hexGid.substr(i, 2);
+    }
+
+    const auto list = runCli("node list");
+    EXPECT_EQ(list.second, 0);
+    EXPECT_NE(list.first.find("/" + node + "\n"), std::string::npos) << list.first;
+
+    const auto info = runCli("topic info -v /" + topic);
+    EXPECT_EQ(info.second, 0);
+    EXPECT_EQ(info.first,
+              "Type: std_msgs/msg/String\n\nPublisher count: 1\n\nNode name: " + node +
+                  "\nNode namespace: /\nTopic type: std_msgs/msg/String\nEndpoint type: "
+                  "PUBLISHER\nGID: " +
+                  gid +
+                  "\nQoS profile:\n  Reliability: RELIABLE\n  History (Depth): UNKNOWN\n"
+                  "  Durability: VOLATILE\n  Lifespan: Infinite\n  Deadline: Infinite\n"
+                  "  Liveliness: AUTOMATIC\n  Liveliness lease duration: Infinite\n\n"
+                  "Subscription count: 0\n\n");
+    peer.stop();
+}
+
+}  // namespace

@@ -1,0 +1,50 @@
+#pragma once
+
+// What a participant knows of the ROS 2 graph: the endpoints that discovery reports and the nodes
+// that participants announce on the graph topic, joined as ROS 2 tools join them.
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "graph/GraphModel.h"
+#include "qorROS2/TopicDiscovery.h"
+
+namespace qorROS2::graph {
+
+/// The 12-byte GUID prefix that every entity of one participant shares.
+using GuidPrefix = std::array<std::uint8_t, 12>;
+
+/// The prefix of `guid`.
+GuidPrefix prefixOf(const Guid& guid);
+
+/// The graph as discovery and the graph topic describe it. Not thread-safe: its owner locks.
+class GraphCache {
+  public:
+    /// Remembers (or updates) the endpoint `guid`; `endpoint`'s node fields are ignored.
+    void addEndpoint(const Guid& guid, const DiscoveredEndpoint& endpoint);
+    void removeEndpoint(const Guid& guid);
+
+    /// Takes a participant's newest announcement, replacing its previous one.
+    void announce(const ParticipantEntities& entities);
+
+    /// Forgets a participant that left: its endpoints and its nodes.
+    void removeParticipant(const GuidPrefix& participant);
+
+    /// Nodes sorted by full name, duplicates kept.
+    std::vector<DiscoveredNode> nodes() const;
+
+    /// Endpoints sorted by topic, publishers first, then GUID, each with its node.
+    std::vector<DiscoveredEndpoint> endpoints() const;
+
+    /// Topics sorted by name, each with its types sorted.
+    std::vector<DiscoveredTopic> topics() const;
+
+  private:
+    std::map<Guid, DiscoveredEndpoint> m_endpoints;
+    std::map<GuidPrefix, ParticipantEntities> m_participants;
+};
+
+}  // namespace qorROS2::graph
