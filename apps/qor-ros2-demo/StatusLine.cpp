@@ -19,29 +19,45 @@ StatusLine::StatusLine(std::FILE* out)
       m_start(Clock::now()),
       m_lastPrint(m_start) {}
 
+void StatusLine::remember(const Status& status, Clock::time_point now) {
+    if (!m_started) {
+        m_started = true;
+        m_start = now;
+        m_lastPrint = now;
+        m_firstStatus = status;
+        m_lastStatus = status;
+    }
+}
+
 void StatusLine::update(const Status& status) {
     const Clock::time_point now = Clock::now();
+    remember(status, now);
     const double interval = m_inPlace ? 0.25 : 1.0;
-    if (seconds(now - m_lastPrint) >= interval) {
-        print(status, now);
+    const double wall = seconds(now - m_lastPrint);
+    if (wall >= interval) {
+        // Rates over the last interval, so that a change of pace shows at once.
+        print(status, m_lastStatus, wall);
+        m_lastPrint = now;
+        m_lastStatus = status;
     }
 }
 
 void StatusLine::finish(const Status& status) {
-    print(status, Clock::now());
+    const Clock::time_point now = Clock::now();
+    remember(status, now);
+    // The last interval may be a few steps long; the whole run's averages say more.
+    print(status, m_firstStatus, seconds(now - m_start));
     if (m_inPlace) {
         std::fputc('\n', m_out);
     }
     std::fflush(m_out);
 }
 
-void StatusLine::print(const Status& status, Clock::time_point now) {
-    // Rates over the last interval, so that a change of pace shows at once.
-    const double wall = seconds(now - m_lastPrint);
+void StatusLine::print(const Status& status, const Status& since, double wall) {
     const double realTimeFactor =
-        wall > 0.0 ? (status.simulatedTime - m_lastStatus.simulatedTime) / wall : 0.0;
+        wall > 0.0 ? (status.simulatedTime - since.simulatedTime) / wall : 0.0;
     const double stepsPerSecond =
-        wall > 0.0 ? static_cast<double>(status.steps - m_lastStatus.steps) / wall : 0.0;
+        wall > 0.0 ? static_cast<double>(status.steps - since.steps) / wall : 0.0;
     // Subscriptions that can never receive anything are the usual reason for "no data": they
     // are shown, but only when there are some.
     char incompatible[48] = "";
@@ -57,8 +73,6 @@ void StatusLine::print(const Status& status, Clock::time_point now) {
                  status.activeSensors != nullptr ? status.activeSensors : "none", incompatible,
                  m_inPlace ? "" : "\n");
     std::fflush(m_out);
-    m_lastPrint = now;
-    m_lastStatus = status;
 }
 
 }  // namespace qorDemo

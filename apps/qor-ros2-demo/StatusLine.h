@@ -23,19 +23,23 @@ class StatusLine {
   public:
     explicit StatusLine(std::FILE* out);
 
-    /// Prints when the last print is old enough.
+    /// Prints when the last print is old enough, with the rates of the last interval. The first
+    /// status given is where the run's averages start.
     void update(const Status& status);
 
-    /// Prints the final state and ends the line.
+    /// Prints the final state with the rates averaged over the whole run, and ends the line.
     void finish(const Status& status);
 
   private:
-    void print(const Status& status, std::chrono::steady_clock::time_point now);
+    void remember(const Status& status, std::chrono::steady_clock::time_point now);
+    void print(const Status& status, const Status& since, double wallSeconds);
 
     std::FILE* m_out;
     bool m_inPlace;
+    bool m_started = false;
     std::chrono::steady_clock::time_point m_start;
     std::chrono::steady_clock::time_point m_lastPrint;
+    Status m_firstStatus{};
     Status m_lastStatus{};
 };
 

@@ -1,6 +1,6 @@
 // The demo as a member of the ROS 2 graph: qor-ros2 lists its node under the name given with
-// --ros-args, and a subscriber asking for reliability the camera does not offer is counted on the
-// demo's status line.
+// --ros-args, and a subscriber asking for reliability the camera does not offer (with
+// --sensor-qos best_effort) is counted on the demo's status line.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -23,8 +23,8 @@ TEST(DemoGraph, NodeListShowsTheDemoAndItsStatusLineCountsIncompatibleSubscriber
     ::setenv("ROS_DOMAIN_ID", std::to_string(kGraphDomain).c_str(), 1);
     ::unsetenv("DISPLAY");
     const std::string node = "demo_p" + std::to_string(::getpid());
-    qorE2eTest::OutputChild demo(
-        {QOR_DEMO, "--duration", "60", "--ros-args", "-r", "__node:=" + node, "-r", "__ns:=/sim"});
+    qorE2eTest::OutputChild demo({QOR_DEMO, "--duration", "60", "--sensor-qos", "best_effort",
+                                  "--ros-args", "-r", "__node:=" + node, "-r", "__ns:=/sim"});
     ASSERT_TRUE(demo.started());
     ASSERT_TRUE(demo.readUntil(
         [](const std::string& text) { return text.find("subscriptions") != std::string::npos; },
@@ -35,13 +35,13 @@ TEST(DemoGraph, NodeListShowsTheDemoAndItsStatusLineCountsIncompatibleSubscriber
     EXPECT_EQ(list.exitCode, 0);
     EXPECT_NE(list.output.find("/sim/" + node + "\n"), std::string::npos) << list.output;
 
-    // rviz2's image display subscribes reliably; the camera publishes best effort.
+    // rviz2's image display subscribes reliably; here the camera publishes best effort.
     const qorROS2::Subscriber<qorROS2::sensorMsgs::Image> reliable(
         "/camera/image_raw", qorROS2::QOS{}, static_cast<std::int8_t>(kGraphDomain));
     EXPECT_TRUE(qorTest::waitFor([&] { return reliable.incompatiblePublications() == 1; }));
     EXPECT_TRUE(demo.readUntil(
         [](const std::string& text) {
-            return text.find("commands | 1 incompatible\n") != std::string::npos;
+            return text.find("sensors active: none | 1 incompatible\n") != std::string::npos;
         },
         std::chrono::seconds(30)))
         << demo.text();
