@@ -104,6 +104,24 @@ TEST(TopicDiscovery, EndpointsThatGoAwayAreForgotten) {
     EXPECT_TRUE(qorTest::waitFor([&] { return !typesOf(discovery, topic).has_value(); }));
 }
 
+TEST(TopicDiscovery, DiscoveryMadeAfterASubscriberKnowsAtOnceWhatItsParticipantLearnt) {
+    const std::string topic = uniqueTopic("learnt_before");
+    const Subscriber<stdMsgs::String> subscriber(topic, kReliable, kSharedTestDomain);
+    // A writer of a participant of its own, which the subscriber's participant must discover.
+    const detail::RawPayloadWriter writer("rt" + topic, "std_msgs::msg::dds_::String_", kReliable,
+                                          static_cast<std::uint32_t>(kSharedTestDomain));
+    ASSERT_TRUE(qorTest::waitFor([&] { return subscriber.matchedPublications() == 1; }));
+
+    // No waiting: the discovery shares the participant that already knows the writer.
+    const TopicDiscovery discovery(kSharedTestDomain);
+    std::size_t publishers = 0;
+    for (const DiscoveredEndpoint& endpoint : discovery.endpoints()) {
+        publishers += endpoint.topic == topic && endpoint.publisher ? 1U : 0U;
+    }
+    EXPECT_EQ(publishers, 1U);
+    EXPECT_EQ(typesOf(discovery, topic), std::vector<std::string>{"std_msgs/msg/String"});
+}
+
 TEST(TopicDiscovery, WaitingForATopicNobodyUsesTimesOut) {
     const TopicDiscovery discovery(kSharedTestDomain);
     const auto start = std::chrono::steady_clock::now();

@@ -58,9 +58,13 @@ class TopicDiscoveryState;
 }  // namespace detail
 
 /// Watches a DDS domain for the publications and subscriptions of ROS 2 topics, and reads the
-/// ROS 2 graph topic for the nodes that own them, in other processes and in this one, from the
-/// moment it is constructed. Endpoints that go away, or whose participant leaves, are forgotten,
-/// and so are the nodes of a participant that leaves. Not copyable or movable.
+/// ROS 2 graph topic for the nodes that own them, in other processes and in this one.
+/// Endpoints that go away, or whose participant leaves, are forgotten, and so are the nodes of a
+/// participant that leaves. It shares the one participant that this process has in the domain
+/// with the process's publishers and subscribers (creating it when there is none, so that it
+/// appears in the graph as this process's node): a subscriber created while a discovery lives
+/// needs no discovery of its own, and what the discovery sees includes everything the
+/// participant has learnt since it was created. Not copyable or movable.
 class QORNTROS2_EXPORT TopicDiscovery {
   public:
     /// Starts watching DDS domain `domainId`. Throws std::invalid_argument for a negative domain

@@ -17,6 +17,7 @@
 #include <fastdds/dds/topic/qos/TopicQos.hpp>
 
 #include "detail/Warning.h"
+#include "graph/DomainGraph.h"
 #include "graph/GidLayout.h"
 #include "graph/GraphAnnouncer.h"
 #include "graph/GraphDataType.h"
@@ -43,6 +44,8 @@ struct DomainEntry {
     std::map<std::string, TopicEntry> topics;      // by DDS topic name
     std::map<std::string, std::size_t> typeUsers;  // topics per registered DDS type name
     std::unique_ptr<graph::GraphAnnouncer> announcer;
+    // The participant's listener: created before it and deleted after it.
+    std::unique_ptr<graph::DomainGraph> graph;
 };
 
 // Every participant this process has, by domain, guarded by middlewareEntitiesMutex().
@@ -58,9 +61,13 @@ Registry& registry() {
 }
 
 dds::DomainParticipant* createParticipant(dds::DomainParticipantFactory& factory,
-                                          std::uint32_t domain) {
+                                          std::uint32_t domain, graph::DomainGraph& listener) {
+    // The listener hears discovery from the start, so that what the process's topic discovery
+    // reports does not depend on when it was asked. No status of the participant's endpoints
+    // reaches it: they have listeners of their own.
     return factory.create_participant(static_cast<dds::DomainId_t>(domain),
-                                      rosParticipantQos(factory));
+                                      rosParticipantQos(factory), &listener,
+                                      dds::StatusMask::none());
 }
 
 dds::TopicDataType* createGraphDataType() {
@@ -68,28 +75,31 @@ dds::TopicDataType* createGraphDataType() {
 }
 
 // Gives a new participant its graph topic and the writer that announces its node there.
-void startAnnouncing(DomainEntry& entry, const std::string& rosTopic);
+void startAnnouncing(DomainEntry& entry);
 dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const std::string& ddsTopic,
                        const WireType& type);
 void releaseTopic(DomainEntry& entry, const std::string& ddsTopic);
 
-// Takes a lease of the participant of `domain`, creating it for the first one.
-DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string& rosTopic) {
+// Takes a lease of the participant of `domain`, creating it for the first one. `refusal` starts
+// the error when the middleware refuses: "cannot use topic \"/clock\"".
+DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string& refusal) {
     auto found = all.domains.find(domain);
     if (found == all.domains.end()) {
         std::shared_ptr<dds::DomainParticipantFactory> factory =
             dds::DomainParticipantFactory::get_shared_instance();
-        dds::DomainParticipant* participant = createParticipant(*factory, domain);
+        auto graph = std::make_unique<graph::DomainGraph>();
+        dds::DomainParticipant* participant = createParticipant(*factory, domain, *graph);
         if (participant == nullptr) {
-            throw std::runtime_error("cannot use topic \"" + rosTopic +
-                                     "\": Fast DDS could not create a participant in domain " +
+            throw std::runtime_error(refusal +
+                                     ": Fast DDS could not create a participant in domain " +
                                      std::to_string(domain));
         }
         found = all.domains.emplace(domain, DomainEntry{}).first;
         found->second.factory = std::move(factory);
         found->second.participant = participant;
+        found->second.graph = std::move(graph);
         try {
-            startAnnouncing(found->second, rosTopic);
+            startAnnouncing(found->second);
         } catch (...) {
             found->second.factory->delete_participant(participant);
             all.domains.erase(found);
@@ -157,10 +167,11 @@ void releaseTopic(DomainEntry& entry, const std::string& ddsTopic) {
     }
 }
 
-void startAnnouncing(DomainEntry& entry, const std::string& rosTopic) {
+void startAnnouncing(DomainEntry& entry) {
     const WireType graphType{graph::kGraphTypeName, "rmw_dds_common/msg/ParticipantEntitiesInfo",
                              &createGraphDataType};
-    dds::Topic* topic = leaseTopic(entry, rosTopic, graph::kGraphTopicName, graphType);
+    dds::Topic* topic =
+        leaseTopic(entry, graph::kGraphTopicName, graph::kGraphTopicName, graphType);
     try {
         entry.announcer = std::make_unique<graph::GraphAnnouncer>(*entry.participant, *topic);
     } catch (...) {
@@ -176,6 +187,7 @@ void releaseDomain(Registry& all, std::uint32_t domain) {
         return;
     }
     found->second.announcer.reset();
+    found->second.graph->stopReadingGraphTopic(*found->second.participant);
     releaseTopic(found->second, graph::kGraphTopicName);
     if (found->second.factory->delete_participant(found->second.participant) !=
         ReturnCode_t::RETCODE_OK) {
@@ -199,12 +211,32 @@ void reannounceNodes() {
     }
 }
 
+DomainLease::DomainLease(std::uint32_t domain, const std::string& purpose) : m_domain(domain) {
+    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    Registry& all = registry();
+    DomainEntry& entry = leaseDomain(all, domain, "cannot " + purpose);
+    try {
+        entry.graph->readGraphTopic(*entry.participant,
+                                    *entry.topics.at(graph::kGraphTopicName).topic);
+    } catch (...) {
+        releaseDomain(all, domain);
+        throw;
+    }
+    m_participant = entry.participant;
+    m_graph = entry.graph.get();
+}
+
+DomainLease::~DomainLease() {
+    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    releaseDomain(registry(), m_domain);
+}
+
 TopicLease::TopicLease(std::uint32_t domain, const std::string& rosTopic,
                        const std::string& ddsTopic, const WireType& type)
     : m_domain(domain), m_ddsTopic(ddsTopic) {
     std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
     Registry& all = registry();
-    DomainEntry& entry = leaseDomain(all, domain, rosTopic);
+    DomainEntry& entry = leaseDomain(all, domain, "cannot use topic \"" + rosTopic + "\"");
     try {
         m_topic = leaseTopic(entry, rosTopic, ddsTopic, type);
     } catch (...) {

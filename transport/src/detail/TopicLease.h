@@ -14,6 +14,7 @@ class Topic;
 }  // namespace eprosima::fastdds::dds
 
 namespace qorROS2::graph {
+class DomainGraph;
 class GraphAnnouncer;
 }  // namespace qorROS2::graph
 
@@ -28,6 +29,29 @@ std::mutex& middlewareEntitiesMutex();
 
 /// Announces every participant's node again, under the process's current node identity.
 void reannounceNodes();
+
+/// A share of the one DDS participant of `domain` in this process, for learning the ROS 2 graph:
+/// the first lease of a domain creates its participant (as TopicLease does), and any lease starts
+/// reading the graph topic on it, which then goes on as long as the participant lives.
+class DomainLease {
+  public:
+    /// Leases the participant of `domain`. Throws std::runtime_error naming `purpose` ("topic
+    /// discovery") when the middleware refuses.
+    DomainLease(std::uint32_t domain, const std::string& purpose);
+    ~DomainLease();
+
+    DomainLease(const DomainLease&) = delete;
+    DomainLease& operator=(const DomainLease&) = delete;
+
+    eprosima::fastdds::dds::DomainParticipant& participant() const { return *m_participant; }
+    /// What the participant has learnt of the graph since it was created.
+    const graph::DomainGraph& graph() const { return *m_graph; }
+
+  private:
+    std::uint32_t m_domain;
+    eprosima::fastdds::dds::DomainParticipant* m_participant = nullptr;
+    graph::DomainGraph* m_graph = nullptr;
+};
 
 /// A share of the one DDS participant of `domain` in this process and of one topic on it. The
 /// first lease of a domain creates its participant, with the writer that announces its node on
