@@ -124,17 +124,15 @@ int listTopics(bool showTypes, std::int8_t domain) {
 // The type of the messages on `topic`, as its endpoints in `domain` announce it. Throws
 // UsageError when no endpoint appears in time, when they use several types, or when the type is
 // not one of the known ones.
-const MessageType& discoveredType(const std::string& topic, std::int8_t domain,
+const MessageType& discoveredType(const std::string& topic,
+                                  const qorROS2::TopicDiscovery& discovery, std::int8_t domain,
                                   const std::string& verb) {
     const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
     std::vector<std::string> types;
-    {
-        const qorROS2::TopicDiscovery discovery(domain);
-        if (discovery.waitForTopic(name, kTypeDiscoveryTimeout)) {
-            for (const qorROS2::DiscoveredTopic& found : discovery.topics()) {
-                if (found.name == name) {
-                    types = found.types;
-                }
+    if (discovery.waitForTopic(name, kTypeDiscoveryTimeout)) {
+        for (const qorROS2::DiscoveredTopic& found : discovery.topics()) {
+            if (found.name == name) {
+                types = found.types;
             }
         }
     }
@@ -204,9 +202,13 @@ int topicCommand(const std::string& verb, const std::vector<std::string>& argume
                               : "topic hz TOPIC [TYPE] [--window N]");
         options.topic = line.positional()[0];
         options.domain = domainFromEnvironment();
-        const MessageType& type = line.positional().size() == 2
-                                      ? findMessageType(line.positional()[1])
-                                      : discoveredType(options.topic, options.domain, verb);
+        // The discovery lives on while the command runs: its participant is the one the
+        // subscription then uses, already acquainted with the publishers.
+        const qorROS2::TopicDiscovery discovery(options.domain);
+        const MessageType& type =
+            line.positional().size() == 2
+                ? findMessageType(line.positional()[1])
+                : discoveredType(options.topic, discovery, options.domain, verb);
         options.once = line.has("--once");
         if (line.has("--save")) {
             if (type.name != "sensor_msgs/msg/Image") {

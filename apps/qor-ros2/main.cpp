@@ -1,5 +1,7 @@
 // qor-ros2: the ros2 command line's topic and interface commands, without a ROS 2 installation.
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
@@ -13,6 +15,8 @@
 
 int main(int argc, char** argv) {
     std::vector<std::string> arguments(argv + 1, argv + argc);
+    // A hidden node, as the ros2 command's own: `node list` leaves it out unless asked.
+    qorROS2::setNodeIdentity("_qor_ros2_" + std::to_string(::getpid()));
     try {
         qorROS2::applyRosArguments(arguments);
     } catch (const std::invalid_argument& error) {

@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int kFirstSampleDomain = 170;
+constexpr int kFirstSampleDomain = 118;
 constexpr std::chrono::seconds kFirstSampleBound{10};
 
 TEST(CliFirstSample, EchoWithoutATypePrintsTheDemosFirstImageSoonEveryTime) {

@@ -34,6 +34,24 @@ bool hasInitialPeer(const dds::DomainParticipantQos& qos, const std::string& add
     return false;
 }
 
+TEST(ParticipantQos, DefaultAnnouncementPeriodIsShortened) {
+    dds::DomainParticipantQos qos;
+    ASSERT_EQ(qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod,
+              eprosima::fastrtps::Duration_t(3, 0));
+    qorROS2::detail::shortenAnnouncementPeriod(qos);
+    EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod,
+              eprosima::fastrtps::Duration_t(0, 250'000'000));
+}
+
+TEST(ParticipantQos, AnnouncementPeriodThatAProfileChoseIsKept) {
+    dds::DomainParticipantQos qos;
+    qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod =
+        eprosima::fastrtps::Duration_t(5, 0);
+    qorROS2::detail::shortenAnnouncementPeriod(qos);
+    EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod,
+              eprosima::fastrtps::Duration_t(5, 0));
+}
+
 TEST(ParticipantQos, SubnetKeepsMulticastDiscoveryAndAddsThePeers) {
     NetworkSettings settings;
     settings.staticPeers = {"10.213.7.2"};

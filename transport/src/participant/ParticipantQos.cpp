@@ -149,6 +149,14 @@ void applyNetworkSettings(const NetworkSettings& settings, dds::DomainParticipan
     applySecurity(settings.security, qos);
 }
 
+void shortenAnnouncementPeriod(dds::DomainParticipantQos& qos) {
+    auto& period = qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod;
+    if (period == eprosima::fastrtps::Duration_t(3, 0)) {
+        period = eprosima::fastrtps::Duration_t(
+            0, static_cast<std::uint32_t>(kAnnouncementPeriodNanoseconds));
+    }
+}
+
 dds::DomainParticipantQos rosParticipantQos(dds::DomainParticipantFactory& factory) {
     const NetworkSettings& settings = processNetworkSettings();
     if (!settings.profilesFile.empty()) {
@@ -159,6 +167,7 @@ dds::DomainParticipantQos rosParticipantQos(dds::DomainParticipantFactory& facto
     }
     dds::DomainParticipantQos qos = factory.get_default_participant_qos();
     applyNetworkSettings(settings, qos);
+    shortenAnnouncementPeriod(qos);
     // ROS 2 tells the security enclave of a participant in its user data; "/" is the default.
     const std::string enclave = "enclave=/;";
     qos.user_data().data_vec(

@@ -2,6 +2,8 @@
 
 // The QoS every DDS participant of this process is created with.
 
+#include <cstdint>
+
 namespace eprosima::fastdds::dds {
 class DomainParticipantFactory;
 class DomainParticipantQos;
@@ -10,6 +12,16 @@ class DomainParticipantQos;
 namespace qorROS2::detail {
 
 struct NetworkSettings;
+
+/// The period at which participants announce themselves after their first announcements, when
+/// no profile chose one: Fast DDS's 3 s default made a participant that missed the answers to its
+/// first announcements (one start in three or four here, on loopback) wait up to 3 s before it
+/// knew the others, and with them the topic a command was asked for.
+inline constexpr std::int64_t kAnnouncementPeriodNanoseconds = 250'000'000;
+
+/// Shortens `qos`'s announcement period to kAnnouncementPeriodNanoseconds when it is Fast DDS's
+/// default; a period that a profile chose is kept.
+void shortenAnnouncementPeriod(eprosima::fastdds::dds::DomainParticipantQos& qos);
 
 /// Applies `settings` to `qos`: the transports and discovery that ROS 2's networking variables
 /// ask for. Leaves everything else (a profile's buffer sizes, say) as it was.
