@@ -47,7 +47,10 @@ RateMeter::RateMeter(std::size_t window) : m_window(std::max<std::size_t>(window
 void RateMeter::add(const std::string& topic, std::int64_t receiveNanoseconds) {
     Arrivals& arrivals = m_topics[topic];
     if (receiveNanoseconds == 0) {
-        arrivals.intervals.clear();
+        if (!arrivals.intervals.empty()) {
+            arrivals.intervals.clear();
+            ++m_untoldResets;
+        }
         return;
     }
     if (arrivals.first < 0 || arrivals.first > receiveNanoseconds) {
@@ -84,6 +87,18 @@ std::optional<RateMeter::Rate> RateMeter::dueRate(const std::string& topic) cons
 }
 
 std::optional<std::string> RateMeter::report(const std::vector<std::string>& topics) const {
+    std::string notices;
+    for (; m_untoldResets > 0; --m_untoldResets) {
+        notices += "time has reset, resetting counters\n";
+    }
+    const std::optional<std::string> text = rateReport(topics);
+    if (notices.empty()) {
+        return text;
+    }
+    return notices + text.value_or("");
+}
+
+std::optional<std::string> RateMeter::rateReport(const std::vector<std::string>& topics) const {
     if (topics.size() == 1) {
         const auto rate = dueRate(topics.front());
         if (!rate) {

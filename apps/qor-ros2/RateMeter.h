@@ -23,14 +23,16 @@ class RateMeter {
 
     /// Counts a message of `topic` received at `receiveNanoseconds` (ROS time). The first
     /// message, and the first after the clock went back before it, only start the count; a
-    /// clock at 0 means it was reset and drops the intervals.
+    /// clock at 0 means it was reset and drops the intervals, which the next report says first.
     void add(const std::string& topic, std::int64_t receiveNanoseconds);
 
     /// What ros2 prints now, newline included, or none. A topic is reported once its newest
     /// message came at least a second after the one its previous report covered (its first
     /// report waits one such second). One topic prints "average rate: 10.000\n\tmin: 0.100s max:
     /// 0.100s std dev: 0.00000s window: 10\n"; several print a table with a row for each topic
-    /// due, and nothing when none is. When no new message came, nothing is printed.
+    /// due, and nothing when none is. When no new message came, nothing is printed. After a reset
+    /// of the clock the text starts with "time has reset, resetting counters\n", which ros2
+    /// prints as the message arrives: call this after each add to keep ros2's order.
     std::optional<std::string> report(const std::vector<std::string>& topics) const;
 
   private:
@@ -52,9 +54,12 @@ class RateMeter {
     };
 
     std::optional<Rate> dueRate(const std::string& topic) const;
+    std::optional<std::string> rateReport(const std::vector<std::string>& topics) const;
 
     std::size_t m_window;
     std::map<std::string, Arrivals> m_topics;
+    // Resets not yet told; the next report tells them, as printing them is what ros2 does.
+    mutable std::size_t m_untoldResets = 0;
 };
 
 }  // namespace qorCli

@@ -85,13 +85,23 @@ TEST(RateMeter, AClockThatGoesBackBeforeTheFirstMessageStartsOver) {
     const std::vector<std::string> topics{"/a"};
     arrive(meter, "/a", 10 * kSecond, 12 * kSecond, kSecond);
     meter.report(topics);
-    meter.add("/a", 0);  // a reset clock
     meter.add("/a", 5 * kSecond);
     meter.add("/a", 13 * kSecond);
     // Only the interval since the restart at 5 s counts.
     EXPECT_EQ(meter.report(topics),
               "average rate: 0.125\n\tmin: 8.000s max: 8.000s std dev: "
               "0.00000s window: 1\n");
+}
+
+TEST(RateMeter, AClockResetIsToldOnceBeforeTheNextReport) {
+    RateMeter meter;
+    const std::vector<std::string> topics{"/a"};
+    meter.add("/a", 0);  // nothing counted yet: nothing to reset
+    EXPECT_EQ(meter.report(topics), std::nullopt);
+    arrive(meter, "/a", kSecond, 2 * kSecond, kSecond);
+    meter.add("/a", 0);
+    EXPECT_EQ(meter.report(topics), "time has reset, resetting counters\n");
+    EXPECT_EQ(meter.report(topics), std::nullopt);
 }
 
 TEST(RateMeter, SeveralTopicsPrintATableOfTheTopicsDue) {
