@@ -32,7 +32,8 @@ inline std::string shownString(const std::string& value, bool noStrings,
 }
 
 /// The interface-definition name of an array's element type, as the summaries of --no-arr
-/// spell it: "double", "float", "boolean", "octet", "int32", "string", "std_msgs/msg/Header".
+/// spell it: "double", "float", "boolean", "octet", "int32", "string", "std_msgs/msg/Header";
+/// a char is a uint8 there.
 template <typename Element>
 std::string definitionTypeName(const char* rosElement) {
     if constexpr (qorROS2::isMessageRecord<Element>) {
@@ -47,7 +48,7 @@ std::string definitionTypeName(const char* rosElement) {
     } else if constexpr (std::is_same_v<Element, bool>) {
         return "boolean";
     } else if constexpr (std::is_same_v<Element, char>) {
-        return "char";
+        return "uint8";  // ROS 2 maps a definition's char to uint8
     } else {
         if (rosElement != nullptr && std::string(rosElement) == "byte") {
             return "octet";

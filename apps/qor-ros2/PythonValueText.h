@@ -2,7 +2,7 @@
 
 // Field values as Python's str() and repr() show them in ROS 2's Python tools, where strings are
 // str, sequences of numbers array.array, fixed-size float64 arrays numpy arrays and messages
-// objects whose repr lists their fields.
+// objects whose repr lists their fields; a definition's char is a uint8, an int.
 
 #include <cstdint>
 #include <string>
@@ -23,15 +23,16 @@ inline bool isByteField(const char* rosElement) {
 }
 
 /// The type code of the array.array that holds a sequence of `Element`, or 0 when Python keeps
-/// such a sequence in a list (strings, booleans, bytes, characters, messages).
+/// such a sequence in a list (strings, booleans, bytes, messages).
 template <typename Element>
 char arrayTypeCode(const char* rosElement) {
     if constexpr (std::is_same_v<Element, double>) {
         return 'd';
     } else if constexpr (std::is_same_v<Element, float>) {
         return 'f';
-    } else if constexpr (std::is_same_v<Element, bool> || std::is_same_v<Element, char> ||
-                         !std::is_integral_v<Element>) {
+    } else if constexpr (std::is_same_v<Element, char>) {
+        return 'B';  // ROS 2 maps a definition's char to uint8
+    } else if constexpr (std::is_same_v<Element, bool> || !std::is_integral_v<Element>) {
         return 0;
     } else {
         if (isByteField(rosElement)) {
@@ -103,7 +104,7 @@ std::string pythonRepr(const Value& value, const char* rosElement) {
     } else if constexpr (std::is_same_v<Value, std::string>) {
         return pythonStrRepr(value);
     } else if constexpr (std::is_same_v<Value, char>) {
-        return pythonStrRepr(std::string(1, value));
+        return std::to_string(static_cast<unsigned>(static_cast<std::uint8_t>(value)));
     } else if constexpr (std::is_same_v<Value, bool>) {
         return value ? "True" : "False";
     } else if constexpr (std::is_floating_point_v<Value>) {
@@ -116,14 +117,12 @@ std::string pythonRepr(const Value& value, const char* rosElement) {
     }
 }
 
-/// str() of a field value: as repr() but strings and characters unquoted and numpy arrays
+/// str() of a field value: as repr() but strings unquoted and numpy arrays
 /// without their "array(...)".
 template <typename Value>
 std::string pythonStr(const Value& value, const char* rosElement) {
     if constexpr (std::is_same_v<Value, std::string>) {
         return value;
-    } else if constexpr (std::is_same_v<Value, char>) {
-        return std::string(1, value);
     } else if constexpr (qorROS2::isFixedArray<Value>) {
         return numpyArrayStr(std::vector<double>(value.begin(), value.end()));
     } else {
@@ -142,7 +141,7 @@ std::string pythonTypeName(const char* rosElement) {
     } else if constexpr (qorROS2::isSequence<Value>) {
         return detail::arrayTypeCode<typename Value::value_type>(rosElement) != 0 ? "array.array"
                                                                                   : "list";
-    } else if constexpr (std::is_same_v<Value, std::string> || std::is_same_v<Value, char>) {
+    } else if constexpr (std::is_same_v<Value, std::string>) {
         return "str";
     } else if constexpr (std::is_same_v<Value, bool>) {
         return "bool";

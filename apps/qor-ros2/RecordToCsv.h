@@ -58,7 +58,8 @@ std::string csvValue(const Value& value, const char* rosElement, bool isField,
     } else if constexpr (std::is_same_v<Value, std::string>) {
         return shownString(value, options.noStrings, options.truncateLength);
     } else if constexpr (std::is_same_v<Value, char>) {
-        return shownString(std::string(1, value), options.noStrings, options.truncateLength);
+        // ROS 2 maps a definition's char to uint8: the tools show its code.
+        return std::to_string(static_cast<unsigned>(static_cast<std::uint8_t>(value)));
     } else if constexpr (std::is_same_v<Value, bool>) {
         return value ? "True" : "False";
     } else if constexpr (std::is_floating_point_v<Value>) {

@@ -40,12 +40,8 @@ inline bool isByteElement(const char* rosElement) {
     return rosElement != nullptr && std::strcmp(rosElement, "byte") == 0;
 }
 
-/// A byte or char is a one-character string to the tools: cut to nothing by a length of 0.
-inline std::string characterText(std::uint8_t value, bool isString, const YamlOptions& options,
-                                 YamlPlace place) {
-    if (isString && options.noStrings) {
-        return formatString(stringSummary(std::string(1, static_cast<char>(value))), place);
-    }
+/// A byte is a one-character string to the tools: cut to nothing by a length of 0.
+inline std::string byteText(std::uint8_t value, const YamlOptions& options, YamlPlace place) {
     if (options.truncateLength && *options.truncateLength == 0) {
         return formatString("...", place);
     }
@@ -60,12 +56,13 @@ std::string scalarText(const T& value, const char* rosElement, const YamlOptions
     } else if constexpr (std::is_same_v<T, bool>) {
         return value ? "true" : "false";
     } else if constexpr (std::is_same_v<T, char>) {
-        return characterText(static_cast<std::uint8_t>(value), true, options, place);
+        // ROS 2 maps a definition's char to uint8: the tools show its code.
+        return std::to_string(static_cast<unsigned>(static_cast<std::uint8_t>(value)));
     } else if constexpr (std::is_floating_point_v<T>) {
         return formatFloat(static_cast<double>(value));
     } else {
         if (isByteElement(rosElement)) {
-            return characterText(static_cast<std::uint8_t>(value), false, options, place);
+            return byteText(static_cast<std::uint8_t>(value), options, place);
         }
         return std::to_string(value);
     }

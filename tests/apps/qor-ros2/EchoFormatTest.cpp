@@ -273,6 +273,19 @@ TEST(EchoFormat, FieldThatDoesNotExistIsAUsageErrorWithPythonsWording) {
     EXPECT_THROW(formatEcho(info, withField("k.x")), qorCli::UsageError);
 }
 
+TEST(EchoFormat, ACharIsTheNumberOfItsCodeAsForAUint8) {
+    const stdMsgs::Char letter{'A'};
+    EXPECT_EQ(formatEcho(letter, EchoFormat{}), "data: 65\n---\n");
+    EchoFormat hidden;
+    hidden.noStrings = true;
+    hidden.truncateLength = 0;
+    EXPECT_EQ(formatEcho(letter, hidden), "data: 65\n---\n");
+    EchoFormat csv;
+    csv.csv = true;
+    EXPECT_EQ(formatEcho(letter, csv), "65\n");
+    EXPECT_EQ(formatEcho(letter, withField("data")), "65\n---\n");
+}
+
 TEST(EchoFormat, AMessageWithoutFieldsPrintsAnEmptyMapping) {
     EXPECT_EQ(formatEcho(stdMsgs::Empty{}, EchoFormat{}), "{}\n---\n");
     EchoFormat csv;
