@@ -1,59 +1,14 @@
 #include "YamlScalars.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <regex>
-#include <system_error>
+
+#include "PythonText.h"
 
 namespace qorCli {
 
 namespace {
-
-// Places the shortest round-trip digits as Python's repr does: positional between 1e-4 and 1e16,
-// otherwise scientific with a signed, two-digit-minimum exponent.
-std::string pythonRepr(double value) {
-    char buffer[64];
-    const auto result =
-        std::to_chars(buffer, buffer + sizeof(buffer), value, std::chars_format::scientific);
-    const std::string text(buffer, result.ptr);
-    const auto e = text.find('e');
-    std::string mantissa = text.substr(0, e);
-    const int exponent = std::stoi(text.substr(e + 1));
-    std::string sign;
-    if (mantissa[0] == '-') {
-        sign = "-";
-        mantissa.erase(0, 1);
-    }
-    std::string digits;
-    for (char c : mantissa) {
-        if (c != '.') {
-            digits += c;
-        }
-    }
-    if (exponent >= -4 && exponent < 16) {
-        std::string out;
-        if (exponent < 0) {
-            out = "0." + std::string(static_cast<std::size_t>(-exponent - 1), '0') + digits;
-        } else {
-            const auto point = static_cast<std::size_t>(exponent) + 1;
-            if (digits.size() <= point) {
-                out = digits + std::string(point - digits.size(), '0') + ".0";
-            } else {
-                out = digits.substr(0, point) + "." + digits.substr(point);
-            }
-        }
-        return sign + out;
-    }
-    std::string out = digits.substr(0, 1);
-    if (digits.size() > 1) {
-        out += "." + digits.substr(1);
-    }
-    char exponentText[16];
-    std::snprintf(exponentText, sizeof(exponentText), "e%c%02d", exponent < 0 ? '-' : '+',
-                  std::abs(exponent));
-    return sign + out + exponentText;
-}
 
 bool readsAsOtherType(const std::string& value) {
     // PyYAML's implicit resolvers for bool, null, int and float.
@@ -124,8 +79,13 @@ std::string doubleQuoted(const std::string& value) {
     return out + "\"";
 }
 
+bool startsWithDocumentMarker(const std::string& value) {
+    return value.rfind("---", 0) == 0 || value.rfind("...", 0) == 0;
+}
+
 bool needsSingleQuotes(const std::string& value) {
-    if (value.empty() || value.front() == ' ' || value.back() == ' ' || readsAsOtherType(value)) {
+    if (value.empty() || value.front() == ' ' || value.back() == ' ' || readsAsOtherType(value) ||
+        startsWithDocumentMarker(value)) {
         return true;
     }
     const char first = value.front();
@@ -140,6 +100,19 @@ bool needsSingleQuotes(const std::string& value) {
            value.back() == ':' || value.find('\n') != std::string::npos;
 }
 
+// Inside [...] or {...} a plain scalar must also avoid the flow indicators anywhere, and any
+// colon or leading question mark.
+bool needsQuotesInFlow(const std::string& value) {
+    if (needsSingleQuotes(value)) {
+        return true;
+    }
+    const char first = value.front();
+    if (first == '?' || first == ':') {
+        return true;
+    }
+    return value.find_first_of(",?[]{}:", 1) != std::string::npos;
+}
+
 }  // namespace
 
 std::string formatFloat(double value) {
@@ -149,7 +122,7 @@ std::string formatFloat(double value) {
     if (std::isinf(value)) {
         return value > 0 ? ".inf" : "-.inf";
     }
-    std::string text = pythonRepr(value);
+    std::string text = pythonFloatRepr(value);
     const auto e = text.find('e');
     if (text.find('.') == std::string::npos && e != std::string::npos) {
         text.insert(e, ".0");
@@ -157,14 +130,16 @@ std::string formatFloat(double value) {
     return text;
 }
 
-std::string formatString(const std::string& value) {
+std::string formatString(const std::string& value, YamlPlace place) {
     for (char ch : value) {
         const auto c = static_cast<unsigned char>(ch);
         if (needsDoubleQuotes(c)) {
             return doubleQuoted(value);
         }
     }
-    if (!needsSingleQuotes(value)) {
+    const bool quoted =
+        place == YamlPlace::flow ? needsQuotesInFlow(value) : needsSingleQuotes(value);
+    if (!quoted) {
         return value;
     }
     std::string out = "'";
@@ -177,9 +152,9 @@ std::string formatString(const std::string& value) {
     return out + "'";
 }
 
-std::string formatByte(std::uint8_t value) {
+std::string formatByte(std::uint8_t value, YamlPlace place) {
     if (value < 0x80) {
-        return formatString(std::string(1, static_cast<char>(value)));
+        return formatString(std::string(1, static_cast<char>(value)), place);
     }
     if (value < 0xA0) {
         char escaped[8];

@@ -7,6 +7,10 @@
 
 namespace qorCli {
 
+/// Where a scalar stands: in block style, or inside a flow collection ("[a, b]", "{k: v}"),
+/// where more characters make PyYAML quote it.
+enum class YamlPlace { block, flow };
+
 /// A float64 as Python's repr gives it, adjusted as PyYAML does: "0.5", "1.0", "1.0e-05",
 /// ".inf", "-.inf", ".nan".
 std::string formatFloat(double value);
@@ -14,9 +18,9 @@ std::string formatFloat(double value);
 /// A string as PyYAML writes it: plain when it reads back as the same string, in single quotes
 /// when it would read as another type or starts with an indicator, in double quotes with
 /// escapes when it holds control characters.
-std::string formatString(const std::string& value);
+std::string formatString(const std::string& value, YamlPlace place = YamlPlace::block);
 
 /// A byte (or char) as ros2 shows it: the one-character string of that code.
-std::string formatByte(std::uint8_t value);
+std::string formatByte(std::uint8_t value, YamlPlace place = YamlPlace::block);
 
 }  // namespace qorCli

@@ -28,7 +28,13 @@ class SubscriberState {
         // samples of one size allocates nothing.
         using std::swap;
         swap(message, m_slot.record);
+        m_lastSampleSize = m_slot.serializedSize;
         return true;
+    }
+
+    std::size_t lastSampleSize() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_lastSampleSize;
     }
 
     ReaderEndpoint& endpoint() { return m_endpoint; }
@@ -37,6 +43,7 @@ class SubscriberState {
     ReaderEndpoint m_endpoint;
     std::mutex m_mutex;
     DecodeSlot<T> m_slot;
+    std::size_t m_lastSampleSize = 0;
 };
 
 }  // namespace detail
@@ -72,6 +79,11 @@ std::uint64_t Subscriber<T>::incompatiblePublications() const {
 template <typename T>
 std::uint64_t Subscriber<T>::droppedSamples() const {
     return m_state != nullptr ? m_state->endpoint().malformedSamples().count() : 0;
+}
+
+template <typename T>
+std::size_t Subscriber<T>::lastSampleSize() const {
+    return m_state != nullptr ? m_state->lastSampleSize() : 0;
 }
 
 #define QORNTROS2_INSTANTIATE_SUBSCRIBER(Namespace, Name) \

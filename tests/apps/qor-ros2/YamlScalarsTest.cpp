@@ -36,6 +36,23 @@ TEST(YamlScalars, StringsAreQuotedOnlyWhenTheyWouldReadOtherwise) {
     EXPECT_EQ(qorCli::formatString("a\tb"), "\"a\\tb\"");
 }
 
+TEST(YamlScalars, StringsThatStartLikeADocumentMarkerAreQuoted) {
+    EXPECT_EQ(qorCli::formatString("..."), "'...'");
+    EXPECT_EQ(qorCli::formatString("---x"), "'---x'");
+    EXPECT_EQ(qorCli::formatString("a..."), "a...");
+}
+
+TEST(YamlScalars, InsideFlowCollectionsFlowIndicatorsAreQuotedToo) {
+    using qorCli::YamlPlace;
+    EXPECT_EQ(qorCli::formatString("a, b"), "a, b");
+    EXPECT_EQ(qorCli::formatString("a, b", YamlPlace::flow), "'a, b'");
+    EXPECT_EQ(qorCli::formatString("http://x", YamlPlace::flow), "'http://x'");
+    EXPECT_EQ(qorCli::formatString("?a", YamlPlace::flow), "'?a'");
+    EXPECT_EQ(qorCli::formatString("-a", YamlPlace::flow), "-a");
+    EXPECT_EQ(qorCli::formatString("a b", YamlPlace::flow), "a b");
+    EXPECT_EQ(qorCli::formatByte(',', YamlPlace::flow), "','");
+}
+
 TEST(YamlScalars, BytesAreOneCharacterStrings) {
     EXPECT_EQ(qorCli::formatByte(65), "A");
     EXPECT_EQ(qorCli::formatByte(0), "\"\\0\"");

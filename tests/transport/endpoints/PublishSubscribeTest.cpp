@@ -173,6 +173,40 @@ TEST(PublishSubscribe, ReceivingInTheSteadyStateDoesNotAllocate) {
     EXPECT_TRUE(qorTest::sameContents(received, sent));
 }
 
+TEST(PublishSubscribe, LastSampleSizeIsTheSerializedSizeOfTheSampleTaken) {
+    const std::string topic = uniqueTopic("sample_size");
+    Publisher<sensorMsgs::JointState> publisher(topic, QOS{}, kSharedTestDomain);
+    Subscriber<sensorMsgs::JointState> subscriber(topic, QOS{}, kSharedTestDomain);
+    EXPECT_EQ(subscriber.lastSampleSize(), 0U);
+    ASSERT_TRUE(qorTest::waitForMatch(publisher, subscriber));
+
+    sensorMsgs::JointState small{};
+    small.header.frame_id = "base";
+    small.name = {"a", "bc"};
+    small.position = {1.0, 2.0};
+    small.velocity = {3.0};
+    small.effort = {4.0};
+    // Header 4, stamp 8, frame_id 4 + 5, pad 3, name count 4, "a" 4 + 2, pad 2, "bc" 4 + 3,
+    // pad 1, position count 4, pad 4, 2 doubles 16, velocity count 4, pad 4, 1 double 8, effort
+    // count 4, pad 4, 1 double 8.
+    const std::size_t smallSize = 100;
+    sensorMsgs::JointState large = small;
+    large.name = {"a", "bc", "def"};  // 4 + 4 more bytes, then the doubles stay aligned
+    large.position = {1.0, 2.0, 5.0};
+    const std::size_t largeSize = smallSize + 8 + 8;
+
+    sensorMsgs::JointState received{};
+    ASSERT_TRUE(publisher.sendMessage(small));
+    ASSERT_TRUE(qorTest::receiveWithin(subscriber, received));
+    EXPECT_EQ(subscriber.lastSampleSize(), smallSize);
+    ASSERT_TRUE(publisher.sendMessage(large));
+    ASSERT_TRUE(qorTest::receiveWithin(subscriber, received));
+    EXPECT_EQ(subscriber.lastSampleSize(), largeSize);
+    // A call that finds nothing leaves the size of the last sample taken.
+    EXPECT_FALSE(subscriber.receiveMessage(received));
+    EXPECT_EQ(subscriber.lastSampleSize(), largeSize);
+}
+
 TEST(PublishSubscribe, MovedEndpointsKeepTheirConnection) {
     const std::string topic = uniqueTopic("moved");
     Publisher<stdMsgs::String> first(topic, QOS{}, kSharedTestDomain);

@@ -57,6 +57,11 @@ class QORNTROS2_EXPORT Subscriber {
     /// The number of samples dropped so far because they could not be decoded.
     std::uint64_t droppedSamples() const;
 
+    /// The size in bytes of the sample the last successful receiveMessage() took, as it came
+    /// over the wire: its CDR encoding with the 4-byte encapsulation header, the size ROS 2
+    /// counts for `ros2 topic bw`. 0 before the first sample.
+    std::size_t lastSampleSize() const;
+
   private:
     std::unique_ptr<detail::SubscriberState<T>> m_state;
 };

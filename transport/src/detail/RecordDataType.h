@@ -66,6 +66,7 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
             const cdr::DecodeResult result =
                 cdr::decode(payload->data, payload->length, slot.record);
             if (result.ok()) {
+                slot.serializedSize = payload->length;
                 return true;
             }
             if (slot.malformed != nullptr) {

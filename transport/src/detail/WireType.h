@@ -3,6 +3,7 @@
 // What the endpoints know of a record type on the wire, without the codec or the middleware's
 // type machinery.
 
+#include <cstddef>
 #include <string>
 
 #include "detail/MalformedSampleReport.h"
@@ -33,6 +34,7 @@ template <typename T>
 struct DecodeSlot {
     T record{};
     MalformedSampleReport* malformed = nullptr;  ///< where dropped samples are counted
+    std::size_t serializedSize = 0;  ///< bytes of the last sample decoded, header included
 };
 
 }  // namespace qorROS2::detail

@@ -1,0 +1,38 @@
+#include "EchoFormat.h"
+
+namespace qorCli {
+
+std::vector<std::string> echoFieldPath(const std::string& field) {
+    std::vector<std::string> path;
+    if (field.empty()) {
+        return path;
+    }
+    std::size_t start = 0;
+    while (start <= field.size()) {
+        const std::size_t dot = std::min(field.find('.', start), field.size());
+        if (dot > start) {
+            path.push_back(field.substr(start, dot - start));
+        }
+        start = dot + 1;
+    }
+    if (path.empty()) {
+        throw UsageError("Invalid field value '" + field + "'");
+    }
+    return path;
+}
+
+namespace detail {
+
+std::string invalidFieldMessage(const std::vector<std::string>& path, std::size_t missing,
+                                const std::string& typeName) {
+    std::string joined;
+    for (const std::string& name : path) {
+        joined += (joined.empty() ? "" : ".") + name;
+    }
+    return "Invalid field '" + joined + "': '" + typeName + "' object has no attribute '" +
+           path[missing] + "'";
+}
+
+}  // namespace detail
+
+}  // namespace qorCli
