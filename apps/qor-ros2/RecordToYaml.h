@@ -21,10 +21,6 @@ bool hasVisibleFields() {
     return any;
 }
 
-inline bool isByteElement(const char* rosElement) {
-    return rosElement != nullptr && std::strcmp(rosElement, "byte") == 0;
-}
-
 template <typename T>
 std::string scalarText(const T& value, const char* rosElement) {
     if constexpr (std::is_same_v<T, std::string>) {
