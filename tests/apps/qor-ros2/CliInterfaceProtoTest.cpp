@@ -17,15 +17,6 @@ namespace {
 constexpr int kProtoDomain = 105;
 constexpr int kPubDomain = kProtoDomain;
 
-// `text` quoted for the shell: inside single quotes, each single quote closed, escaped, reopened.
-std::string shellQuoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char c : text) {
-        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return quoted + "'";
-}
-
 // The YAML that `interface proto TYPE` prints between its quotes; fails the test when the quotes
 // or the exit code are not as ros2 gives them.
 std::string protoYaml(const std::string& type) {
@@ -158,7 +149,8 @@ Record publishedByPub(const std::string& topic, const std::string& values) {
     const qorROS2::Subscriber<Record> subscriber(topic, kReliable, kPubDomain);
     const std::string type = qorROS2::rosTypeName<Record>();
     const auto result = qorCliTest::runCli(
-        "topic pub --once " + topic + " " + type + " " + shellQuoted(values), kPubDomain, true);
+        "topic pub --once " + topic + " " + type + " " + qorCliTest::shellQuoted(values),
+        kPubDomain, true);
     EXPECT_EQ(result.exitCode, 0) << result.output;
     Record received{};
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
