@@ -21,19 +21,20 @@ bool hasVisibleFields() {
     return any;
 }
 
+// `value` as a YAML scalar; a string that spans lines continues them at `lineIndent`.
 template <typename T>
-std::string scalarText(const T& value, const char* rosElement) {
+std::string scalarText(const T& value, const char* rosElement, std::size_t lineIndent) {
     if constexpr (std::is_same_v<T, std::string>) {
-        return formatString(value);
+        return formatString(value, lineIndent);
     } else if constexpr (std::is_same_v<T, bool>) {
         return value ? "true" : "false";
     } else if constexpr (std::is_same_v<T, char>) {
-        return formatByte(static_cast<std::uint8_t>(value));
+        return formatByte(static_cast<std::uint8_t>(value), lineIndent);
     } else if constexpr (std::is_floating_point_v<T>) {
         return formatFloat(static_cast<double>(value));
     } else {
         if (isByteElement(rosElement)) {
-            return formatByte(static_cast<std::uint8_t>(value));
+            return formatByte(static_cast<std::uint8_t>(value), lineIndent);
         }
         return std::to_string(value);
     }
@@ -55,7 +56,7 @@ void appendElement(std::string& out, const Element& element, std::size_t indent,
             out += dash + "{}\n";
         }
     } else {
-        out += dash + scalarText(element, rosElement) + "\n";
+        out += dash + scalarText(element, rosElement, indent + 2) + "\n";
     }
 }
 
@@ -80,7 +81,7 @@ void appendField(std::string& out, const std::string& prefix, const char* name, 
             appendElement(out, element, indent, rosElement);
         }
     } else {
-        out += prefix + name + ": " + scalarText(value, rosElement) + "\n";
+        out += prefix + name + ": " + scalarText(value, rosElement, indent + 2) + "\n";
     }
 }
 

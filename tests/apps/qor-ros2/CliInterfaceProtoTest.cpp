@@ -61,8 +61,9 @@ TEST(CliInterfaceProto, EveryPrototypeIsAcceptedByPubAndGivesTheDefaultRecord){
 
 TEST(CliInterfaceProto, BytesWrittenAsCharactersReadBackAsTheSameCodes) {
     qorROS2::stdMsgs::ByteMultiArray bytes{};
-    // Every code but the line feed, which the writer puts inside single quotes, where YAML
-    // folds a lone line break into a space; PyYAML doubles it there, and the writer does not yet.
+    // Every code but the line feed: written as PyYAML writes it, '<break><break>  ', which
+    // yaml-cpp (unlike PyYAML) reads as an empty string, as it does any single-quoted scalar of
+    // nothing but line breaks and spaces.
     for (int code = 0; code < 256; ++code) {
         if (code != '\n') {
             bytes.data.push_back(static_cast<std::uint8_t>(code));
@@ -76,6 +77,16 @@ TEST(CliInterfaceProto, BytesWrittenAsCharactersReadBackAsTheSameCodes) {
     EXPECT_EQ(mixed.data, (std::vector<std::uint8_t>{7, '7', 'A', 0xE9}));
     EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: \"\\xFF\"}").data,
               static_cast<char>(0xFF));
+}
+
+TEST(CliInterfaceProto, StringsWithLineBreaksReadBackAsWritten) {
+    qorROS2::sensorMsgs::JointState state{};
+    state.header.frame_id = "\nbase\n\nlink\n";
+    state.name = {"a\nb", "<robot>\n  <link/>\n</robot>", "it's\n"};
+    const std::string yaml = qorCli::recordToYaml(state);
+    const auto read = qorCli::recordFromYaml<qorROS2::sensorMsgs::JointState>(yaml);
+    EXPECT_EQ(read.header.frame_id, state.header.frame_id) << yaml;
+    EXPECT_EQ(read.name, state.name) << yaml;
 }
 
 TEST(CliInterfaceProto, PrintsTheDefaultsInsideDoubleQuotesAsRos2Does) {
