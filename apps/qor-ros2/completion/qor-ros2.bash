@@ -106,7 +106,7 @@ _qor_ros2() {
     fi
   done
   local kinds
-  read -r -a kinds <<<"${_qor_ros2_arguments[$verb]}"
+  read -r -a kinds <<<"${_qor_ros2_arguments[$verb]-}"
   local kind=${kinds[position]:-}
   case $kind in
     topic | node | type | package)

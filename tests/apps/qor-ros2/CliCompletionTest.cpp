@@ -174,6 +174,42 @@ std::map<std::string, std::set<std::string>> optionsOfTheUsage() {
     return table;
 }
 
+// The options of the script that take a value.
+std::set<std::string> valuedOptionsOfTheScript() {
+    const auto result = qorCliTest::runShell(
+        "bash --norc --noprofile -c " +
+            qorCliTest::shellQuoted(std::string("source ") + QOR_ROS2_COMPLETION +
+                                    "; printf '%s' \"$_qor_ros2_valued_options\""),
+        kDomain);
+    std::istringstream words(result.output);
+    std::set<std::string> valued;
+    std::string word;
+    while (words >> word) {
+        valued.insert(word);
+    }
+    return valued;
+}
+
+TEST(CliCompletion, EveryOptionTheScriptOffersIsAcceptedByTheProgram) {
+    // With too many arguments each verb stops at its usage, after the options are parsed and
+    // before it touches the network: an option it does not know stops it earlier, differently.
+    const std::set<std::string> valued = valuedOptionsOfTheScript();
+    EXPECT_EQ(valued.size(), 5U);
+    int checked = 0;
+    for (const auto& [verb, options] : optionsOfTheScript()) {
+        for (const std::string& option : options) {
+            const std::string arguments =
+                verb + " " + option + (valued.count(option) != 0 ? " 1" : "") + " a b c d e";
+            const auto result = qorCliTest::runCli(arguments, kDomain, true);
+            EXPECT_EQ(result.exitCode, 2) << arguments;
+            EXPECT_EQ(result.output.rfind("qor-ros2: usage: qor-ros2 " + verb + " ", 0), 0U)
+                << arguments << ": " << result.output;
+            ++checked;
+        }
+    }
+    EXPECT_EQ(checked, 36);
+}
+
 TEST(CliCompletion, ScriptOffersExactlyTheVerbsAndOptionsOfTheProgram) {
     const auto script = optionsOfTheScript();
     const auto usage = optionsOfTheUsage();
