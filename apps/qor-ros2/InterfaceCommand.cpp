@@ -23,6 +23,7 @@ InterfaceKinds kindsOf(const CommandLine& line) {
     return kinds;
 }
 
+// The options of list, packages and package, each a flag.
 const std::set<std::string> kKindFlags{"-m",          "--only-msgs", "-s",
                                        "--only-srvs", "-a",          "--only-actions"};
 
