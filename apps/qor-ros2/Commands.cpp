@@ -10,6 +10,7 @@
 #include "CommandLine.h"
 #include "GraphVerbs.h"
 #include "ImagePng.h"
+#include "InterfaceVerbs.h"
 #include "MessageTypes.h"
 #include "SecurityCommand.h"
 #include "StopSignal.h"
@@ -72,25 +73,6 @@ void expectPositional(const CommandLine& line, std::size_t least, std::size_t mo
     if (count < least || count > most) {
         throw UsageError("usage: qor-ros2 " + usage);
     }
-}
-
-int interfaceCommand(const std::string& verb, const std::vector<std::string>& arguments) {
-    const CommandLine line(arguments, {}, {});
-    if (verb == "list") {
-        expectPositional(line, 0, 0, "interface list");
-        std::printf("Messages:\n");
-        for (const MessageType& type : messageTypes()) {
-            std::printf("    %s\n", type.name.c_str());
-        }
-        return 0;
-    }
-    if (verb == "show") {
-        expectPositional(line, 1, 1, "interface show TYPE");
-        const std::string text = findMessageType(line.positional()[0]).definition();
-        std::fwrite(text.data(), 1, text.size(), stdout);
-        return 0;
-    }
-    throw UsageError("unknown command 'interface " + verb + "' (known: list, show)");
 }
 
 // Prints the topics of `domain`, sorted, each with its types when `showTypes`.
@@ -241,7 +223,10 @@ int nodeCommand(const std::string& verb, const std::vector<std::string>& argumen
 
 std::string usageText() {
     return "usage: qor-ros2 COMMAND ...\n"
-           "  interface list\n"
+           "  interface list [-m|--only-msgs] [-s|--only-srvs] [-a|--only-actions]\n"
+           "  interface packages [-m|--only-msgs] [-s|--only-srvs] [-a|--only-actions]\n"
+           "  interface package PACKAGE [-m|--only-msgs] [-s|--only-srvs] [-a|--only-actions]\n"
+           "  interface proto TYPE [--no-quotes]\n"
            "  interface show TYPE\n"
            "  node list [-a|--all] [-c|--count-nodes]\n"
            "  node info NAME [--include-hidden]\n"

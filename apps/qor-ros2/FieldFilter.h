@@ -12,4 +12,10 @@ inline bool isVisibleField(const char* name) {
     return std::strcmp(name, "structure_needs_at_least_one_member") != 0;
 }
 
+/// True for a field whose ROS 2 element type is `byte`, which the tool writes and reads as the
+/// character of that code rather than as a number.
+inline bool isByteElement(const char* rosElement) {
+    return rosElement != nullptr && std::strcmp(rosElement, "byte") == 0;
+}
+
 }  // namespace qorCli

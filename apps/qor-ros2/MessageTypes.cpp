@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "InterfacePrototype.h"
 #include "InterfaceText.h"
 #include "TopicEcho.h"
 #include "TopicHz.h"
@@ -15,8 +16,9 @@ namespace {
 
 template <typename Record>
 MessageType makeMessageType() {
-    return MessageType{qorROS2::rosTypeName<Record>(), &interfaceText<Record>,
-                       &publishTopic<Record>, &echoTopic<Record>, &hzTopic<Record>};
+    return MessageType{
+        qorROS2::rosTypeName<Record>(), &interfaceText<Record>, &interfacePrototype<Record>,
+        &publishTopic<Record>,          &echoTopic<Record>,     &hzTopic<Record>};
 }
 
 #define QORCLI_MESSAGE_TYPE(Namespace, Name) makeMessageType<qorROS2::Namespace::Name>(),

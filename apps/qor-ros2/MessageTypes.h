@@ -13,6 +13,7 @@ namespace qorCli {
 struct MessageType {
     std::string name;                     ///< "sensor_msgs/msg/JointState"
     std::string (*definition)();          ///< the text of `interface show`
+    std::string (*prototype)();           ///< the YAML of `interface proto`
     int (*publish)(const TopicOptions&);  ///< `topic pub`
     int (*echo)(const TopicOptions&);     ///< `topic echo`
     int (*hz)(const TopicOptions&);       ///< `topic hz`

@@ -36,23 +36,22 @@ bool hasVisibleFields() {
     return any;
 }
 
-inline bool isByteElement(const char* rosElement) {
-    return rosElement != nullptr && std::strcmp(rosElement, "byte") == 0;
-}
-
 /// A byte is a one-character string to the tools: cut to nothing by a length of 0.
-inline std::string byteText(std::uint8_t value, const YamlOptions& options, YamlPlace place) {
+inline std::string byteText(std::uint8_t value, const YamlOptions& options, YamlPlace place,
+                            std::size_t lineIndent) {
     if (options.truncateLength && *options.truncateLength == 0) {
         return formatString("...", place);
     }
-    return formatByte(value, place);
+    return formatByte(value, place, lineIndent);
 }
 
+// `value` as a YAML scalar; a string that spans lines continues them at `lineIndent`.
 template <typename T>
 std::string scalarText(const T& value, const char* rosElement, const YamlOptions& options,
-                       YamlPlace place) {
+                       YamlPlace place, std::size_t lineIndent = 2) {
     if constexpr (std::is_same_v<T, std::string>) {
-        return formatString(shownString(value, options.noStrings, options.truncateLength), place);
+        return formatString(shownString(value, options.noStrings, options.truncateLength), place,
+                            lineIndent);
     } else if constexpr (std::is_same_v<T, bool>) {
         return value ? "true" : "false";
     } else if constexpr (std::is_same_v<T, char>) {
@@ -62,7 +61,7 @@ std::string scalarText(const T& value, const char* rosElement, const YamlOptions
         return formatFloat(static_cast<double>(value));
     } else {
         if (isByteElement(rosElement)) {
-            return byteText(static_cast<std::uint8_t>(value), options, place);
+            return byteText(static_cast<std::uint8_t>(value), options, place, lineIndent);
         }
         return std::to_string(value);
     }
@@ -142,7 +141,7 @@ void appendElement(std::string& out, const Element& element, std::size_t indent,
             out += dash + "{}\n";
         }
     } else {
-        out += dash + scalarText(element, rosElement, options, YamlPlace::block) + "\n";
+        out += dash + scalarText(element, rosElement, options, YamlPlace::block, indent + 2) + "\n";
     }
 }
 
@@ -181,8 +180,8 @@ void appendField(std::string& out, const std::string& prefix, const char* name, 
             out += std::string(indent, ' ') + "- " + formatString("...") + "\n";
         }
     } else {
-        out +=
-            prefix + name + ": " + scalarText(value, rosElement, options, YamlPlace::block) + "\n";
+        out += prefix + name + ": " +
+               scalarText(value, rosElement, options, YamlPlace::block, indent + 2) + "\n";
     }
 }
 

@@ -130,12 +130,17 @@ std::string formatFloat(double value) {
     return text;
 }
 
-std::string formatString(const std::string& value, YamlPlace place) {
+std::string formatString(const std::string& value, YamlPlace place, std::size_t lineIndent) {
+    char previous = '\0';
     for (char ch : value) {
         const auto c = static_cast<unsigned char>(ch);
-        if (needsDoubleQuotes(c)) {
+        // A space that ends or starts a line would be lost when the line is folded.
+        const bool spaceAtBreak =
+            (ch == ' ' && previous == '\n') || (ch == '\n' && previous == ' ');
+        if (needsDoubleQuotes(c) || spaceAtBreak) {
             return doubleQuoted(value);
         }
+        previous = ch;
     }
     const bool quoted =
         place == YamlPlace::flow ? needsQuotesInFlow(value) : needsSingleQuotes(value);
@@ -143,18 +148,29 @@ std::string formatString(const std::string& value, YamlPlace place) {
         return value;
     }
     std::string out = "'";
-    for (char c : value) {
-        out += c;
-        if (c == '\'') {
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        if (value[i] == '\n') {
+            // A single line break inside quotes folds into a space: each run of them is written
+            // with one more, which folds into the run itself.
+            std::size_t run = 1;
+            while (i + run < value.size() && value[i + run] == '\n') {
+                ++run;
+            }
+            out += std::string(run + 1, '\n') + std::string(lineIndent, ' ');
+            i += run - 1;
+            continue;
+        }
+        out += value[i];
+        if (value[i] == '\'') {
             out += '\'';
         }
     }
     return out + "'";
 }
 
-std::string formatByte(std::uint8_t value, YamlPlace place) {
+std::string formatByte(std::uint8_t value, YamlPlace place, std::size_t lineIndent) {
     if (value < 0x80) {
-        return formatString(std::string(1, static_cast<char>(value)), place);
+        return formatString(std::string(1, static_cast<char>(value)), place, lineIndent);
     }
     if (value < 0xA0) {
         char escaped[8];

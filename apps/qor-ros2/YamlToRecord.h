@@ -90,6 +90,22 @@ inline bool parseFloat(const std::string& text, double& out) {
     return decimal && errno == 0 && end == text.c_str() + text.size();
 }
 
+// The code of `text` when it is one character of code 0 to 255, as echo and proto write a byte
+// or a char: a single byte below 0x80, or the two bytes that UTF-8 gives a code from 0x80.
+inline bool parseCharacter(const std::string& text, unsigned char& out) {
+    if (text.size() == 1) {
+        out = static_cast<unsigned char>(text[0]);
+        return true;
+    }
+    const auto lead = text.size() == 2 ? static_cast<unsigned char>(text[0]) : 0U;
+    const auto next = text.size() == 2 ? static_cast<unsigned char>(text[1]) : 0U;
+    if ((lead == 0xC2 || lead == 0xC3) && (next & 0xC0U) == 0x80U) {
+        out = static_cast<unsigned char>(((lead & 0x1FU) << 6U) | (next & 0x3FU));
+        return true;
+    }
+    return false;
+}
+
 template <typename Record>
 void readRecord(const YAML::Node& node, Record& record, const std::string& path);
 
@@ -123,14 +139,23 @@ void readScalar(const YAML::Node& node, T& out, const std::string& path, const c
         out = static_cast<T>(value);
     } else if constexpr (std::is_same_v<T, char>) {
         unsigned char code = 0;
-        if (text.size() == 1) {
-            out = text[0];
-        } else if (parseInteger(text, code)) {
+        if (parseCharacter(text, code) || parseInteger(text, code)) {
             out = static_cast<char>(code);
         } else {
             badValue(path, "a char (one character or a code from 0 to 255)", node);
         }
     } else {
+        if constexpr (std::is_same_v<T, std::uint8_t>) {
+            // Echo and proto write a byte as its character ("\0", 'A'): a quoted value is that
+            // character, a plain one a number when it reads as one.
+            unsigned char code = 0;
+            const bool quoted = node.Tag() == "!";
+            if (isByteElement(rosElement) && (quoted || !parseInteger(text, code)) &&
+                parseCharacter(text, code)) {
+                out = code;
+                return;
+            }
+        }
         if (!parseInteger(text, out)) {
             badValue(path,
                      withArticle(type) + " (an integer from " +

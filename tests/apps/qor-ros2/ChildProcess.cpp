@@ -7,12 +7,10 @@
 
 namespace qorCliTest {
 
-ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
-    const std::string command = "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout 30 " +
-                                QOR_ROS2_CLI + " " + arguments +
-                                (withErrors ? " 2>&1" : " 2>/dev/null");
+ChildResult runShell(const std::string& command, int domain) {
     ChildResult result;
-    FILE* pipe = popen(command.c_str(), "r");
+    const std::string line = "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout 30 " + command;
+    FILE* pipe = popen(line.c_str(), "r");
     if (pipe == nullptr) {
         return result;
     }
@@ -26,6 +24,22 @@ ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
         result.exitCode = WEXITSTATUS(status);
     }
     return result;
+}
+
+ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
+    return runShell(
+        std::string(QOR_ROS2_CLI) + " " + arguments + (withErrors ? " 2>&1" : " 2>/dev/null"),
+        domain);
+}
+
+std::string shellQuoted(const std::string& text) {
+    // Inside single quotes every character stands for itself; a single quote closes the
+    // quoting, comes escaped, and reopens it.
+    std::string quoted = "'";
+    for (const char c : text) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
 }
 
 }  // namespace qorCliTest

@@ -16,4 +16,11 @@ struct ChildResult {
 /// 30 s at most. With `withErrors`, standard error is collected with standard output.
 ChildResult runCli(const std::string& arguments, int domain, bool withErrors);
 
+/// Runs the shell command `command` with ROS_DOMAIN_ID=`domain`, killed after 30 s at most, and
+/// collects its standard output.
+ChildResult runShell(const std::string& command, int domain);
+
+/// `text` quoted for the shell as one word, whatever characters it holds.
+std::string shellQuoted(const std::string& text);
+
 }  // namespace qorCliTest

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "ChildProcess.h"
 
@@ -48,21 +50,84 @@ TEST(CliInterface, ShowOfEmptyPrintsNoField) {
     EXPECT_EQ(result.output, "");
 }
 
-TEST(CliInterface, ListNamesEveryMessageType) {
+// The lines of `text`, without their newlines.
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    std::string line;
+    while (std::getline(stream, line)) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST(CliInterface, ListNamesEveryMessageTypeThenTheEmptyServiceAndActionSections) {
     const auto result = qorCliTest::runCli("interface list", kDomain, false);
     EXPECT_EQ(result.exitCode, 0);
-    std::istringstream lines(result.output);
-    std::string line;
-    std::getline(lines, line);
-    EXPECT_EQ(line, "Messages:");
-    int types = 0;
-    bool jointState = false;
-    while (std::getline(lines, line)) {
-        ++types;
-        jointState = jointState || line == "    sensor_msgs/msg/JointState";
-    }
-    EXPECT_EQ(types, 89);
-    EXPECT_TRUE(jointState);
+    const std::vector<std::string> lines = linesOf(result.output);
+    ASSERT_EQ(lines.size(), 92U);
+    EXPECT_EQ(lines[0], "Messages:");
+    EXPECT_EQ(lines[1], "    builtin_interfaces/msg/Duration");
+    EXPECT_EQ(lines[89], "    std_msgs/msg/UInt8MultiArray");
+    EXPECT_EQ(lines[90], "Services:");
+    EXPECT_EQ(lines[91], "Actions:");
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "    sensor_msgs/msg/JointState"), 1);
+    EXPECT_TRUE(std::is_sorted(lines.begin() + 1, lines.begin() + 90));
+}
+
+TEST(CliInterface, ListPrintsOnlyTheSectionsAskedForInTheirOrder) {
+    const auto messages = qorCliTest::runCli("interface list --only-msgs", kDomain, false);
+    EXPECT_EQ(messages.exitCode, 0);
+    const std::vector<std::string> lines = linesOf(messages.output);
+    ASSERT_EQ(lines.size(), 90U);
+    EXPECT_EQ(lines[0], "Messages:");
+    EXPECT_EQ(lines[89], "    std_msgs/msg/UInt8MultiArray");
+    const auto rest = qorCliTest::runCli("interface list -a -s", kDomain, false);
+    EXPECT_EQ(rest.exitCode, 0);
+    EXPECT_EQ(rest.output, "Services:\nActions:\n");
+    const auto both = qorCliTest::runCli("interface list --only-actions -m", kDomain, false);
+    EXPECT_EQ(linesOf(both.output).size(), 91U);
+    EXPECT_EQ(linesOf(both.output).back(), "Actions:");
+}
+
+TEST(CliInterface, PackagesAreSortedAndOnlyMessagePackagesExist) {
+    const std::string all =
+        "builtin_interfaces\ngeometry_msgs\nqor_msgs\nrosgraph_msgs\nsensor_msgs\nstd_msgs\n";
+    const auto packages = qorCliTest::runCli("interface packages", kDomain, false);
+    EXPECT_EQ(packages.exitCode, 0);
+    EXPECT_EQ(packages.output, all);
+    EXPECT_EQ(qorCliTest::runCli("interface packages -m", kDomain, false).output, all);
+    const auto services = qorCliTest::runCli("interface packages --only-srvs", kDomain, false);
+    EXPECT_EQ(services.exitCode, 0);
+    EXPECT_EQ(services.output, "");
+    EXPECT_EQ(qorCliTest::runCli("interface packages -a", kDomain, false).output, "");
+}
+
+TEST(CliInterface, PackageListsItsMessageTypesSorted) {
+    const auto result = qorCliTest::runCli("interface package rosgraph_msgs", kDomain, true);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "rosgraph_msgs/msg/Clock\n");
+    const auto builtin =
+        qorCliTest::runCli("interface package builtin_interfaces -m", kDomain, true);
+    EXPECT_EQ(builtin.output, "builtin_interfaces/msg/Duration\nbuiltin_interfaces/msg/Time\n");
+    const std::vector<std::string> sensor =
+        linesOf(qorCliTest::runCli("interface package sensor_msgs", kDomain, true).output);
+    EXPECT_TRUE(std::is_sorted(sensor.begin(), sensor.end()));
+    EXPECT_EQ(std::count(sensor.begin(), sensor.end(), "sensor_msgs/msg/PointCloud2"), 1);
+    const auto services = qorCliTest::runCli("interface package std_msgs -s", kDomain, true);
+    EXPECT_EQ(services.exitCode, 0);
+    EXPECT_EQ(services.output, "");
+}
+
+TEST(CliInterface, UnknownPackageSaysSoAsRos2DoesAndExitsWithOne) {
+    const auto result = qorCliTest::runCli("interface package nav_msgs", kDomain, true);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "Unknown package 'nav_msgs'\n");
+    const auto missing = qorCliTest::runCli("interface package", kDomain, true);
+    EXPECT_EQ(missing.exitCode, 2);
+    EXPECT_EQ(missing.output,
+              "qor-ros2: usage: qor-ros2 interface package PACKAGE [-m|--only-msgs] "
+              "[-s|--only-srvs] [-a|--only-actions]\n");
 }
 
 TEST(CliInterface, UnknownTypeExitsWithTwoAndSaysSo) {
@@ -77,7 +142,8 @@ TEST(CliInterface, UnknownCommandExitsWithTwo) {
     const auto result = qorCliTest::runCli("interface frobnicate", kDomain, true);
     EXPECT_EQ(result.exitCode, 2);
     EXPECT_EQ(result.output,
-              "qor-ros2: unknown command 'interface frobnicate' (known: list, show)\n");
+              "qor-ros2: unknown command 'interface frobnicate' (known: list, package, packages, "
+              "proto, show)\n");
 }
 
 }  // namespace

@@ -53,6 +53,18 @@ TEST(YamlScalars, InsideFlowCollectionsFlowIndicatorsAreQuotedToo) {
     EXPECT_EQ(qorCli::formatByte(',', YamlPlace::flow), "','");
 }
 
+TEST(YamlScalars, LineBreaksAreDoubledInSingleQuotesAndTheNextLineIndented) {
+    EXPECT_EQ(qorCli::formatString("a\nb"), "'a\n\n  b'");
+    EXPECT_EQ(qorCli::formatString("a\n\nb", qorCli::YamlPlace::block, 6), "'a\n\n\n      b'");
+    EXPECT_EQ(qorCli::formatString("\n", qorCli::YamlPlace::block, 4), "'\n\n    '");
+    EXPECT_EQ(qorCli::formatByte('\n', qorCli::YamlPlace::block, 2), "'\n\n  '");
+}
+
+TEST(YamlScalars, SpaceNextToALineBreakTakesDoubleQuotes) {
+    EXPECT_EQ(qorCli::formatString("<robot>\n  <link/>"), "\"<robot>\\n  <link/>\"");
+    EXPECT_EQ(qorCli::formatString("a \nb"), "\"a \\nb\"");
+}
+
 TEST(YamlScalars, BytesAreOneCharacterStrings) {
     EXPECT_EQ(qorCli::formatByte(65), "A");
     EXPECT_EQ(qorCli::formatByte(0), "\"\\0\"");

@@ -1,0 +1,54 @@
+#pragma once
+
+// The `interface` commands: `list`, `packages`, `package`, `proto` and `show`. Each text is made
+// by a function of its own, laid out as the ros2 CLI of ROS 2 Humble lays it out, so that tests
+// can pin it; the tool knows message types only, so the service and action parts are empty.
+
+#include <string>
+#include <vector>
+
+namespace qorCli {
+
+/// The kinds of interface that `-m`, `-s` and `-a` ask for; none set asks for all of them.
+struct InterfaceKinds {
+    bool messages = false;  ///< -m, --only-msgs
+    bool services = false;  ///< -s, --only-srvs
+    bool actions = false;   ///< -a, --only-actions
+
+    bool any() const { return messages || services || actions; }
+};
+
+/// What an interface command prints on stdout and stderr, and its exit code.
+struct InterfaceOutput {
+    std::string out;
+    std::string err;
+    int exitCode = 0;
+};
+
+/// The packages that hold the known message types, sorted: "builtin_interfaces", ...
+std::vector<std::string> interfacePackages();
+
+/// `interface list`: the "Messages:" section with every known type ("    std_msgs/msg/Bool"),
+/// then the "Services:" and "Actions:" headers with nothing below them; with any of `kinds`
+/// set, only the sections asked for, in that order.
+std::string interfaceListText(const InterfaceKinds& kinds);
+
+/// `interface packages`: the package names, sorted, one a line; only those with messages,
+/// services or actions when `kinds` asks for one of them (the first set of the three wins), so
+/// nothing at all for services or actions.
+std::string interfacePackagesText(const InterfaceKinds& kinds);
+
+/// `interface package PKG`: "PKG/msg/Name" for each message type of the package, sorted, or
+/// nothing when `kinds` leaves messages out. An unknown package prints "Unknown package 'PKG'"
+/// on stderr and exits with 1.
+InterfaceOutput interfacePackageOutput(const std::string& package, const InterfaceKinds& kinds);
+
+/// `interface proto TYPE`: the YAML of a default record of the type, inside double quotes
+/// unless `noQuotes`, followed by a newline. Throws UsageError for an unknown type.
+std::string interfaceProtoText(const std::string& type, bool noQuotes);
+
+/// Runs `interface VERB` with the arguments after the verb and returns the exit code. Throws
+/// UsageError for an unknown verb or option, or a wrong number of arguments.
+int interfaceCommand(const std::string& verb, const std::vector<std::string>& arguments);
+
+}  // namespace qorCli

@@ -1,0 +1,214 @@
+#include <gtest/gtest.h>
+#include <yaml-cpp/yaml.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "ChildProcess.h"
+#include "RecordToYaml.h"
+#include "YamlToRecord.h"
+#include "qorROS2/Messages.h"
+#include "qorROS2/Subscriber.h"
+
+namespace {
+
+// The domain of the subscribers that receive what `topic pub` sends; the proto runs get it too.
+constexpr int kProtoDomain = 105;
+constexpr int kPubDomain = kProtoDomain;
+
+// The YAML that `interface proto TYPE` prints between its quotes; fails the test when the quotes
+// or the exit code are not as ros2 gives them.
+std::string protoYaml(const std::string& type) {
+    const auto result = qorCliTest::runCli("interface proto " + type, kProtoDomain, true);
+    EXPECT_EQ(result.exitCode, 0) << type << ": " << result.output;
+    const std::string& out = result.output;
+    if (out.size() < 3 || out.front() != '"' || out.compare(out.size() - 2, 2, "\"\n") != 0) {
+        ADD_FAILURE() << type << ": not inside double quotes: " << out;
+        return "";
+    }
+    return out.substr(1, out.size() - 3);
+}
+
+// The prototype of `Record`, read back by the reader of `topic pub`: accepted, with every field
+// of the record written, and giving the default record.
+template <typename Record>
+void expectPrototypeReadsBackAsTheDefault() {
+    const std::string type = qorROS2::rosTypeName<Record>();
+    const std::string yaml = protoYaml(type);
+    Record read{};
+    try {
+        read = qorCli::recordFromYaml<Record>(yaml);
+    } catch (const std::exception& error) {
+        ADD_FAILURE() << type << ": the prototype is refused: " << error.what() << "\n" << yaml;
+        return;
+    }
+    EXPECT_EQ(qorCli::recordToYaml(read), qorCli::recordToYaml(Record{})) << type;
+    const YAML::Node root = YAML::Load(yaml);
+    qorROS2::forEachFieldOf<Record>([&](const auto& field) {
+        if (qorCli::isVisibleField(field.name)) {
+            EXPECT_TRUE(root[field.name].IsDefined()) << type << " lacks " << field.name;
+        }
+    });
+}
+
+#define QORCLI_EXPECT_PROTOTYPE(Namespace, Name) \
+    expectPrototypeReadsBackAsTheDefault<qorROS2::Namespace::Name>();
+
+TEST(CliInterfaceProto, EveryPrototypeIsAcceptedByPubAndGivesTheDefaultRecord){
+    QORROS2_FOR_EACH_MESSAGE(QORCLI_EXPECT_PROTOTYPE)}
+#undef QORCLI_EXPECT_PROTOTYPE
+
+TEST(CliInterfaceProto, BytesWrittenAsCharactersReadBackAsTheSameCodes) {
+    qorROS2::stdMsgs::ByteMultiArray bytes{};
+    // Every code but the line feed: written as PyYAML writes it, '<break><break>  ', which
+    // yaml-cpp (unlike PyYAML) reads as an empty string, as it does any single-quoted scalar of
+    // nothing but line breaks and spaces.
+    for (int code = 0; code < 256; ++code) {
+        if (code != '\n') {
+            bytes.data.push_back(static_cast<std::uint8_t>(code));
+        }
+    }
+    const std::string yaml = qorCli::recordToYaml(bytes);
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::ByteMultiArray>(yaml).data, bytes.data);
+    // A plain number is still a number; a quoted digit is its character.
+    const auto mixed =
+        qorCli::recordFromYaml<qorROS2::stdMsgs::ByteMultiArray>("{data: [7, '7', A, \"\\xE9\"]}");
+    EXPECT_EQ(mixed.data, (std::vector<std::uint8_t>{7, '7', 'A', 0xE9}));
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: \"\\xFF\"}").data,
+              static_cast<char>(0xFF));
+}
+
+TEST(CliInterfaceProto, StringsWithLineBreaksReadBackAsWritten) {
+    qorROS2::sensorMsgs::JointState state{};
+    state.header.frame_id = "\nbase\n\nlink\n";
+    state.name = {"a\nb", "<robot>\n  <link/>\n</robot>", "it's\n"};
+    const std::string yaml = qorCli::recordToYaml(state);
+    const auto read = qorCli::recordFromYaml<qorROS2::sensorMsgs::JointState>(yaml);
+    EXPECT_EQ(read.header.frame_id, state.header.frame_id) << yaml;
+    EXPECT_EQ(read.name, state.name) << yaml;
+}
+
+TEST(CliInterfaceProto, PrintsTheDefaultsInsideDoubleQuotesAsRos2Does) {
+    const auto result =
+        qorCliTest::runCli("interface proto geometry_msgs/msg/PoseStamped", kProtoDomain, true);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output,
+              "\"header:\n"
+              "  stamp:\n"
+              "    sec: 0\n"
+              "    nanosec: 0\n"
+              "  frame_id: ''\n"
+              "pose:\n"
+              "  position:\n"
+              "    x: 0.0\n"
+              "    y: 0.0\n"
+              "    z: 0.0\n"
+              "  orientation:\n"
+              "    x: 0.0\n"
+              "    y: 0.0\n"
+              "    z: 0.0\n"
+              "    w: 0.0\n"
+              "\"\n");
+}
+
+TEST(CliInterfaceProto, WritesFixedArraysElementByElementAndBytesAsCharacters) {
+    const auto result =
+        qorCliTest::runCli("interface proto std_msgs/Byte --no-quotes", kProtoDomain, true);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "data: \"\\0\"\n\n");
+    const std::string imu = protoYaml("sensor_msgs/msg/Imu");
+    EXPECT_NE(imu.find("orientation_covariance:\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- "
+                       "0.0\n- 0.0\n- 0.0\nangular_velocity:\n"),
+              std::string::npos)
+        << imu;
+}
+
+TEST(CliInterfaceProto, NoQuotesLeavesTheQuotesOutAndKeepsTheEmptyLine) {
+    const auto quoted =
+        qorCliTest::runCli("interface proto std_msgs/msg/Empty", kProtoDomain, true);
+    EXPECT_EQ(quoted.exitCode, 0);
+    EXPECT_EQ(quoted.output, "\"{}\n\"\n");
+    const auto bare =
+        qorCliTest::runCli("interface proto std_msgs/msg/String --no-quotes", kProtoDomain, true);
+    EXPECT_EQ(bare.exitCode, 0);
+    EXPECT_EQ(bare.output, "data: ''\n\n");
+}
+
+TEST(CliInterfaceProto, UnknownTypeOrMissingTypeExitsWithTwo) {
+    const auto unknown =
+        qorCliTest::runCli("interface proto std_msgs/msg/Strin", kProtoDomain, true);
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_EQ(unknown.output,
+              "qor-ros2: unknown message type 'std_msgs/msg/Strin' (see 'qor-ros2 interface list' "
+              "for the known ones)\n");
+    const auto missing = qorCliTest::runCli("interface proto", kProtoDomain, true);
+    EXPECT_EQ(missing.exitCode, 2);
+    EXPECT_EQ(missing.output, "qor-ros2: usage: qor-ros2 interface proto TYPE [--no-quotes]\n");
+    const auto badOption =
+        qorCliTest::runCli("interface proto std_msgs/msg/String --quotes", kProtoDomain, true);
+    EXPECT_EQ(badOption.exitCode, 2);
+    EXPECT_EQ(badOption.output, "qor-ros2: unknown option --quotes\n");
+}
+
+const qorROS2::QOS kReliable{qorROS2::QOS::VOLATILE, qorROS2::QOS::RELIABLE,
+                             qorROS2::QOS::KEEP_LAST, 10};
+
+// Publishes `values` once on `topic` with a child `topic pub` and returns what a subscriber got.
+template <typename Record>
+Record publishedByPub(const std::string& topic, const std::string& values) {
+    const qorROS2::Subscriber<Record> subscriber(topic, kReliable, kPubDomain);
+    const std::string type = qorROS2::rosTypeName<Record>();
+    const auto result = qorCliTest::runCli(
+        "topic pub --once " + topic + " " + type + " " + qorCliTest::shellQuoted(values),
+        kPubDomain, true);
+    EXPECT_EQ(result.exitCode, 0) << result.output;
+    Record received{};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    bool got = false;
+    while (!(got = subscriber.receiveMessage(received)) &&
+           std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_TRUE(got) << type << " was not received";
+    return received;
+}
+
+// Replaces the one occurrence of `from` in `text` by `to`.
+std::string edited(std::string text, const std::string& from, const std::string& to) {
+    const auto at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    EXPECT_EQ(text.find(from, at + 1), std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+TEST(CliInterfaceProto, EditedPrototypeOfJointStatePublishesThatValueAndDefaultsElsewhere) {
+    using JointState = qorROS2::sensorMsgs::JointState;
+    const std::string proto = protoYaml("sensor_msgs/msg/JointState");
+    const JointState received = publishedByPub<JointState>(
+        "/proto/joint_state", edited(proto, "frame_id: ''", "frame_id: base"));
+    JointState expected{};
+    expected.header.frame_id = "base";
+    EXPECT_EQ(qorCli::recordToYaml(received), qorCli::recordToYaml(expected));
+}
+
+TEST(CliInterfaceProto, EditedPrototypeOfCameraInfoPublishesThoseValuesAndDefaultsElsewhere) {
+    using CameraInfo = qorROS2::sensorMsgs::CameraInfo;
+    const std::string proto = protoYaml("sensor_msgs/msg/CameraInfo");
+    const std::string values = edited(edited(proto, "\nheight: 0\n", "\nheight: 480\n"),
+                                      "do_rectify: false", "do_rectify: true");
+    const CameraInfo received = publishedByPub<CameraInfo>("/proto/camera_info", values);
+    CameraInfo expected{};
+    expected.height = 480;
+    expected.roi.do_rectify = true;
+    EXPECT_EQ(qorCli::recordToYaml(received), qorCli::recordToYaml(expected));
+}
+
+TEST(CliInterfaceProto, PrototypesOfByteAndEmptyArePublishedAsTheDefault) {
+    const auto byte =
+        publishedByPub<qorROS2::stdMsgs::Byte>("/proto/byte", protoYaml("std_msgs/Byte"));
+    EXPECT_EQ(byte.data, '\0');
+    publishedByPub<qorROS2::stdMsgs::Empty>("/proto/empty", protoYaml("std_msgs/msg/Empty"));
+}
+
+}  // namespace
