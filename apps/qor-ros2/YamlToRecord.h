@@ -138,8 +138,11 @@ void readScalar(const YAML::Node& node, T& out, const std::string& path, const c
         }
         out = static_cast<T>(value);
     } else if constexpr (std::is_same_v<T, char>) {
+        // ROS 2 takes a char as a uint8 and echo prints its code: a plain number is that code, a
+        // quoted value or any other single character is the character itself.
         unsigned char code = 0;
-        if (parseCharacter(text, code) || parseInteger(text, code)) {
+        const bool quoted = node.Tag() == "!";
+        if ((!quoted && parseInteger(text, code)) || parseCharacter(text, code)) {
             out = static_cast<char>(code);
         } else {
             badValue(path, "a char (one character or a code from 0 to 255)", node);

@@ -77,6 +77,9 @@ TEST(CliInterfaceProto, BytesWrittenAsCharactersReadBackAsTheSameCodes) {
     EXPECT_EQ(mixed.data, (std::vector<std::uint8_t>{7, '7', 'A', 0xE9}));
     EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: \"\\xFF\"}").data,
               static_cast<char>(0xFF));
+    // A char is echoed as its code, so a plain number is read as the code.
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: 7}").data, '\x07');
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: '7'}").data, '7');
 }
 
 TEST(CliInterfaceProto, StringsWithLineBreaksReadBackAsWritten) {
