@@ -19,10 +19,7 @@ namespace qorCli {
 
 template <typename Record>
 int echoTopic(const TopicOptions& options) {
-    const qorROS2::Subscriber<Record> subscriber(
-        options.topic,
-        qorROS2::QOS{qorROS2::QOS::VOLATILE, options.reliability, qorROS2::QOS::KEEP_LAST, 100},
-        options.domain);
+    const qorROS2::Subscriber<Record> subscriber(options.topic, options.qos, options.domain);
     Record message{};
     while (!stopRequested()) {
         bool any = false;

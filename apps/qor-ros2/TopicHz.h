@@ -17,10 +17,7 @@ namespace qorCli {
 template <typename Record>
 int hzTopic(const TopicOptions& options) {
     using Clock = std::chrono::steady_clock;
-    const qorROS2::Subscriber<Record> subscriber(
-        options.topic,
-        qorROS2::QOS{qorROS2::QOS::VOLATILE, options.reliability, qorROS2::QOS::KEEP_LAST, 100},
-        options.domain);
+    const qorROS2::Subscriber<Record> subscriber(options.topic, options.qos, options.domain);
     Record message{};
     std::deque<double> intervals;
     Clock::time_point last{};

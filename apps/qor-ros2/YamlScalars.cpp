@@ -142,6 +142,16 @@ bool needsSingleQuotes(const std::string& value) {
 
 }  // namespace
 
+std::string pythonFloatRepr(double value) {
+    if (std::isnan(value)) {
+        return "nan";
+    }
+    if (std::isinf(value)) {
+        return value > 0 ? "inf" : "-inf";
+    }
+    return pythonRepr(value);
+}
+
 std::string formatFloat(double value) {
     if (std::isnan(value)) {
         return ".nan";

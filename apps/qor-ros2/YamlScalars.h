@@ -11,6 +11,9 @@ namespace qorCli {
 /// ".inf", "-.inf", ".nan".
 std::string formatFloat(double value);
 
+/// A float64 as Python's repr gives it: "0.5", "1.0", "1e-05", "inf", "-inf", "nan".
+std::string pythonFloatRepr(double value);
+
 /// A string as PyYAML writes it: plain when it reads back as the same string, in single quotes
 /// when it would read as another type or starts with an indicator, in double quotes with
 /// escapes when it holds control characters.
