@@ -2,15 +2,19 @@
 
 #include <sys/wait.h>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <fstream>
 #include <memory>
+#include <sstream>
 
 namespace qorCliTest {
 
-ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
-    const std::string command = "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout 30 " +
-                                QOR_ROS2_CLI + " " + arguments +
-                                (withErrors ? " 2>&1" : " 2>/dev/null");
+namespace {
+
+// Runs `command` through the shell and collects its standard output.
+ChildResult runShell(const std::string& command) {
     ChildResult result;
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
@@ -25,6 +29,34 @@ ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
     if (status != -1 && WIFEXITED(status)) {
         result.exitCode = WEXITSTATUS(status);
     }
+    return result;
+}
+
+std::string cliCommand(const std::string& arguments, int domain) {
+    return "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout 30 " + QOR_ROS2_CLI + " " +
+           arguments;
+}
+
+}  // namespace
+
+ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
+    return runShell(cliCommand(arguments, domain) + (withErrors ? " 2>&1" : " 2>/dev/null"));
+}
+
+SplitResult runCliSplit(const std::string& arguments, int domain) {
+    static int count = 0;
+    const std::string errorsPath = "/tmp/qor_cli_errors_" + std::to_string(::getpid()) + "_" +
+                                   std::to_string(++count);
+    const ChildResult child =
+        runShell("COLUMNS=80 " + cliCommand(arguments, domain) + " 2>" + errorsPath);
+    SplitResult result;
+    result.exitCode = child.exitCode;
+    result.output = child.output;
+    std::ifstream file(errorsPath);
+    std::stringstream text;
+    text << file.rdbuf();
+    result.errors = text.str();
+    std::remove(errorsPath.c_str());
     return result;
 }
 

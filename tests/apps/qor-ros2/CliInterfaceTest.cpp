@@ -76,8 +76,13 @@ TEST(CliInterface, UnknownTypeExitsWithTwoAndSaysSo) {
 TEST(CliInterface, UnknownCommandExitsWithTwo) {
     const auto result = qorCliTest::runCli("interface frobnicate", kDomain, true);
     EXPECT_EQ(result.exitCode, 2);
+    // argparse's words for a verb that is not one of the command's.
     EXPECT_EQ(result.output,
-              "qor-ros2: unknown command 'interface frobnicate' (known: list, show)\n");
+              "usage: qor-ros2 interface [-h]\n"
+              "                          Call `qor-ros2 interface <command> -h` for more\n"
+              "                          detailed usage. ...\n"
+              "qor-ros2 interface: error: argument Call `qor-ros2 interface <command> -h` for "
+              "more detailed usage.: invalid choice: 'frobnicate' (choose from 'list', 'show')\n");
 }
 
 }  // namespace
