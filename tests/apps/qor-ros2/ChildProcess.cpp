@@ -45,8 +45,8 @@ ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
 
 SplitResult runCliSplit(const std::string& arguments, int domain) {
     static int count = 0;
-    const std::string errorsPath = "/tmp/qor_cli_errors_" + std::to_string(::getpid()) + "_" +
-                                   std::to_string(++count);
+    const std::string errorsPath =
+        "/tmp/qor_cli_errors_" + std::to_string(::getpid()) + "_" + std::to_string(++count);
     const ChildResult child =
         runShell("COLUMNS=80 " + cliCommand(arguments, domain) + " 2>" + errorsPath);
     SplitResult result;

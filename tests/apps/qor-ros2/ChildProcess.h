@@ -18,9 +18,9 @@ ChildResult runCli(const std::string& arguments, int domain, bool withErrors);
 
 /// What a finished child printed on each stream and how it ended.
 struct SplitResult {
-    int exitCode = -1;    ///< its exit code; -1 when it did not exit normally
-    std::string output;   ///< standard output
-    std::string errors;   ///< standard error
+    int exitCode = -1;   ///< its exit code; -1 when it did not exit normally
+    std::string output;  ///< standard output
+    std::string errors;  ///< standard error
 };
 
 /// Runs qor-ros2 as runCli does, with the terminal width argparse assumes without a terminal,

@@ -25,8 +25,8 @@ const std::vector<HelpCase> kHelpCases = {
     {"interface", {"list", "show"}},
     {"security", {"create_keystore", "create_enclave"}},
     {"topic echo",
-     {"topic_name", "[message_type]", "--once", "--save FILE.png", "--qos-profile",
-      "--qos-depth N", "--qos-history", "--qos-reliability", "--qos-durability"}},
+     {"topic_name", "[message_type]", "--once", "--save FILE.png", "--qos-profile", "--qos-depth N",
+      "--qos-history", "--qos-reliability", "--qos-durability"}},
     {"topic hz", {"topic_name", "-w WINDOW, --window WINDOW", "--qos-profile"}},
     {"topic pub",
      {"topic_name message_type [values]", "-r N, --rate N", "-p N, --print N", "-1, --once",
@@ -68,11 +68,19 @@ TEST(CliArguments, HelpOfEveryCommandAndVerbGoesToStdoutAndNamesItsFlags) {
 
 // Each verb with its required positionals, so that the flag alone is what is wrong.
 const std::vector<std::string> kVerbLines = {
-    "topic echo /x",          "topic hz /x",        "topic pub /x std_msgs/msg/String",
-    "topic list",             "topic info /x",      "topic type /x",
-    "topic find std_msgs/msg/String",               "node list",
-    "node info /x",           "interface list",     "interface show std_msgs/msg/String",
-    "security create_keystore /tmp/ks",             "security create_enclave /tmp/ks /e",
+    "topic echo /x",
+    "topic hz /x",
+    "topic pub /x std_msgs/msg/String",
+    "topic list",
+    "topic info /x",
+    "topic type /x",
+    "topic find std_msgs/msg/String",
+    "node list",
+    "node info /x",
+    "interface list",
+    "interface show std_msgs/msg/String",
+    "security create_keystore /tmp/ks",
+    "security create_enclave /tmp/ks /e",
 };
 
 // The verb's path in a line like "topic pub /x std_msgs/msg/String".
@@ -101,8 +109,9 @@ struct RefusedLine {
 };
 
 TEST(CliArguments, MissingExtraAndMalformedArgumentsAreRefusedInArgparsesWords) {
-    const std::string typeUsage = "usage: qor-ros2 topic type [-h] [--include-hidden-topics] "
-                                  "topic_name\n";
+    const std::string typeUsage =
+        "usage: qor-ros2 topic type [-h] [--include-hidden-topics] "
+        "topic_name\n";
     const std::string enclaveUsage = "usage: qor-ros2 security create_enclave [-h] ROOT NAME\n";
     const std::vector<RefusedLine> cases = {
         {"topic type", typeUsage,
@@ -110,8 +119,7 @@ TEST(CliArguments, MissingExtraAndMalformedArgumentsAreRefusedInArgparsesWords) 
         {"security create_enclave", enclaveUsage,
          "qor-ros2 security create_enclave: error: the following arguments are required: ROOT, "
          "NAME\n"},
-        {"topic type /a /b", typeUsage,
-         "qor-ros2 topic type: error: unrecognized arguments: /b\n"},
+        {"topic type /a /b", typeUsage, "qor-ros2 topic type: error: unrecognized arguments: /b\n"},
         {"node list -x", "usage: qor-ros2 node list [-h] [-a] [-c]\n",
          "qor-ros2 node list: error: unrecognized arguments: -x\n"},
     };
