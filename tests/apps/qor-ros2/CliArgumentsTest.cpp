@@ -11,7 +11,7 @@
 namespace {
 
 // No test of this file needs a peer; the domain only keeps the child away from other tests.
-constexpr int kDomain = 140;
+constexpr int kDomain = 40;
 
 struct HelpCase {
     std::string path;                // "topic echo"
