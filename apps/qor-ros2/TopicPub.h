@@ -20,6 +20,10 @@ namespace qorCli {
 /// still waiting for them.
 inline constexpr std::chrono::milliseconds kMatchPoll{100};
 inline constexpr int kPollsBetweenWaitingLines = 10;
+/// A match is seen by the two ends at slightly different moments: a volatile subscription that
+/// does not know the publisher yet would drop the first message for good, so the publisher waits
+/// this long after the subscriptions it waited for have matched.
+inline constexpr std::chrono::milliseconds kMatchSettle{200};
 
 template <typename Record>
 int publishTopic(const TopicOptions& options) {
@@ -36,6 +40,9 @@ int publishTopic(const TopicOptions& options) {
             std::fflush(stdout);
         }
         std::this_thread::sleep_for(kMatchPoll);
+    }
+    if (options.waitMatching > 0) {
+        std::this_thread::sleep_for(kMatchSettle);
     }
     std::printf("publisher: beginning loop\n");
     std::fflush(stdout);
