@@ -3,6 +3,7 @@
 // `topic pub`: sends a message, built from YAML values, once, N times or at a rate, as
 // `ros2 topic pub` does.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +25,14 @@ inline constexpr int kPollsBetweenWaitingLines = 10;
 /// does not know the publisher yet would drop the first message for good, so the publisher waits
 /// this long after the subscriptions it waited for have matched.
 inline constexpr std::chrono::milliseconds kMatchSettle{200};
+
+/// `seconds` as a clock duration; an absurdly long one (a rate of 1e-300 Hz) lasts some thirty
+/// years instead of overflowing the clock's count of nanoseconds.
+inline std::chrono::steady_clock::duration clockDuration(double seconds) {
+    constexpr double kLongest = 1e9;
+    return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(std::min(seconds, kLongest)));
+}
 
 template <typename Record>
 int publishTopic(const TopicOptions& options) {
@@ -47,8 +56,7 @@ int publishTopic(const TopicOptions& options) {
     std::printf("publisher: beginning loop\n");
     std::fflush(stdout);
     const std::string text = recordToRepr(message);
-    const auto period = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-        std::chrono::duration<double>(1.0 / options.rate));
+    const auto period = clockDuration(1.0 / options.rate);
     auto next = std::chrono::steady_clock::now();
     for (std::uint64_t sent = 0; (options.times == 0 || sent < options.times) && !stopRequested();
          ++sent) {
@@ -75,9 +83,7 @@ int publishTopic(const TopicOptions& options) {
     }
     // The publisher stays a little, so that what was sent reaches the wire and a reliable
     // subscription can still ask for a lost sample.
-    const auto aliveUntil = std::chrono::steady_clock::now() +
-                            std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                                std::chrono::duration<double>(options.keepAlive));
+    const auto aliveUntil = std::chrono::steady_clock::now() + clockDuration(options.keepAlive);
     while (std::chrono::steady_clock::now() < aliveUntil && !stopRequested()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
