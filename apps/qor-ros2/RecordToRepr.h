@@ -40,6 +40,8 @@ std::string numpyDtype() {
         return "bool";
     } else if constexpr (std::is_same_v<T, std::int64_t>) {
         return "";
+    } else if constexpr (std::is_same_v<T, char>) {
+        return "uint8";
     } else {
         return std::string(std::is_signed_v<T> ? "int" : "uint") + std::to_string(8 * sizeof(T));
     }
@@ -52,7 +54,8 @@ std::string scalarRepr(const T& value, bool byte) {
     } else if constexpr (std::is_same_v<T, bool>) {
         return value ? "True" : "False";
     } else if constexpr (std::is_same_v<T, char>) {
-        return pythonStringRepr(std::string(1, value));
+        // A message's char is a uint8 once it reaches Python.
+        return std::to_string(static_cast<unsigned char>(value));
     } else if constexpr (std::is_floating_point_v<T>) {
         return pythonFloatRepr(static_cast<double>(value));
     } else {
@@ -74,8 +77,7 @@ std::string elementRepr(const Element& element, bool byte) {
 
 // Numbers that a Python message keeps in an array or a numpy array, rather than a list.
 template <typename Element>
-inline constexpr bool isNumber = std::is_arithmetic_v<Element> && !std::is_same_v<Element, bool> &&
-                                 !std::is_same_v<Element, char>;
+inline constexpr bool isNumber = std::is_arithmetic_v<Element> && !std::is_same_v<Element, bool>;
 
 template <typename Member>
 std::string memberRepr(const Member& value, bool byte) {
@@ -90,7 +92,7 @@ std::string memberRepr(const Member& value, bool byte) {
                 } else {
                     std::size_t width = 0;
                     for (const Element& element : value) {
-                        texts.push_back(std::to_string(element));
+                        texts.push_back(scalarRepr(element, false));
                         width = std::max(width, texts.back().size());
                     }
                     for (std::string& text : texts) {

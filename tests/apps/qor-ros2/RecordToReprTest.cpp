@@ -39,6 +39,9 @@ TEST(RecordToRepr, BytesAndEmptyRecords) {
     byte.data = 0x01;
     EXPECT_EQ(qorCli::recordToRepr(byte), "std_msgs.msg.Byte(data=b'\\x01')");
     EXPECT_EQ(qorCli::recordToRepr(qorROS2::stdMsgs::Empty{}), "std_msgs.msg.Empty()");
+    qorROS2::stdMsgs::Char character{};
+    character.data = 'A';
+    EXPECT_EQ(qorCli::recordToRepr(character), "std_msgs.msg.Char(data=65)");
 }
 
 }  // namespace
