@@ -143,12 +143,19 @@ std::string wrapUsage(const std::string& prog, const std::vector<std::string>& o
             text = lines(head, indent, true);
         }
     } else {
+        // A long program name gets a line of its own; the arguments follow on one line when
+        // they fit, else the optionals and the positionals each start a line.
         const std::string indent(prefix.size(), ' ');
+        std::vector<std::string> parts = optionals;
+        parts.insert(parts.end(), positionals.begin(), positionals.end());
+        std::vector<std::string> rest = lines(parts, indent, false);
+        if (rest.size() > 1) {
+            rest = lines(optionals, indent, false);
+            const std::vector<std::string> second = lines(positionals, indent, false);
+            rest.insert(rest.end(), second.begin(), second.end());
+        }
         text = {prog};
-        const std::vector<std::string> first = lines(optionals, indent, false);
-        const std::vector<std::string> second = lines(positionals, indent, false);
-        text.insert(text.end(), first.begin(), first.end());
-        text.insert(text.end(), second.begin(), second.end());
+        text.insert(text.end(), rest.begin(), rest.end());
     }
     std::string result = prefix;
     for (std::size_t i = 0; i < text.size(); ++i) {
