@@ -30,6 +30,7 @@ debian_packages=(
   liburdfdom-dev    # the URDF parser robot_state_publisher uses, to check the arm's URDF
   libqhull-dev      # MuJoCo's CMake package names its include folder
   libyaml-cpp-dev   # reads the YAML values of `qor-ros2 topic pub`
+  libcli11-dev      # the command line of qor-ros2 and qor-ros2-demo: options, help, errors
   libssl-dev        # OpenSSL: `qor-ros2 security` makes keystores with it
   nftables          # drops packets between network namespaces in the packet-loss test
   ninja-build

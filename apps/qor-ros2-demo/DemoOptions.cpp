@@ -1,9 +1,11 @@
 #include "DemoOptions.h"
 
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 
@@ -88,59 +90,78 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
     bool descriptionChosen = false;
     options.domainId = parseDomain(rosDomainId);
 
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const std::string& flag = arguments[i];
-        const auto value = [&]() -> const std::string& {
-            if (i + 1 >= arguments.size()) {
-                throw UsageError(flag + " needs a value");
-            }
-            return arguments[++i];
-        };
-        if (flag == "-h" || flag == "--help") {
-            options.help = true;
-        } else if (flag == "--scene") {
-            options.scenePath = value();
-            sceneChosen = true;
-        } else if (flag == "--rate") {
-            options.rateFactor = parseNumber(flag, value());
-            if (options.rateFactor <= 0.0) {
-                throw UsageError("--rate must be positive");
-            }
-        } else if (flag == "--fast") {
-            options.asFastAsPossible = true;
-        } else if (flag == "--duration") {
-            options.duration = parseNonNegative(flag, value());
-        } else if (flag == "--joint") {
-            const std::string& assignment = value();
-            const std::size_t equals = assignment.find('=');
-            if (equals == std::string::npos || equals == 0) {
-                throw UsageError("--joint expects NAME=position|velocity|effort, got '" +
-                                 assignment + "'");
-            }
-            options.jointModes[assignment.substr(0, equals)] =
-                parseMode(assignment.substr(equals + 1));
-        } else if (flag == "--camera-size") {
-            parseSize(flag, value(), options.cameraWidth, options.cameraHeight);
-        } else if (flag == "--camera-rate") {
-            options.cameraRate = parseNonNegative(flag, value());
-        } else if (flag == "--lidar-size") {
-            std::int64_t rows = 0;
-            std::int64_t columns = 0;
-            parseSize(flag, value(), rows, columns);
-            options.lidarRows = static_cast<unsigned int>(rows);
-            options.lidarColumns = static_cast<unsigned int>(columns);
-        } else if (flag == "--lidar-rate") {
-            options.lidarRate = parseNonNegative(flag, value());
-        } else if (flag == "--sensor-qos") {
-            options.sensorQos = parseSensorQos(value());
-        } else if (flag == "--robot-description") {
-            options.robotDescriptionPath = value();
-            descriptionChosen = true;
-        } else if (flag == "--snapshot") {
-            options.snapshotPath = value();
-        } else {
-            throw UsageError("unknown option '" + flag + "' (see --help)");
+    CLI::App line("", "qor-ros2-demo");
+    line.set_help_flag();
+    line.allow_extras();
+    // Each option checks its value as it is read; a flag given twice keeps its last value.
+    const auto valued = [&line](const std::string& flag,
+                                std::function<void(const std::string&)> read) {
+        line.add_option_function<std::string>(flag, std::move(read))
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    };
+    line.add_flag("-h,--help", options.help);
+    line.add_flag("--fast", options.asFastAsPossible);
+    valued("--scene", [&](const std::string& value) {
+        options.scenePath = value;
+        sceneChosen = true;
+    });
+    valued("--rate", [&](const std::string& value) {
+        options.rateFactor = parseNumber("--rate", value);
+        if (options.rateFactor <= 0.0) {
+            throw UsageError("--rate must be positive");
         }
+    });
+    valued("--duration", [&](const std::string& value) {
+        options.duration = parseNonNegative("--duration", value);
+    });
+    line.add_option_function<std::vector<std::string>>(
+        "--joint", [&](const std::vector<std::string>& assignments) {
+            for (const std::string& assignment : assignments) {
+                const std::size_t equals = assignment.find('=');
+                if (equals == std::string::npos || equals == 0) {
+                    throw UsageError("--joint expects NAME=position|velocity|effort, got '" +
+                                     assignment + "'");
+                }
+                options.jointModes[assignment.substr(0, equals)] =
+                    parseMode(assignment.substr(equals + 1));
+            }
+        });
+    valued("--camera-size", [&](const std::string& value) {
+        parseSize("--camera-size", value, options.cameraWidth, options.cameraHeight);
+    });
+    valued("--camera-rate", [&](const std::string& value) {
+        options.cameraRate = parseNonNegative("--camera-rate", value);
+    });
+    valued("--lidar-size", [&](const std::string& value) {
+        std::int64_t rows = 0;
+        std::int64_t columns = 0;
+        parseSize("--lidar-size", value, rows, columns);
+        options.lidarRows = static_cast<unsigned int>(rows);
+        options.lidarColumns = static_cast<unsigned int>(columns);
+    });
+    valued("--lidar-rate", [&](const std::string& value) {
+        options.lidarRate = parseNonNegative("--lidar-rate", value);
+    });
+    valued("--sensor-qos",
+           [&](const std::string& value) { options.sensorQos = parseSensorQos(value); });
+    valued("--robot-description", [&](const std::string& value) {
+        options.robotDescriptionPath = value;
+        descriptionChosen = true;
+    });
+    valued("--snapshot", [&](const std::string& value) { options.snapshotPath = value; });
+
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+    try {
+        line.parse(reversed);
+    } catch (const CLI::ArgumentMismatch& error) {
+        // CLI11 names the option before the first colon.
+        const std::string what = error.what();
+        throw UsageError(what.substr(0, what.find(':')) + " needs a value");
+    } catch (const CLI::ParseError& error) {
+        throw UsageError(error.what());
+    }
+    if (!line.remaining().empty()) {
+        throw UsageError("unknown option '" + line.remaining().front() + "' (see --help)");
     }
     if (!options.help && !std::ifstream(options.scenePath).good()) {
         throw UsageError("cannot read the scene file '" + options.scenePath + "'");

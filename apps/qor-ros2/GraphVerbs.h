@@ -43,9 +43,10 @@ void waitUntilSettled(const std::function<std::vector<std::string>()>& summary);
 /// Waits until the nodes and endpoints that `discovery` sees have settled.
 void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery);
 
-/// Runs `node list`, `node info` or `topic info` with the arguments after the verb, in `domain`.
-int nodeListCommand(const std::vector<std::string>& arguments, std::int8_t domain);
-int nodeInfoCommand(const std::vector<std::string>& arguments, std::int8_t domain);
-int topicInfoCommand(const std::vector<std::string>& arguments, std::int8_t domain);
+/// Runs `node list`, `node info` or `topic info` in `domain`: waits for the graph to settle,
+/// prints the output and returns the exit code.
+int nodeListCommand(bool all, bool countOnly, std::int8_t domain);
+int nodeInfoCommand(const std::string& fullName, bool includeHidden, std::int8_t domain);
+int topicInfoCommand(const std::string& topic, bool verbose, std::int8_t domain);
 
 }  // namespace qorCli

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "CommandOptions.h"
 #include "MessageTypes.h"
 
 namespace qorCli {
@@ -73,6 +74,12 @@ InterfaceOutput interfacePackageOutput(const std::string& package, const Interfa
 std::string interfaceProtoText(const std::string& type, bool noQuotes) {
     const std::string yaml = findMessageType(type).prototype();
     return noQuotes ? yaml + "\n" : "\"" + yaml + "\"\n";
+}
+
+void addInterfaceKindFlags(CLI::App& command, InterfaceKinds& kinds) {
+    addFlag(command, "-m,--only-msgs", kinds.messages, "Print out only the messages");
+    addFlag(command, "-s,--only-srvs", kinds.services, "Print out only the services");
+    addFlag(command, "-a,--only-actions", kinds.actions, "Print out only the actions");
 }
 
 }  // namespace qorCli

@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+namespace CLI {
+class App;
+}  // namespace CLI
+
 namespace qorCli {
 
 /// The kinds of interface that `-m`, `-s` and `-a` ask for; none set asks for all of them.
@@ -47,8 +51,8 @@ InterfaceOutput interfacePackageOutput(const std::string& package, const Interfa
 /// unless `noQuotes`, followed by a newline. Throws UsageError for an unknown type.
 std::string interfaceProtoText(const std::string& type, bool noQuotes);
 
-/// Runs `interface VERB` with the arguments after the verb and returns the exit code. Throws
-/// UsageError for an unknown verb or option, or a wrong number of arguments.
-int interfaceCommand(const std::string& verb, const std::vector<std::string>& arguments);
+/// Declares `-m/--only-msgs`, `-s/--only-srvs` and `-a/--only-actions` on `command`, read into
+/// `kinds`.
+void addInterfaceKindFlags(CLI::App& command, InterfaceKinds& kinds);
 
 }  // namespace qorCli

@@ -5,7 +5,6 @@
 #include "InterfacePrototype.h"
 #include "InterfaceText.h"
 #include "TopicEcho.h"
-#include "TopicHz.h"
 #include "TopicPub.h"
 #include "UsageError.h"
 #include "qorROS2/Messages.h"
@@ -18,7 +17,7 @@ template <typename Record>
 MessageType makeMessageType() {
     return MessageType{
         qorROS2::rosTypeName<Record>(), &interfaceText<Record>, &interfacePrototype<Record>,
-        &publishTopic<Record>,          &echoTopic<Record>,     &hzTopic<Record>};
+        &publishTopic<Record>,          &echoTopic<Record>,     &makeSampleTap<Record>};
 }
 
 #define QORCLI_MESSAGE_TYPE(Namespace, Name) makeMessageType<qorROS2::Namespace::Name>(),

@@ -5,9 +5,7 @@
 #include <map>
 #include <set>
 
-#include "CommandLine.h"
 #include "GraphVerbs.h"
-#include "UsageError.h"
 
 namespace qorCli {
 namespace {
@@ -81,15 +79,11 @@ GraphOutput nodeInfoOutput(const std::string& fullName,
     return output;
 }
 
-int nodeInfoCommand(const std::vector<std::string>& arguments, std::int8_t domain) {
-    const CommandLine line(arguments, {"--include-hidden"}, {});
-    if (line.positional().size() != 1) {
-        throw UsageError("usage: qor-ros2 node info NAME [--include-hidden]");
-    }
+int nodeInfoCommand(const std::string& fullName, bool includeHidden, std::int8_t domain) {
     const qorROS2::TopicDiscovery discovery(domain);
     waitForSettledGraph(discovery);
-    const GraphOutput output = nodeInfoOutput(line.positional()[0], discovery.nodes(),
-                                              discovery.endpoints(), line.has("--include-hidden"));
+    const GraphOutput output =
+        nodeInfoOutput(fullName, discovery.nodes(), discovery.endpoints(), includeHidden);
     std::fputs(output.err.c_str(), stderr);
     std::fputs(output.out.c_str(), stdout);
     return output.exitCode;

@@ -4,9 +4,7 @@
 #include <cstdio>
 #include <set>
 
-#include "CommandLine.h"
 #include "GraphVerbs.h"
-#include "UsageError.h"
 
 namespace qorCli {
 
@@ -36,16 +34,10 @@ GraphOutput nodeListOutput(const std::vector<qorROS2::DiscoveredNode>& nodes, bo
     return output;
 }
 
-int nodeListCommand(const std::vector<std::string>& arguments, std::int8_t domain) {
-    const CommandLine line(arguments, {"-a", "--all", "-c", "--count-nodes"}, {});
-    if (!line.positional().empty()) {
-        throw UsageError("usage: qor-ros2 node list [-a|--all] [-c|--count-nodes]");
-    }
+int nodeListCommand(bool all, bool countOnly, std::int8_t domain) {
     const qorROS2::TopicDiscovery discovery(domain);
     waitForSettledGraph(discovery);
-    const GraphOutput output =
-        nodeListOutput(discovery.nodes(), line.has("-a") || line.has("--all"),
-                       line.has("-c") || line.has("--count-nodes"));
+    const GraphOutput output = nodeListOutput(discovery.nodes(), all, countOnly);
     std::fputs(output.err.c_str(), stderr);
     std::fputs(output.out.c_str(), stdout);
     return output.exitCode;

@@ -1,7 +1,8 @@
 #pragma once
 
-// `topic echo`: prints every message received on a topic as YAML, "---" after each, or saves
-// the images received as PNG files.
+// `topic echo`: prints every message received on a topic as `ros2 topic echo` does (YAML and
+// "---", CSV, one field, arrays and strings cut or left out), or saves the images received as
+// PNG files.
 
 #include <chrono>
 #include <cstdio>
@@ -9,8 +10,8 @@
 #include <thread>
 #include <type_traits>
 
+#include "EchoFormat.h"
 #include "ImagePng.h"
-#include "RecordToYaml.h"
 #include "StopSignal.h"
 #include "TopicOptions.h"
 #include "qorROS2/Subscriber.h"
@@ -19,10 +20,9 @@ namespace qorCli {
 
 template <typename Record>
 int echoTopic(const TopicOptions& options) {
-    const qorROS2::Subscriber<Record> subscriber(
-        options.topic,
-        qorROS2::QOS{qorROS2::QOS::VOLATILE, options.reliability, qorROS2::QOS::KEEP_LAST, 100},
-        options.domain);
+    // A field the type does not have is refused before anything is received.
+    formatEcho(Record{}, options.echoFormat);
+    const qorROS2::Subscriber<Record> subscriber(options.topic, options.qos, options.domain);
     Record message{};
     while (!stopRequested()) {
         bool any = false;
@@ -41,7 +41,7 @@ int echoTopic(const TopicOptions& options) {
                     continue;
                 }
             }
-            const std::string text = recordToYaml(message) + "---\n";
+            const std::string text = formatEcho(message, options.echoFormat);
             std::fwrite(text.data(), 1, text.size(), stdout);
             std::fflush(stdout);
             if (options.once) {

@@ -4,9 +4,7 @@
 #include <cstdio>
 #include <set>
 
-#include "CommandLine.h"
 #include "GraphVerbs.h"
-#include "UsageError.h"
 
 namespace qorCli {
 namespace {
@@ -90,15 +88,10 @@ GraphOutput topicInfoOutput(const std::string& topic,
     return output;
 }
 
-int topicInfoCommand(const std::vector<std::string>& arguments, std::int8_t domain) {
-    const CommandLine line(arguments, {"-v", "--verbose"}, {});
-    if (line.positional().size() != 1) {
-        throw UsageError("usage: qor-ros2 topic info TOPIC [-v|--verbose]");
-    }
+int topicInfoCommand(const std::string& topic, bool verbose, std::int8_t domain) {
     const qorROS2::TopicDiscovery discovery(domain);
     waitForSettledGraph(discovery);
-    const GraphOutput output = topicInfoOutput(line.positional()[0], discovery.endpoints(),
-                                               line.has("-v") || line.has("--verbose"));
+    const GraphOutput output = topicInfoOutput(topic, discovery.endpoints(), verbose);
     std::fputs(output.err.c_str(), stderr);
     std::fputs(output.out.c_str(), stdout);
     return output.exitCode;

@@ -1,4 +1,5 @@
-// qor-ros2: the ros2 command line's topic and interface commands, without a ROS 2 installation.
+// qor-ros2: the ros2 command line's topic, node, interface and security commands, without a
+// ROS 2 installation.
 
 #include <unistd.h>
 
@@ -8,7 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "Commands.h"
+#include "ArgparseText.h"
+#include "ArgumentError.h"
+#include "CommandTree.h"
 #include "StopSignal.h"
 #include "UsageError.h"
 #include "qorROS2/NodeIdentity.h"
@@ -23,13 +26,18 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "qor-ros2: %s\n", error.what());
         return 2;
     }
-    if (arguments.empty() || arguments[0] == "--help" || arguments[0] == "-h") {
-        std::fputs(qorCli::usageText().c_str(), arguments.empty() ? stderr : stdout);
-        return arguments.empty() ? 2 : 0;
-    }
-    qorCli::installStopSignal();
+    // Errors refer to the commands' declarations: they outlive the handlers below.
+    qorCli::CommandTree commands;
     try {
-        return qorCli::runCommand(arguments);
+        if (arguments.empty()) {
+            std::fputs(qorCli::helpText(commands.root()).c_str(), stderr);
+            return 2;
+        }
+        qorCli::installStopSignal();
+        return commands.run(arguments);
+    } catch (const qorCli::ArgumentError& error) {
+        std::fputs(qorCli::errorText(error.command(), error.what()).c_str(), stderr);
+        return 2;
     } catch (const qorCli::UsageError& error) {
         std::fprintf(stderr, "qor-ros2: %s\n", error.what());
         return 2;

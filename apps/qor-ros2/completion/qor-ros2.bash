@@ -12,17 +12,28 @@ declare -gA _qor_ros2_options=(
   ["interface show"]=""
   ["node list"]="-a --all -c --count-nodes"
   ["node info"]="--include-hidden"
-  ["topic list"]="-t --show-types"
+  ["topic list"]="-t --show-types -c --count-topics --include-hidden-topics"
   ["topic info"]="-v --verbose"
-  ["topic pub"]="--rate --once --times --qos-reliability"
-  ["topic echo"]="--once --save --qos-reliability"
-  ["topic hz"]="--window"
+  ["topic type"]="--include-hidden-topics"
+  ["topic find"]="-c --count-topics --include-hidden-topics"
+  ["topic pub"]="-r --rate -p --print -1 --once -t --times -w --wait-matching-subscriptions --keep-alive --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability"
+  ["topic echo"]="--qos-profile --qos-depth --qos-history --qos-reliability --qos-durability --csv --field -f --full-length -l --truncate-length --no-arr --no-str --flow-style --once --save"
+  ["topic hz"]="-w --window --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability"
+  ["topic bw"]="-w --window --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability"
+  ["topic delay"]="-w --window --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability"
   ["security create_keystore"]=""
   ["security create_enclave"]=""
 )
 
-# The options of the table above that take a value: the word after one is that value.
-declare -g _qor_ros2_valued_options=" --rate --times --qos-reliability --save --window "
+# The options of each verb that take a value: the word after one is that value.
+declare -gA _qor_ros2_valued_options=(
+  ["topic pub"]=" -r --rate -p --print -t --times -w --wait-matching-subscriptions --keep-alive --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability "
+  ["topic echo"]=" --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability --field -l --truncate-length --save "
+  ["topic hz"]=" -w --window --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability "
+  ["topic bw"]=" -w --window --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability "
+  ["topic delay"]=" -w --window --qos-profile --qos-depth --qos-history --qos-reliability --qos-durability "
+)
+
 
 # What the positional arguments of each verb are, in order: a topic, type, package or node name
 # is completed from what the program lists, a directory from the file system, anything else not.
@@ -32,9 +43,13 @@ declare -gA _qor_ros2_arguments=(
   ["interface show"]="type"
   ["node info"]="node"
   ["topic info"]="topic"
+  ["topic type"]="topic"
+  ["topic find"]="type"
   ["topic pub"]="topic type values"
   ["topic echo"]="topic type"
-  ["topic hz"]="topic type"
+  ["topic hz"]="topic topic topic topic topic topic topic topic"
+  ["topic bw"]="topic"
+  ["topic delay"]="topic"
   ["security create_keystore"]="directory"
   ["security create_enclave"]="directory enclave"
 )
@@ -82,10 +97,16 @@ _qor_ros2() {
   local verb="${COMP_WORDS[1]} ${COMP_WORDS[2]}"
   [[ -v "_qor_ros2_options[$verb]" ]] || return 0
 
+  local valued=${_qor_ros2_valued_options[$verb]-}
   local previous=${COMP_WORDS[COMP_CWORD - 1]}
-  if [[ $_qor_ros2_valued_options == *" $previous "* ]]; then
+  if [[ $valued == *" $previous "* ]]; then
     case $previous in
-      --qos-reliability) _qor_ros2_reply "reliable best_effort" "$current" ;;
+      --qos-profile)
+        _qor_ros2_reply "system_default sensor_data services_default parameters parameter_events action_status_default" "$current"
+        ;;
+      --qos-reliability) _qor_ros2_reply "system_default reliable best_effort" "$current" ;;
+      --qos-durability) _qor_ros2_reply "system_default transient_local volatile" "$current" ;;
+      --qos-history) _qor_ros2_reply "system_default keep_last keep_all" "$current" ;;
       --save) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
     esac
     return 0
@@ -99,7 +120,7 @@ _qor_ros2() {
   # the values of options.
   local position=0 i
   for ((i = 3; i < COMP_CWORD; i++)); do
-    if [[ $_qor_ros2_valued_options == *" ${COMP_WORDS[i]} "* ]]; then
+    if [[ $valued == *" ${COMP_WORDS[i]} "* ]]; then
       ((i++))
     elif [[ ${COMP_WORDS[i]} != -* ]]; then
       ((position++))

@@ -2,14 +2,20 @@
 
 #include <sys/wait.h>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <fstream>
 #include <memory>
+#include <sstream>
 
 namespace qorCliTest {
 
-ChildResult runShell(const std::string& command, int domain) {
+namespace {
+
+// Runs `line` through the shell and collects its standard output.
+ChildResult runLine(const std::string& line) {
     ChildResult result;
-    const std::string line = "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout 30 " + command;
     FILE* pipe = popen(line.c_str(), "r");
     if (pipe == nullptr) {
         return result;
@@ -26,10 +32,22 @@ ChildResult runShell(const std::string& command, int domain) {
     return result;
 }
 
+std::string inDomain(const std::string& command, int domain) {
+    return "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout 30 " + command;
+}
+
+std::string cliCommand(const std::string& arguments, int domain) {
+    return inDomain(std::string(QOR_ROS2_CLI) + " " + arguments, domain);
+}
+
+}  // namespace
+
+ChildResult runShell(const std::string& command, int domain) {
+    return runLine(inDomain(command, domain));
+}
+
 ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
-    return runShell(
-        std::string(QOR_ROS2_CLI) + " " + arguments + (withErrors ? " 2>&1" : " 2>/dev/null"),
-        domain);
+    return runLine(cliCommand(arguments, domain) + (withErrors ? " 2>&1" : " 2>/dev/null"));
 }
 
 std::string shellQuoted(const std::string& text) {
@@ -40,6 +58,23 @@ std::string shellQuoted(const std::string& text) {
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
     return quoted + "'";
+}
+
+SplitResult runCliSplit(const std::string& arguments, int domain) {
+    static int count = 0;
+    const std::string errorsPath =
+        "/tmp/qor_cli_errors_" + std::to_string(::getpid()) + "_" + std::to_string(++count);
+    const ChildResult child =
+        runLine("COLUMNS=80 " + cliCommand(arguments, domain) + " 2>" + errorsPath);
+    SplitResult result;
+    result.exitCode = child.exitCode;
+    result.output = child.output;
+    std::ifstream file(errorsPath);
+    std::stringstream text;
+    text << file.rdbuf();
+    result.errors = text.str();
+    std::remove(errorsPath.c_str());
+    return result;
 }
 
 }  // namespace qorCliTest

@@ -23,4 +23,15 @@ ChildResult runShell(const std::string& command, int domain);
 /// `text` quoted for the shell as one word, whatever characters it holds.
 std::string shellQuoted(const std::string& text);
 
+/// What a finished child printed on each stream and how it ended.
+struct SplitResult {
+    int exitCode = -1;   ///< its exit code; -1 when it did not exit normally
+    std::string output;  ///< standard output
+    std::string errors;  ///< standard error
+};
+
+/// Runs qor-ros2 as runCli does, with the terminal width argparse assumes without a terminal,
+/// and keeps standard output and standard error apart.
+SplitResult runCliSplit(const std::string& arguments, int domain);
+
 }  // namespace qorCliTest

@@ -80,15 +80,21 @@ TEST(CliCompletion, SecondWordIsAVerbOfTheCommand) {
 TEST(CliCompletion, DashCompletesTheOptionsOfTheVerb) {
     EXPECT_EQ(completions({"interface", "list", "--only"}),
               (Words{"--only-actions", "--only-msgs", "--only-srvs"}));
-    EXPECT_EQ(completions({"topic", "pub", "/x", "std_msgs/msg/String", "--"}),
-              (Words{"--once", "--qos-reliability", "--rate", "--times"}));
-    EXPECT_EQ(completions({"topic", "hz", "-"}), (Words{"--window"}));
+    EXPECT_EQ(completions({"topic", "pub", "/x", "std_msgs/msg/String", "--qos-"}),
+              (Words{"--qos-depth", "--qos-durability", "--qos-history", "--qos-profile",
+                     "--qos-reliability"}));
+    EXPECT_EQ(completions({"topic", "pub", "/x", "std_msgs/msg/String", "--t"}),
+              (Words{"--times"}));
+    EXPECT_EQ(completions({"topic", "hz", "--w"}), (Words{"--window"}));
+    EXPECT_EQ(completions({"topic", "echo", "/x", "--n"}), (Words{"--no-arr", "--no-str"}));
     EXPECT_EQ(completions({"topic", "frobnicate", "-"}), (Words{}));
 }
 
-TEST(CliCompletion, OptionValueIsCompletedForReliabilityOnly) {
+TEST(CliCompletion, OptionValueIsCompletedForQosChoicesOnly) {
     EXPECT_EQ(completions({"topic", "echo", "/x", "--qos-reliability", ""}),
-              (Words{"best_effort", "reliable"}));
+              (Words{"best_effort", "reliable", "system_default"}));
+    EXPECT_EQ(completions({"topic", "bw", "/x", "--qos-profile", "s"}),
+              (Words{"sensor_data", "services_default", "system_default"}));
     EXPECT_EQ(completions({"topic", "pub", "/x", "std_msgs/msg/String", "--rate", ""}), (Words{}));
 }
 
@@ -140,38 +146,79 @@ std::map<std::string, std::set<std::string>> optionsOfTheScript() {
     return table;
 }
 
-// The verbs of the program's usage text, each with the options its entry shows.
-std::map<std::string, std::set<std::string>> optionsOfTheUsage() {
-    const auto result = qorCliTest::runCli("--help", kDomain, false);
-    EXPECT_EQ(result.exitCode, 0);
+// The lines of `text` after the line `heading`, up to the next empty line.
+std::vector<std::string> sectionOf(const std::string& text, const std::string& heading) {
+    std::vector<std::string> section;
+    bool inside = false;
+    for (const std::string& line : linesOf(text)) {
+        if (inside && line.empty()) {
+            break;
+        }
+        if (inside) {
+            section.push_back(line);
+        }
+        inside = inside || line == heading;
+    }
+    return section;
+}
+
+// The verbs of each command as the program's help lists them, each with the options its own
+// help lists ("-1, --once", "-w WINDOW, --window WINDOW"), -h and --help left out.
+std::map<std::string, std::set<std::string>> optionsOfTheHelp() {
     std::map<std::string, std::set<std::string>> table;
-    std::set<std::string>* entry = nullptr;
-    for (const std::string& line : linesOf(result.output)) {
-        const bool starts = line.size() > 2 && line.compare(0, 2, "  ") == 0 && line[2] != ' ';
-        const bool continues = line.size() > 2 && line.compare(0, 3, "   ") == 0;
-        if (!starts && !continues) {
-            entry = nullptr;
-            continue;
-        }
-        std::string words = line;
-        std::replace_if(
-            words.begin(), words.end(), [](char c) { return c == '[' || c == ']' || c == '|'; },
-            ' ');
-        std::istringstream stream(words);
-        if (starts) {
-            std::string command;
+    for (const std::string command : {"interface", "node", "security", "topic"}) {
+        const auto commandHelp = qorCliTest::runCli(command + " --help", kDomain, false);
+        EXPECT_EQ(commandHelp.exitCode, 0) << command;
+        for (const std::string& entry : sectionOf(commandHelp.output, "Commands:")) {
+            std::istringstream words(entry);
             std::string verb;
-            stream >> command >> verb;
-            entry = &table[command + " " + verb];
-        }
-        std::string word;
-        while (entry != nullptr && stream >> word) {
-            if (word.size() > 1 && word[0] == '-') {
-                entry->insert(word);
+            words >> verb;
+            const std::string name = command + " " + verb;
+            std::set<std::string>& options = table[name];
+            const auto verbHelp = qorCliTest::runCli(name + " --help", kDomain, false);
+            EXPECT_EQ(verbHelp.exitCode, 0) << name;
+            for (const std::string& line : sectionOf(verbHelp.output, "options:")) {
+                if (line.rfind("  -", 0) != 0) {
+                    continue;
+                }
+                // "  -w WINDOW, --window WINDOW   help": the invocations, up to the help.
+                std::string invocations = line.substr(2, line.find("  ", 2) - 2);
+                // Choices ("{reliable,best_effort}") hold commas of their own.
+                for (auto open = invocations.find('{'); open != std::string::npos;
+                     open = invocations.find('{')) {
+                    invocations.erase(open, invocations.find('}', open) - open + 1);
+                }
+                std::istringstream forms(invocations);
+                std::string form;
+                while (std::getline(forms, form, ',')) {
+                    std::istringstream formWords(form);
+                    std::string option;
+                    formWords >> option;
+                    if (option != "-h" && option != "--help") {
+                        options.insert(option);
+                    }
+                }
             }
         }
     }
     return table;
+}
+
+// The words an argparse error line calls unrecognized.
+std::set<std::string> unrecognizedWords(const std::string& output) {
+    const std::string marker = "unrecognized arguments: ";
+    std::set<std::string> words;
+    for (const std::string& line : linesOf(output)) {
+        const auto at = line.find(marker);
+        if (at != std::string::npos) {
+            std::istringstream rest(line.substr(at + marker.size()));
+            std::string word;
+            while (rest >> word) {
+                words.insert(word);
+            }
+        }
+    }
+    return words;
 }
 
 // The options of the script that take a value.
@@ -179,7 +226,7 @@ std::set<std::string> valuedOptionsOfTheScript() {
     const auto result = qorCliTest::runShell(
         "bash --norc --noprofile -c " +
             qorCliTest::shellQuoted(std::string("source ") + QOR_ROS2_COMPLETION +
-                                    "; printf '%s' \"$_qor_ros2_valued_options\""),
+                                    "; printf '%s ' \"${_qor_ros2_valued_options[@]}\""),
         kDomain);
     std::istringstream words(result.output);
     std::set<std::string> valued;
@@ -191,30 +238,32 @@ std::set<std::string> valuedOptionsOfTheScript() {
 }
 
 TEST(CliCompletion, EveryOptionTheScriptOffersIsAcceptedByTheProgram) {
-    // With too many arguments each verb stops at its usage, after the options are parsed and
-    // before it touches the network: an option it does not know stops it earlier, differently.
+    // With a word no verb knows each stops at its usage before it touches the network: for an
+    // argument missing or for that word, never for the option.
     const std::set<std::string> valued = valuedOptionsOfTheScript();
-    EXPECT_EQ(valued.size(), 5U);
+    EXPECT_EQ(valued.size(), 19U);
     int checked = 0;
     for (const auto& [verb, options] : optionsOfTheScript()) {
         for (const std::string& option : options) {
             const std::string arguments =
-                verb + " " + option + (valued.count(option) != 0 ? " 1" : "") + " a b c d e";
+                verb + " " + option + (valued.count(option) != 0 ? " 1" : "") + " --zz-unknown";
             const auto result = qorCliTest::runCli(arguments, kDomain, true);
             EXPECT_EQ(result.exitCode, 2) << arguments;
-            EXPECT_EQ(result.output.rfind("qor-ros2: usage: qor-ros2 " + verb + " ", 0), 0U)
+            EXPECT_EQ(result.output.rfind("usage: qor-ros2 " + verb + " ", 0), 0U)
+                << arguments << ": " << result.output;
+            EXPECT_EQ(unrecognizedWords(result.output).count(option), 0U)
                 << arguments << ": " << result.output;
             ++checked;
         }
     }
-    EXPECT_EQ(checked, 36);
+    EXPECT_EQ(checked, 88);
 }
 
 TEST(CliCompletion, ScriptOffersExactlyTheVerbsAndOptionsOfTheProgram) {
     const auto script = optionsOfTheScript();
-    const auto usage = optionsOfTheUsage();
-    ASSERT_EQ(usage.size(), 14U);
-    EXPECT_EQ(script, usage);
+    const auto help = optionsOfTheHelp();
+    ASSERT_EQ(help.size(), 18U);
+    EXPECT_EQ(script, help);
 }
 
 }  // namespace

@@ -147,11 +147,15 @@ TEST(CliInterfaceProto, UnknownTypeOrMissingTypeExitsWithTwo) {
               "for the known ones)\n");
     const auto missing = qorCliTest::runCli("interface proto", kProtoDomain, true);
     EXPECT_EQ(missing.exitCode, 2);
-    EXPECT_EQ(missing.output, "qor-ros2: usage: qor-ros2 interface proto TYPE [--no-quotes]\n");
+    EXPECT_EQ(missing.output,
+              "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
+              "qor-ros2 interface proto: error: the following arguments are required: type\n");
     const auto badOption =
         qorCliTest::runCli("interface proto std_msgs/msg/String --quotes", kProtoDomain, true);
     EXPECT_EQ(badOption.exitCode, 2);
-    EXPECT_EQ(badOption.output, "qor-ros2: unknown option --quotes\n");
+    EXPECT_EQ(badOption.output,
+              "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
+              "qor-ros2 interface proto: error: unrecognized arguments: --quotes\n");
 }
 
 const qorROS2::QOS kReliable{qorROS2::QOS::VOLATILE, qorROS2::QOS::RELIABLE,

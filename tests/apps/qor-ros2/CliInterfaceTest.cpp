@@ -126,8 +126,9 @@ TEST(CliInterface, UnknownPackageSaysSoAsRos2DoesAndExitsWithOne) {
     const auto missing = qorCliTest::runCli("interface package", kDomain, true);
     EXPECT_EQ(missing.exitCode, 2);
     EXPECT_EQ(missing.output,
-              "qor-ros2: usage: qor-ros2 interface package PACKAGE [-m|--only-msgs] "
-              "[-s|--only-srvs] [-a|--only-actions]\n");
+              "usage: qor-ros2 interface package [-h] [-m] [-s] [-a] package_name\n"
+              "qor-ros2 interface package: error: the following arguments are required: "
+              "package_name\n");
 }
 
 TEST(CliInterface, UnknownTypeExitsWithTwoAndSaysSo) {
@@ -141,9 +142,13 @@ TEST(CliInterface, UnknownTypeExitsWithTwoAndSaysSo) {
 TEST(CliInterface, UnknownCommandExitsWithTwo) {
     const auto result = qorCliTest::runCli("interface frobnicate", kDomain, true);
     EXPECT_EQ(result.exitCode, 2);
+    // argparse's words for a verb that is not one of the command's.
     EXPECT_EQ(result.output,
-              "qor-ros2: unknown command 'interface frobnicate' (known: list, package, packages, "
-              "proto, show)\n");
+              "usage: qor-ros2 interface [-h]\n"
+              "                          Call `qor-ros2 interface <command> -h` for more\n"
+              "                          detailed usage. ...\n"
+              "qor-ros2 interface: error: argument Call `qor-ros2 interface <command> -h` for "
+              "more detailed usage.: invalid choice: 'frobnicate' (choose from 'list', 'package', 'packages', 'proto', 'show')\n");
 }
 
 }  // namespace

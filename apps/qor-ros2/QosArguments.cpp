@@ -1,0 +1,85 @@
+#include "QosArguments.h"
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "CommandOptions.h"
+#include "StopSignal.h"
+
+namespace qorCli {
+namespace {
+
+// How long a subscription looks for publishers to adapt to when it starts, and how long it
+// keeps looking once it has found one, for the others of the same topic.
+constexpr std::chrono::milliseconds kPublisherWait{1500};
+constexpr std::chrono::milliseconds kMorePublishersWait{250};
+
+std::vector<qorROS2::DiscoveredEndpoint> publishersOf(const qorROS2::TopicDiscovery& discovery,
+                                                      const std::string& topic) {
+    std::vector<qorROS2::DiscoveredEndpoint> publishers;
+    for (qorROS2::DiscoveredEndpoint& endpoint : discovery.endpoints()) {
+        if (endpoint.publisher && endpoint.topic == topic) {
+            publishers.push_back(std::move(endpoint));
+        }
+    }
+    return publishers;
+}
+
+}  // namespace
+
+void addQosOptions(CLI::App& verb, QosFlags& flags, const std::string& entity,
+                   const std::string& defaultProfile) {
+    const qorROS2::QOS defaults = qosFromFlags(
+        defaultProfile, {}, entity == "publish" ? QosRole::PUBLISHER : QosRole::SUBSCRIPTION);
+    addChoice(verb, "--qos-profile", flags.profile, qosProfileNames(),
+              "Quality of service preset profile to " + entity +
+                  " with (default: " + defaultProfile + ")");
+    addInt(verb, "--qos-depth", flags.depth, "N",
+           "Queue size setting to " + entity +
+               " with (overrides depth value of --qos-profile option)");
+    addChoice(verb, "--qos-history", flags.history, historyNames(),
+              "History of samples setting to " + entity +
+                  " with (overrides history value of --qos-profile option, default: " +
+                  (defaults.history == qorROS2::QOS::KEEP_ALL ? "keep_all" : "keep_last") + ")");
+    addChoice(verb, "--qos-reliability", flags.reliability, reliabilityNames(),
+              "Quality of service reliability setting to " + entity +
+                  " with (overrides reliability value of --qos-profile option, default: " +
+                  (defaults.reliability == qorROS2::QOS::RELIABLE ? "reliable" : "best_effort") +
+                  ")");
+    addChoice(verb, "--qos-durability", flags.durability, durabilityNames(),
+              "Quality of service durability setting to " + entity +
+                  " with (overrides durability value of --qos-profile option, default: " +
+                  (defaults.durability == qorROS2::QOS::TRANSIENT_LOCAL ? "transient_local"
+                                                                        : "volatile") +
+                  ")");
+}
+
+qorROS2::QOS subscriptionQos(const qorROS2::TopicDiscovery& discovery, const std::string& topic,
+                             const QosFlags& flags) {
+    const std::string profile = flags.profile.empty() ? "sensor_data" : flags.profile;
+    const qorROS2::QOS base = qosFromFlags(profile, flags, QosRole::SUBSCRIPTION);
+    if (flags.anyPolicyGiven()) {
+        return base;
+    }
+    const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
+    const auto start = std::chrono::steady_clock::now();
+    auto deadline = start + kPublisherWait;
+    bool found = false;
+    while (std::chrono::steady_clock::now() < deadline && !stopRequested()) {
+        if (!found && !publishersOf(discovery, name).empty()) {
+            found = true;
+            deadline = std::min(deadline, std::chrono::steady_clock::now() + kMorePublishersWait);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    const AdaptedQos adapted = adaptToPublishers(base, publishersOf(discovery, name));
+    for (const std::string& notice : adapted.notices) {
+        std::printf("%s\n", notice.c_str());
+    }
+    std::fflush(stdout);
+    return adapted.qos;
+}
+
+}  // namespace qorCli

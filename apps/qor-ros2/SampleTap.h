@@ -1,0 +1,59 @@
+#pragma once
+
+// A subscription seen through what `topic bw`, `delay` and `hz` measure of each sample: its
+// serialized size and the stamp of its header, whatever the record.
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "DelayMeter.h"
+#include "qorROS2/QOS.h"
+#include "qorROS2/Subscriber.h"
+
+namespace qorCli {
+
+/// What a measuring command learns of one sample.
+struct TappedSample {
+    std::size_t serializedBytes = 0;  ///< as it came over the wire, encapsulation included
+    std::optional<std::int64_t> headerStampNanoseconds;  ///< none for a type without header
+};
+
+/// Takes the samples of one topic, of a type only the tap knows.
+class SampleTap {
+  public:
+    virtual ~SampleTap() = default;
+    /// Takes the oldest waiting sample into `sample` and returns true; false when none waits.
+    virtual bool take(TappedSample& sample) = 0;
+};
+
+template <typename Record>
+class RecordSampleTap final : public SampleTap {
+  public:
+    RecordSampleTap(const std::string& topic, const qorROS2::QOS& qos, std::int8_t domain)
+        : m_subscriber(topic, qos, domain) {}
+
+    bool take(TappedSample& sample) override {
+        if (!m_subscriber.receiveMessage(m_message)) {
+            return false;
+        }
+        sample.serializedBytes = m_subscriber.lastSampleSize();
+        sample.headerStampNanoseconds = headerStampNanoseconds(m_message);
+        return true;
+    }
+
+  private:
+    qorROS2::Subscriber<Record> m_subscriber;
+    Record m_message{};
+};
+
+/// A tap of `topic` in `domain` for records of type `Record`.
+template <typename Record>
+std::unique_ptr<SampleTap> makeSampleTap(const std::string& topic, const qorROS2::QOS& qos,
+                                         std::int8_t domain) {
+    return std::make_unique<RecordSampleTap<Record>>(topic, qos, domain);
+}
+
+}  // namespace qorCli

@@ -1,0 +1,35 @@
+// `qor-ros2 security create_keystore ROOT`: a keystore laid out as SROS2 lays it out.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "CommandOptions.h"
+#include "Keystore.h"
+#include "Verb.h"
+
+namespace qorCli {
+namespace {
+
+class SecurityCreateKeystoreVerb : public Verb {
+  public:
+    explicit SecurityCreateKeystoreVerb(CLI::App& app) {
+        addPositional(app, "ROOT", m_root, true, "root path of keystore");
+    }
+
+    int run() override {
+        createKeystore(m_root);
+        std::printf("created the keystore %s\n", m_root.c_str());
+        return 0;
+    }
+
+  private:
+    std::string m_root;
+};
+
+}  // namespace
+
+std::unique_ptr<Verb> makeSecurityCreateKeystoreVerb(CLI::App& app) {
+    return std::make_unique<SecurityCreateKeystoreVerb>(app);
+}
+
+}  // namespace qorCli

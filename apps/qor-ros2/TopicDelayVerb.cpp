@@ -1,0 +1,89 @@
+// `qor-ros2 topic delay`: prints once a second how long a topic's messages took from the stamp of
+// their header to their arrival, as `ros2 topic delay` does.
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "ArgumentError.h"
+#include "CommandOptions.h"
+#include "DelayMeter.h"
+#include "StopSignal.h"
+#include "ToolDomain.h"
+#include "TopicTaps.h"
+#include "Verb.h"
+
+namespace qorCli {
+namespace {
+
+void print(const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fflush(stdout);
+}
+
+class TopicDelayVerb : public Verb {
+  public:
+    explicit TopicDelayVerb(CLI::App& app) : m_app(app) {
+        addPositional(app, "topic", m_topic, true, "Topic name to calculate the delay for");
+        addNonNegativeInt(app, "-w,--window", m_window, "WINDOW",
+                          "window size, in # of messages, for calculating rate, string to "
+                          "(default: 10000)");
+        addQosOptions(app, m_qos, "subscribe", "sensor_data");
+    }
+
+    int run() override {
+        std::size_t window = DelayMeter::kDefaultWindow;
+        if (m_window.has_value()) {
+            if (*m_window == 0) {
+                throw ArgumentError(m_app, "argument -w/--window: invalid positive_int value: '0'");
+            }
+            window = static_cast<std::size_t>(*m_window);
+        }
+        TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment(), "delay");
+        DelayMeter meter(window);
+        TappedSample sample;
+        auto nextReport = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+        while (!stopRequested()) {
+            bool any = false;
+            while (taps.tap(0).take(sample)) {
+                any = true;
+                if (!sample.headerStampNanoseconds.has_value()) {
+                    // As ros2 does, at the first message of a type without a header.
+                    std::fprintf(stderr, "%s\n", kNoHeaderMessage);
+                    return 1;
+                }
+                // ROS time without a simulation clock: the system's time.
+                const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                    std::chrono::system_clock::now().time_since_epoch());
+                if (const auto notice = meter.add(*sample.headerStampNanoseconds, now.count())) {
+                    print(*notice);
+                }
+            }
+            if (std::chrono::steady_clock::now() >= nextReport) {
+                nextReport += std::chrono::seconds(1);
+                if (const auto text = meter.report()) {
+                    print(*text);
+                }
+            }
+            if (!any) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        }
+        return 0;
+    }
+
+  private:
+    const CLI::App& m_app;
+    std::string m_topic;
+    std::optional<std::uint64_t> m_window;
+    QosFlags m_qos;
+};
+
+}  // namespace
+
+std::unique_ptr<Verb> makeTopicDelayVerb(CLI::App& app) {
+    return std::make_unique<TopicDelayVerb>(app);
+}
+
+}  // namespace qorCli

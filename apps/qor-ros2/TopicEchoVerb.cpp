@@ -1,0 +1,96 @@
+// `qor-ros2 topic echo`: prints the messages of a topic as `ros2 topic echo` does.
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
+
+#include "CommandOptions.h"
+#include "DiscoveredType.h"
+#include "ImagePng.h"
+#include "QosArguments.h"
+#include "ToolDomain.h"
+#include "UsageError.h"
+#include "Verb.h"
+
+namespace qorCli {
+namespace {
+
+// As ros2 cuts arrays, bytes and strings unless told otherwise.
+constexpr std::uint64_t kDefaultTruncateLength = 128;
+
+class TopicEchoVerb : public Verb {
+  public:
+    explicit TopicEchoVerb(CLI::App& app) {
+        addPositional(app, "topic_name", m_topic, true,
+                      "Name of the ROS topic to listen to (e.g. '/chatter')");
+        addPositional(app, "message_type", m_type, false,
+                      "Type of the ROS message (e.g. 'std_msgs/msg/String'); without it, the "
+                      "type the topic's endpoints announce");
+        addQosOptions(app, m_qos, "subscribe", "sensor_data");
+        addFlag(app, "--csv", m_format.csv,
+                "Output all recursive fields separated by commas (e.g. for plotting)");
+        addText(app, "--field", m_format.field, "FIELD",
+                "Echo a selected field of a message. Use '.' to select sub-fields. For example, "
+                "to echo the position field of a nav_msgs/msg/Odometry message: 'ros2 topic "
+                "echo /odom --field pose.pose.position'");
+        addFlag(app, "-f,--full-length", m_fullLength,
+                "Output all elements for arrays, bytes, and string with a length > "
+                "'--truncate-length', by default they are truncated after '--truncate-length' "
+                "elements with '...''");
+        addNonNegativeInt(app, "-l,--truncate-length", m_truncateLength, "TRUNCATE_LENGTH",
+                          "The length to truncate arrays, bytes, and string to (default: 128)");
+        addFlag(app, "--no-arr", m_format.noArrays, "Don't print array fields of messages");
+        addFlag(app, "--no-str", m_format.noStrings, "Don't print string fields of messages");
+        addFlag(app, "--flow-style", m_format.flowStyle,
+                "Print collections in the block style (not available with csv format)");
+        addFlag(app, "--once", m_once, "Print the first message received and then exit.");
+        addText(app, "--save", m_savePath, "FILE.png",
+                "Write each sensor_msgs/msg/Image received to this PNG file instead of printing "
+                "it (encodings " +
+                    std::string(savableImageEncodings()) + ")");
+    }
+
+    int run() override {
+        TopicOptions options;
+        options.topic = m_topic;
+        options.domain = domainFromEnvironment();
+        options.once = m_once;
+        options.echoFormat = m_format;
+        if (!m_fullLength) {
+            options.echoFormat.truncateLength =
+                static_cast<std::size_t>(m_truncateLength.value_or(kDefaultTruncateLength));
+        }
+        const MessageType* type = m_type.empty() ? nullptr : &findMessageType(m_type);
+        // The discovery lives while the messages are echoed: its participant is the
+        // subscription's, which knows the publishers already.
+        const qorROS2::TopicDiscovery discovery(options.domain);
+        if (type == nullptr) {
+            type = &discoveredType(discovery, m_topic, options.domain, "echo");
+        }
+        if (!m_savePath.empty() && type->name != "sensor_msgs/msg/Image") {
+            throw UsageError("option --save works for sensor_msgs/msg/Image only, not " +
+                             type->name);
+        }
+        options.qos = subscriptionQos(discovery, m_topic, m_qos);
+        options.savePath = m_savePath;
+        return type->echo(options);
+    }
+
+  private:
+    std::string m_topic;
+    std::string m_type;
+    QosFlags m_qos;
+    bool m_once = false;
+    std::string m_savePath;
+    EchoFormat m_format;
+    bool m_fullLength = false;
+    std::optional<std::uint64_t> m_truncateLength;
+};
+
+}  // namespace
+
+std::unique_ptr<Verb> makeTopicEchoVerb(CLI::App& app) {
+    return std::make_unique<TopicEchoVerb>(app);
+}
+
+}  // namespace qorCli

@@ -1,0 +1,99 @@
+// `qor-ros2 topic hz`: prints the receive rate of one topic or several once a second, as
+// `ros2 topic hz` does.
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "ArgumentError.h"
+#include "CommandOptions.h"
+#include "MessageTypes.h"
+#include "RateMeter.h"
+#include "StopSignal.h"
+#include "ToolDomain.h"
+#include "TopicTaps.h"
+#include "UsageError.h"
+#include "Verb.h"
+
+namespace qorCli {
+namespace {
+
+// Whether `word`, given last, names the type of the topics rather than one more topic.
+bool namesAType(const std::string& word) {
+    if (word.empty() || word[0] == '/') {
+        return false;
+    }
+    try {
+        findMessageType(word);
+        return true;
+    } catch (const UsageError&) {
+        return false;
+    }
+}
+
+class TopicHzVerb : public Verb {
+  public:
+    explicit TopicHzVerb(CLI::App& app) : m_app(app) {
+        addPositionals(app, "topic_name", m_words,
+                       "Names of the ROS topics to listen to (e.g. '/chatter'), optionally "
+                       "followed by their type (e.g. 'std_msgs/msg/String'); without it, the type "
+                       "each topic's endpoints announce");
+        addNonNegativeInt(app, "-w,--window", m_window, "WINDOW",
+                          "window size, in # of messages, for calculating rate (default: 10000)");
+        addQosOptions(app, m_qos, "subscribe", "sensor_data");
+    }
+
+    int run() override {
+        std::size_t window = RateMeter::kDefaultWindow;
+        if (m_window.has_value()) {
+            if (*m_window == 0) {
+                throw ArgumentError(m_app, "argument -w/--window: invalid positive_int value: '0'");
+            }
+            window = static_cast<std::size_t>(*m_window);
+        }
+        std::vector<std::string> topics = m_words;
+        std::string type;
+        if (topics.size() > 1 && namesAType(topics.back())) {
+            type = topics.back();
+            topics.pop_back();
+        }
+        TopicTaps taps(topics, type, m_qos, domainFromEnvironment(), "hz");
+        RateMeter meter(window);
+        TappedSample sample;
+        while (!stopRequested()) {
+            bool any = false;
+            for (std::size_t i = 0; i < taps.size(); ++i) {
+                while (taps.tap(i).take(sample)) {
+                    any = true;
+                    // ROS time without a simulation clock: the system's time.
+                    const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                        std::chrono::system_clock::now().time_since_epoch());
+                    meter.add(taps.topic(i), now.count());
+                    if (const auto text = meter.report(topics)) {
+                        std::fwrite(text->data(), 1, text->size(), stdout);
+                        std::fflush(stdout);
+                    }
+                }
+            }
+            if (!any) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        }
+        return 0;
+    }
+
+  private:
+    const CLI::App& m_app;
+    std::vector<std::string> m_words;
+    std::optional<std::uint64_t> m_window;
+    QosFlags m_qos;
+};
+
+}  // namespace
+
+std::unique_ptr<Verb> makeTopicHzVerb(CLI::App& app) {
+    return std::make_unique<TopicHzVerb>(app);
+}
+
+}  // namespace qorCli

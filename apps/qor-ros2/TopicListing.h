@@ -1,0 +1,27 @@
+#pragma once
+
+// The topics of a domain as the verbs that list them see them: after discovery has settled,
+// sorted, hidden topics left out unless asked for.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "qorROS2/TopicDiscovery.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
+
+namespace qorCli {
+
+/// Whether ROS 2 hides `topic` from listings: one of its tokens starts with '_'.
+bool isHiddenTopic(const std::string& topic);
+
+/// The topics of `domain` once discovery has settled; hidden ones only with `includeHidden`.
+std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden);
+
+/// Whether --include-hidden-topics was given to `verb` or to its command.
+bool includeHiddenTopics(const CLI::App& verb);
+
+}  // namespace qorCli
