@@ -61,6 +61,15 @@ class TopicHzVerb : public Verb {
         TopicTaps taps(topics, type, m_qos, domainFromEnvironment(), "hz");
         RateMeter meter(window);
         TappedSample sample;
+        // One topic is reported as its messages come; several in one table a second.
+        const bool table = topics.size() > 1;
+        auto nextTable = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+        const auto report = [&] {
+            if (const auto text = meter.report(topics)) {
+                std::fwrite(text->data(), 1, text->size(), stdout);
+                std::fflush(stdout);
+            }
+        };
         while (!stopRequested()) {
             bool any = false;
             for (std::size_t i = 0; i < taps.size(); ++i) {
@@ -70,11 +79,14 @@ class TopicHzVerb : public Verb {
                     const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
                         std::chrono::system_clock::now().time_since_epoch());
                     meter.add(taps.topic(i), now.count());
-                    if (const auto text = meter.report(topics)) {
-                        std::fwrite(text->data(), 1, text->size(), stdout);
-                        std::fflush(stdout);
+                    if (!table) {
+                        report();
                     }
                 }
+            }
+            if (table && std::chrono::steady_clock::now() >= nextTable) {
+                nextTable += std::chrono::seconds(1);
+                report();
             }
             if (!any) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -1,0 +1,165 @@
+// `topic bw`, `topic delay`, `topic hz` over several topics and echo's formatting flags, run as
+// a user runs them against live publishers of the test.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <regex>
+#include <string>
+#include <thread>
+
+#include "ChildProcess.h"
+#include "qorROS2/Messages.h"
+#include "qorROS2/Publisher.h"
+
+namespace {
+
+constexpr int kMeasureDomain = 103;
+
+using qorROS2::QOS;
+
+const QOS kReliable{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 10};
+
+// Publishes what `next` gives every 50 ms on `topic` until destroyed.
+template <typename Record>
+class RepeatingPublisher {
+  public:
+    RepeatingPublisher(const std::string& topic, std::function<Record()> next)
+        : m_publisher(topic, kReliable, kMeasureDomain), m_sender([this, next] {
+              while (!m_done) {
+                  m_publisher.sendMessage(next());
+                  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+              }
+          }) {}
+    ~RepeatingPublisher() {
+        m_done = true;
+        m_sender.join();
+    }
+
+  private:
+    qorROS2::Publisher<Record> m_publisher;
+    std::atomic<bool> m_done{false};
+    std::thread m_sender;
+};
+
+// Runs `arguments` for three seconds, then stops the command as Ctrl-C would.
+qorCliTest::ChildResult runForThreeSeconds(const std::string& arguments, bool withErrors) {
+    return qorCliTest::runCli(arguments + " & sleep 3; kill -INT $!; wait $!", kMeasureDomain,
+                              withErrors);
+}
+
+qorROS2::stdMsgs::String hello() {
+    qorROS2::stdMsgs::String message;
+    message.data = "hello";
+    return message;
+}
+
+TEST(CliMeasure, BwPrintsTheSizeOfEachSampleAsItCameOverTheWire) {
+    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/bw", hello);
+    const auto result = runForThreeSeconds("topic bw /cli/bw", false);
+    EXPECT_EQ(result.exitCode, 0);
+    ASSERT_EQ(result.output.rfind("Subscribed to [/cli/bw]\n", 0), 0U) << result.output;
+    // Encapsulation (4), length (4), "hello" and its terminating NUL (6), and the padding that
+    // ends a sample on a multiple of four.
+    const std::regex report(
+        "([0-9.]+) B/s from ([0-9]+) messages\n"
+        "\tMessage size mean: 16 B min: 16 B max: 16 B\n");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(result.output, match, report)) << result.output;
+    // 20 messages a second.
+    EXPECT_GT(std::atof(match[1].str().c_str()), 16.0 * 10) << result.output;
+    EXPECT_LT(std::atof(match[1].str().c_str()), 16.0 * 25) << result.output;
+}
+
+TEST(CliMeasure, DelayIsTheAgeOfTheHeaderStampOnArrival) {
+    const RepeatingPublisher<qorROS2::sensorMsgs::JointState> publisher("/cli/delay", [] {
+        // Stamped half a second in the past of the system clock.
+        const auto stamp =
+            std::chrono::system_clock::now().time_since_epoch() - std::chrono::milliseconds(500);
+        const auto nanoseconds =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(stamp).count();
+        qorROS2::sensorMsgs::JointState state{};
+        state.header.stamp.sec = static_cast<std::int32_t>(nanoseconds / 1000000000);
+        state.header.stamp.nanosec = static_cast<std::uint32_t>(nanoseconds % 1000000000);
+        return state;
+    });
+    const auto result = runForThreeSeconds("topic delay /cli/delay", false);
+    EXPECT_EQ(result.exitCode, 0);
+    const std::regex report(
+        "average delay: ([0-9]+\\.[0-9]{3})\n"
+        "\tmin: [0-9.]+s max: [0-9.]+s std dev: [0-9.]+s window: [0-9]+\n");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(result.output, match, report)) << result.output;
+    EXPECT_GE(std::atof(match[1].str().c_str()), 0.5) << result.output;
+    EXPECT_LT(std::atof(match[1].str().c_str()), 0.9) << result.output;
+}
+
+TEST(CliMeasure, DelayOfATypeWithoutHeaderSaysSoAndExitsWithOne) {
+    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/no_header", hello);
+    const auto result = qorCliTest::runCli("topic delay /cli/no_header", kMeasureDomain, true);
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.output, "msg does not have header\n");
+}
+
+TEST(CliMeasure, HzOfSeveralTopicsPrintsTheirTable) {
+    const RepeatingPublisher<qorROS2::stdMsgs::String> first("/cli/hz_a", hello);
+    const RepeatingPublisher<qorROS2::stdMsgs::String> second("/cli/hz_b", hello);
+    const auto result = runForThreeSeconds("topic hz /cli/hz_a /cli/hz_b", false);
+    EXPECT_EQ(result.exitCode, 0);
+    // One table a second, both topics in it.
+    const std::regex table(
+        " +topic +rate +min_delta +max_delta +std_dev +window\n=+\n"
+        "/cli/hz_a +[0-9.]+ .*\n/cli/hz_b +[0-9.]+ .*\n\n");
+    EXPECT_TRUE(std::regex_search(result.output, table)) << result.output;
+}
+
+TEST(CliMeasure, EchoPrintsOneFieldOrCsvAsAsked) {
+    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/echo_format", hello);
+    const auto field = qorCliTest::runCli("topic echo --once --field data /cli/echo_format",
+                                          kMeasureDomain, false);
+    EXPECT_EQ(field.exitCode, 0);
+    EXPECT_EQ(field.output, "hello\n---\n");
+    const auto csv =
+        qorCliTest::runCli("topic echo --once --csv /cli/echo_format", kMeasureDomain, false);
+    EXPECT_EQ(csv.exitCode, 0);
+    EXPECT_EQ(csv.output, "hello\n");
+    const auto bad =
+        qorCliTest::runCli("topic echo --once --field nope /cli/echo_format", kMeasureDomain, true);
+    EXPECT_EQ(bad.exitCode, 2);
+    EXPECT_EQ(bad.output,
+              "qor-ros2: Invalid field 'nope': 'String' object has no attribute 'nope'\n");
+}
+
+TEST(CliMeasure, EchoCutsLongArraysAfter128UnlessToldOtherwise) {
+    const RepeatingPublisher<qorROS2::stdMsgs::Float64MultiArray> publisher("/cli/echo_long", [] {
+        qorROS2::stdMsgs::Float64MultiArray array{};
+        array.data.assign(200, 0.5);
+        return array;
+    });
+    const auto cut =
+        qorCliTest::runCli("topic echo --once /cli/echo_long --no-str", kMeasureDomain, false);
+    EXPECT_EQ(cut.exitCode, 0);
+    EXPECT_NE(cut.output.find("- '...'\n"), std::string::npos) << cut.output;
+    const auto dashes = [](const std::string& text) {
+        std::size_t count = 0;
+        for (std::size_t at = text.find("- 0.5\n"); at != std::string::npos;
+             at = text.find("- 0.5\n", at + 1)) {
+            ++count;
+        }
+        return count;
+    };
+    EXPECT_EQ(dashes(cut.output), 128U);
+    const auto whole =
+        qorCliTest::runCli("topic echo --once --full-length /cli/echo_long", kMeasureDomain, false);
+    EXPECT_EQ(dashes(whole.output), 200U);
+    const auto noArrays =
+        qorCliTest::runCli("topic echo --once --no-arr /cli/echo_long", kMeasureDomain, false);
+    EXPECT_NE(noArrays.output.find("data: '<sequence type: double, length: 200>'\n"),
+              std::string::npos)
+        << noArrays.output;
+}
+
+}  // namespace
