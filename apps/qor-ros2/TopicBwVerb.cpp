@@ -3,12 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
-#include <thread>
 
-#include "ArgumentError.h"
 #include "BandwidthMeter.h"
 #include "CommandOptions.h"
-#include "StopSignal.h"
 #include "ToolDomain.h"
 #include "TopicTaps.h"
 #include "Verb.h"
@@ -38,34 +35,20 @@ class TopicBwVerb : public Verb {
     }
 
     int run() override {
-        std::size_t window = BandwidthMeter::kDefaultWindow;
-        if (m_window.has_value()) {
-            if (*m_window == 0) {
-                throw ArgumentError(m_app, "argument -w/--window: invalid positive_int value: '0'");
-            }
-            window = static_cast<std::size_t>(*m_window);
-        }
+        const std::size_t window = measuringWindow(m_app, m_window, BandwidthMeter::kDefaultWindow);
         TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment(), "bw");
         print(subscribedLine(m_topic));
         BandwidthMeter meter(window);
-        TappedSample sample;
-        auto nextReport = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-        while (!stopRequested()) {
-            bool any = false;
-            while (taps.tap(0).take(sample)) {
-                any = true;
+        taps.measure(
+            [&](std::size_t, const TappedSample& sample) {
                 meter.add(sample.serializedBytes, monotonicSeconds());
-            }
-            if (std::chrono::steady_clock::now() >= nextReport) {
-                nextReport += std::chrono::seconds(1);
+                return true;
+            },
+            [&] {
                 if (const auto text = meter.report(monotonicSeconds())) {
                     print(*text);
                 }
-            }
-            if (!any) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-        }
+            });
         return 0;
     }
 

@@ -4,12 +4,9 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
-#include <thread>
 
-#include "ArgumentError.h"
 #include "CommandOptions.h"
 #include "DelayMeter.h"
-#include "StopSignal.h"
 #include "ToolDomain.h"
 #include "TopicTaps.h"
 #include "Verb.h"
@@ -33,25 +30,13 @@ class TopicDelayVerb : public Verb {
     }
 
     int run() override {
-        std::size_t window = DelayMeter::kDefaultWindow;
-        if (m_window.has_value()) {
-            if (*m_window == 0) {
-                throw ArgumentError(m_app, "argument -w/--window: invalid positive_int value: '0'");
-            }
-            window = static_cast<std::size_t>(*m_window);
-        }
+        const std::size_t window = measuringWindow(m_app, m_window, DelayMeter::kDefaultWindow);
         TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment(), "delay");
         DelayMeter meter(window);
-        TappedSample sample;
-        auto nextReport = std::chrono::steady_clock::now() + std::chrono::seconds(1);
-        while (!stopRequested()) {
-            bool any = false;
-            while (taps.tap(0).take(sample)) {
-                any = true;
+        const bool stamped = taps.measure(
+            [&](std::size_t, const TappedSample& sample) {
                 if (!sample.headerStampNanoseconds.has_value()) {
-                    // As ros2 does, at the first message of a type without a header.
-                    std::fprintf(stderr, "%s\n", kNoHeaderMessage);
-                    return 1;
+                    return false;
                 }
                 // ROS time without a simulation clock: the system's time.
                 const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
@@ -59,16 +44,17 @@ class TopicDelayVerb : public Verb {
                 if (const auto notice = meter.add(*sample.headerStampNanoseconds, now.count())) {
                     print(*notice);
                 }
-            }
-            if (std::chrono::steady_clock::now() >= nextReport) {
-                nextReport += std::chrono::seconds(1);
+                return true;
+            },
+            [&] {
                 if (const auto text = meter.report()) {
                     print(*text);
                 }
-            }
-            if (!any) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
+            });
+        if (!stamped) {
+            // As ros2 does, at the first message of a type without a header.
+            std::fprintf(stderr, "%s\n", kNoHeaderMessage);
+            return 1;
         }
         return 0;
     }

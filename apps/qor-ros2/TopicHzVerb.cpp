@@ -4,13 +4,10 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
-#include <thread>
 
-#include "ArgumentError.h"
 #include "CommandOptions.h"
 #include "MessageTypes.h"
 #include "RateMeter.h"
-#include "StopSignal.h"
 #include "ToolDomain.h"
 #include "TopicTaps.h"
 #include "UsageError.h"
@@ -45,13 +42,7 @@ class TopicHzVerb : public Verb {
     }
 
     int run() override {
-        std::size_t window = RateMeter::kDefaultWindow;
-        if (m_window.has_value()) {
-            if (*m_window == 0) {
-                throw ArgumentError(m_app, "argument -w/--window: invalid positive_int value: '0'");
-            }
-            window = static_cast<std::size_t>(*m_window);
-        }
+        const std::size_t window = measuringWindow(m_app, m_window, RateMeter::kDefaultWindow);
         std::vector<std::string> topics = m_words;
         std::string type;
         if (topics.size() > 1 && namesAType(topics.back())) {
@@ -60,38 +51,30 @@ class TopicHzVerb : public Verb {
         }
         TopicTaps taps(topics, type, m_qos, domainFromEnvironment(), "hz");
         RateMeter meter(window);
-        TappedSample sample;
-        // One topic is reported as its messages come; several in one table a second.
-        const bool table = topics.size() > 1;
-        auto nextTable = std::chrono::steady_clock::now() + std::chrono::seconds(1);
         const auto report = [&] {
             if (const auto text = meter.report(topics)) {
                 std::fwrite(text->data(), 1, text->size(), stdout);
                 std::fflush(stdout);
             }
         };
-        while (!stopRequested()) {
-            bool any = false;
-            for (std::size_t i = 0; i < taps.size(); ++i) {
-                while (taps.tap(i).take(sample)) {
-                    any = true;
-                    // ROS time without a simulation clock: the system's time.
-                    const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                        std::chrono::system_clock::now().time_since_epoch());
-                    meter.add(taps.topic(i), now.count());
-                    if (!table) {
-                        report();
-                    }
+        // One topic is reported as its messages come; several in one table a second.
+        const bool table = topics.size() > 1;
+        taps.measure(
+            [&](std::size_t topic, const TappedSample&) {
+                // ROS time without a simulation clock: the system's time.
+                const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                    std::chrono::system_clock::now().time_since_epoch());
+                meter.add(taps.topic(topic), now.count());
+                if (!table) {
+                    report();
                 }
-            }
-            if (table && std::chrono::steady_clock::now() >= nextTable) {
-                nextTable += std::chrono::seconds(1);
-                report();
-            }
-            if (!any) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            }
-        }
+                return true;
+            },
+            [&] {
+                if (table) {
+                    report();
+                }
+            });
         return 0;
     }
 

@@ -11,7 +11,7 @@
 
 namespace qorCli {
 
-/// The options of `topic pub`, `topic echo` and `topic hz`; each verb reads its own.
+/// The options of `topic pub` and `topic echo`; each verb reads its own.
 struct TopicOptions {
     std::string topic;               ///< the ROS 2 topic, "/clock" or "clock"
     std::string values = "{}";       ///< pub: the YAML values of the message
@@ -24,7 +24,6 @@ struct TopicOptions {
     std::string savePath;            ///< echo: save images here as PNG
     EchoFormat echoFormat;           ///< echo: what of each message is printed, and how
     qorROS2::QOS qos;                ///< the QoS of the publisher or subscription
-    std::size_t window = 10000;      ///< hz: intervals averaged
     std::int8_t domain = 0;          ///< DDS domain, from ROS_DOMAIN_ID
 };
 

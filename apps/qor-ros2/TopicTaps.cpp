@@ -1,9 +1,25 @@
 #include "TopicTaps.h"
 
+#include <chrono>
+#include <thread>
+
+#include "ArgumentError.h"
 #include "DiscoveredType.h"
 #include "MessageTypes.h"
+#include "StopSignal.h"
 
 namespace qorCli {
+
+std::size_t measuringWindow(const CLI::App& verb, const std::optional<std::uint64_t>& given,
+                            std::size_t fallback) {
+    if (!given.has_value()) {
+        return fallback;
+    }
+    if (*given == 0) {
+        throw ArgumentError(verb, "argument -w/--window: invalid positive_int value: '0'");
+    }
+    return static_cast<std::size_t>(*given);
+}
 
 TopicTaps::TopicTaps(const std::vector<std::string>& topics, const std::string& typeName,
                      const QosFlags& qos, std::int8_t domain, const std::string& verb)
@@ -14,6 +30,32 @@ TopicTaps::TopicTaps(const std::vector<std::string>& topics, const std::string& 
             given != nullptr ? *given : discoveredType(m_discovery, topic, domain, verb);
         m_taps.push_back(type.tap(topic, subscriptionQos(m_discovery, topic, qos), domain));
     }
+}
+
+bool TopicTaps::measure(const std::function<bool(std::size_t, const TappedSample&)>& sample,
+                        const std::function<void()>& second) {
+    TappedSample taken;
+    auto nextSecond = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (!stopRequested()) {
+        bool any = false;
+        for (std::size_t index = 0; index < m_taps.size(); ++index) {
+            while (m_taps[index]->take(taken)) {
+                any = true;
+                if (!sample(index, taken)) {
+                    return false;
+                }
+            }
+        }
+        if (std::chrono::steady_clock::now() >= nextSecond) {
+            nextSecond += std::chrono::seconds(1);
+            second();
+        }
+        if (!any) {
+            // Subscriptions never block: poll often enough for a high-rate topic.
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+    return true;
 }
 
 }  // namespace qorCli

@@ -4,7 +4,9 @@
 // participant whose discovery found their types and their publishers' QoS.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,7 +14,16 @@
 #include "SampleTap.h"
 #include "qorROS2/TopicDiscovery.h"
 
+namespace CLI {
+class App;
+}  // namespace CLI
+
 namespace qorCli {
+
+/// The window a measuring verb was given with `-w/--window`, or `fallback` without one. Throws
+/// ArgumentError, in argparse's words, for 0.
+std::size_t measuringWindow(const CLI::App& verb, const std::optional<std::uint64_t>& given,
+                            std::size_t fallback);
 
 class TopicTaps {
   public:
@@ -25,7 +36,12 @@ class TopicTaps {
 
     std::size_t size() const { return m_taps.size(); }
     const std::string& topic(std::size_t index) const { return m_topics[index]; }
-    SampleTap& tap(std::size_t index) { return *m_taps[index]; }
+
+    /// Takes the samples of every topic as they come until Ctrl-C, calling `sample` with the
+    /// topic's index for each and `second` once a second. Returns early, false, when `sample`
+    /// returns false; true once stopped.
+    bool measure(const std::function<bool(std::size_t topic, const TappedSample&)>& sample,
+                 const std::function<void()>& second);
 
   private:
     // Declared first, so it outlives the taps: its participant is theirs.
