@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Hex.h"
+#include "InteropCli.h"
 #include "InteropTesting.h"
 #include "PeerProcess.h"
 #include "qorROS2/Messages.h"
@@ -26,23 +27,7 @@ using qorInterop::PeerProcess;
 
 constexpr std::chrono::milliseconds kPeerDeadline{20000};
 
-// qor-ros2 run with `arguments` in the interop domain: its standard output and exit code.
-std::pair<std::string, int> runCli(const std::string& arguments) {
-    const std::string command = "ROS_DOMAIN_ID=" + std::to_string(qorInterop::interopDomain()) +
-                                " timeout 30 " QOR_ROS2_CLI " " + arguments + " 2>&1";
-    std::string output;
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) {
-        return {output, -1};
-    }
-    char buffer[4096];
-    std::size_t read = 0;
-    while ((read = std::fread(buffer, 1, sizeof(buffer), pipe)) > 0) {
-        output.append(buffer, read);
-    }
-    const int status = pclose(pipe);
-    return {output, WIFEXITED(status) ? WEXITSTATUS(status) : -1};
-}
+using qorInterop::runCli;
 
 TEST(CycloneGraph, CycloneFindsOurNodeWithTheGuidsItDiscovered) {
     const std::string node = "cyclone_reads_p" + std::to_string(::getpid());
