@@ -2,8 +2,10 @@
 #include <yaml-cpp/yaml.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "ChildProcess.h"
 #include "RecordToYaml.h"
@@ -217,5 +219,79 @@ TEST(CliInterfaceProto, PrototypesOfByteAndEmptyArePublishedAsTheDefault) {
     EXPECT_EQ(byte.data, '\0');
     publishedByPub<qorROS2::stdMsgs::Empty>("/proto/empty", protoYaml("std_msgs/msg/Empty"));
 }
+
+}  // namespace
+
+namespace {
+
+// A subscription of one type's round-trip topic, and the check of what it received.
+class RoundTrip {
+  public:
+    virtual ~RoundTrip() = default;
+    virtual const std::string& type() const = 0;
+    virtual const std::string& topic() const = 0;
+    /// Whether the default record arrived; says what came otherwise.
+    virtual void expectTheDefaultRecord() = 0;
+};
+
+template <typename Record>
+class RecordRoundTrip final : public RoundTrip {
+  public:
+    RecordRoundTrip()
+        : m_type(qorROS2::rosTypeName<Record>()),
+          m_topic("/proto_all/" + std::string(qorROS2::MessageDescription<Record>::package) + "_" +
+                  qorROS2::MessageDescription<Record>::name),
+          m_subscriber(m_topic, kReliable, kPubDomain) {}
+
+    const std::string& type() const override { return m_type; }
+    const std::string& topic() const override { return m_topic; }
+
+    void expectTheDefaultRecord() override {
+        Record received{};
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+        bool got = false;
+        while (!(got = m_subscriber.receiveMessage(received)) &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        EXPECT_TRUE(got) << m_type << " was not received";
+        EXPECT_EQ(qorCli::recordToYaml(received), qorCli::recordToYaml(Record{})) << m_type;
+    }
+
+  private:
+    std::string m_type;
+    std::string m_topic;
+    qorROS2::Subscriber<Record> m_subscriber;
+};
+
+#define QORCLI_ROUND_TRIP(Namespace, Name) \
+    trips.push_back(std::make_unique<RecordRoundTrip<qorROS2::Namespace::Name>>());
+
+TEST(CliInterfaceProto, EveryTypesPrototypeGoesThroughTopicPubToASubscriber) {
+    std::vector<std::unique_ptr<RoundTrip>> trips;
+    QORROS2_FOR_EACH_MESSAGE(QORCLI_ROUND_TRIP)
+    ASSERT_EQ(trips.size(), 89U);
+    // Each type's prototype, as the tool prints it, given to `topic pub` as a user would paste
+    // it; eight commands at a time, each waiting for its subscription.
+    std::string script = "cli=" + qorCliTest::shellQuoted(QOR_ROS2_CLI) + "; failed=0\n";
+    for (std::size_t i = 0; i < trips.size(); ++i) {
+        const std::string& type = trips[i]->type();
+        script += "{ \"$cli\" topic pub --once " + trips[i]->topic() + " " + type +
+                  " \"$(\"$cli\" interface proto --no-quotes " + type +
+                  ")\" >/dev/null || echo \"failed: " + type + "\"; } &\n";
+        if (i % 8 == 7) {
+            script += "wait\n";
+        }
+    }
+    script += "wait\n";
+    const auto result =
+        qorCliTest::runShell("bash -c " + qorCliTest::shellQuoted(script), kPubDomain);
+    EXPECT_EQ(result.output, "");
+    for (const auto& trip : trips) {
+        trip->expectTheDefaultRecord();
+    }
+}
+
+#undef QORCLI_ROUND_TRIP
 
 }  // namespace
