@@ -32,8 +32,9 @@ ChildResult runLine(const std::string& line) {
     return result;
 }
 
-std::string inDomain(const std::string& command, int domain) {
-    return "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout 30 " + command;
+std::string inDomain(const std::string& command, int domain, int seconds = 30) {
+    return "ROS_DOMAIN_ID=" + std::to_string(domain) + " timeout " + std::to_string(seconds) + " " +
+           command;
 }
 
 std::string cliCommand(const std::string& arguments, int domain) {
@@ -44,6 +45,10 @@ std::string cliCommand(const std::string& arguments, int domain) {
 
 ChildResult runShell(const std::string& command, int domain) {
     return runLine(inDomain(command, domain));
+}
+
+ChildResult runShellWithin(const std::string& command, int domain, int seconds) {
+    return runLine(inDomain(command, domain, seconds));
 }
 
 ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {

@@ -20,6 +20,9 @@ ChildResult runCli(const std::string& arguments, int domain, bool withErrors);
 /// collects its standard output.
 ChildResult runShell(const std::string& command, int domain);
 
+/// As runShell, killed after `seconds` instead.
+ChildResult runShellWithin(const std::string& command, int domain, int seconds);
+
 /// `text` quoted for the shell as one word, whatever characters it holds.
 std::string shellQuoted(const std::string& text);
 

@@ -160,17 +160,19 @@ TEST(CliInterfaceProto, UnknownTypeOrMissingTypeExitsWithTwo) {
               "qor-ros2 interface proto: error: unrecognized arguments: --quotes\n");
 }
 
-const qorROS2::QOS kReliable{qorROS2::QOS::VOLATILE, qorROS2::QOS::RELIABLE,
-                             qorROS2::QOS::KEEP_LAST, 10};
+const qorROS2::QOS kLatched{qorROS2::QOS::TRANSIENT_LOCAL, qorROS2::QOS::RELIABLE,
+                            qorROS2::QOS::KEEP_LAST, 1};
 
 // Publishes `values` once on `topic` with a child `topic pub` and returns what a subscriber got.
 template <typename Record>
 Record publishedByPub(const std::string& topic, const std::string& values) {
-    const qorROS2::Subscriber<Record> subscriber(topic, kReliable, kPubDomain);
+    // Transient local, as the publisher of `topic pub` is, and the publisher stays a while: a
+    // subscription that learns of the publisher only after the message went out still gets it.
+    const qorROS2::Subscriber<Record> subscriber(topic, kLatched, kPubDomain);
     const std::string type = qorROS2::rosTypeName<Record>();
-    const auto result = qorCliTest::runCli(
-        "topic pub --once " + topic + " " + type + " " + qorCliTest::shellQuoted(values),
-        kPubDomain, true);
+    const auto result = qorCliTest::runCli("topic pub --once --keep-alive 2 " + topic + " " + type +
+                                               " " + qorCliTest::shellQuoted(values),
+                                           kPubDomain, true);
     EXPECT_EQ(result.exitCode, 0) << result.output;
     Record received{};
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
@@ -241,7 +243,8 @@ class RecordRoundTrip final : public RoundTrip {
         : m_type(qorROS2::rosTypeName<Record>()),
           m_topic("/proto_all/" + std::string(qorROS2::MessageDescription<Record>::package) + "_" +
                   qorROS2::MessageDescription<Record>::name),
-          m_subscriber(m_topic, kReliable, kPubDomain) {}
+          // Latched, for the reason publishedByPub gives.
+          m_subscriber(m_topic, kLatched, kPubDomain) {}
 
     const std::string& type() const override { return m_type; }
     const std::string& topic() const override { return m_topic; }
@@ -272,20 +275,21 @@ TEST(CliInterfaceProto, EveryTypesPrototypeGoesThroughTopicPubToASubscriber) {
     QORROS2_FOR_EACH_MESSAGE(QORCLI_ROUND_TRIP)
     ASSERT_EQ(trips.size(), 89U);
     // Each type's prototype, as the tool prints it, given to `topic pub` as a user would paste
-    // it; eight commands at a time, each waiting for its subscription.
+    // it; twelve commands at a time, each waiting for its subscription and staying two seconds
+    // after its message.
     std::string script = "cli=" + qorCliTest::shellQuoted(QOR_ROS2_CLI) + "; failed=0\n";
     for (std::size_t i = 0; i < trips.size(); ++i) {
         const std::string& type = trips[i]->type();
-        script += "{ \"$cli\" topic pub --once " + trips[i]->topic() + " " + type +
+        script += "{ \"$cli\" topic pub --once --keep-alive 2 " + trips[i]->topic() + " " + type +
                   " \"$(\"$cli\" interface proto --no-quotes " + type +
                   ")\" >/dev/null || echo \"failed: " + type + "\"; } &\n";
-        if (i % 8 == 7) {
+        if (i % 12 == 11) {
             script += "wait\n";
         }
     }
     script += "wait\n";
     const auto result =
-        qorCliTest::runShell("bash -c " + qorCliTest::shellQuoted(script), kPubDomain);
+        qorCliTest::runShellWithin("bash -c " + qorCliTest::shellQuoted(script), kPubDomain, 120);
     EXPECT_EQ(result.output, "");
     for (const auto& trip : trips) {
         trip->expectTheDefaultRecord();
