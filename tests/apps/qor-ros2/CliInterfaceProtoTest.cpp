@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
 #include <yaml-cpp/yaml.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ChildProcess.h"
 #include "RecordToYaml.h"
+#include "WaitFor.h"
 #include "YamlToRecord.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Subscriber.h"
@@ -175,13 +174,7 @@ Record publishedByPub(const std::string& topic, const std::string& values) {
                                            kPubDomain, true);
     EXPECT_EQ(result.exitCode, 0) << result.output;
     Record received{};
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    bool got = false;
-    while (!(got = subscriber.receiveMessage(received)) &&
-           std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    EXPECT_TRUE(got) << type << " was not received";
+    EXPECT_TRUE(qorTest::receiveWithin(subscriber, received)) << type << " was not received";
     return received;
 }
 
@@ -251,13 +244,8 @@ class RecordRoundTrip final : public RoundTrip {
 
     void expectTheDefaultRecord() override {
         Record received{};
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        bool got = false;
-        while (!(got = m_subscriber.receiveMessage(received)) &&
-               std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_TRUE(got) << m_type << " was not received";
+        EXPECT_TRUE(qorTest::receiveWithin(m_subscriber, received))
+            << m_type << " was not received";
         EXPECT_EQ(qorCli::recordToYaml(received), qorCli::recordToYaml(Record{})) << m_type;
     }
 

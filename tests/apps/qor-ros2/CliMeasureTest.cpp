@@ -104,6 +104,31 @@ TEST(CliMeasure, DelayOfATypeWithoutHeaderSaysSoAndExitsWithOne) {
     EXPECT_EQ(result.output, "msg does not have header\n");
 }
 
+TEST(CliMeasure, HzPrintsTheRateOfOneTopicAsRos2Does) {
+    const RepeatingPublisher<qorROS2::rosgraphMsgs::Clock> publisher(
+        "/cli/hz", [] { return qorROS2::rosgraphMsgs::Clock{}; });
+    const auto result = runForThreeSeconds("topic hz /cli/hz rosgraph_msgs/msg/Clock", false);
+    EXPECT_EQ(result.exitCode, 0);
+    const std::regex report(
+        "average rate: ([0-9]+\\.[0-9]{3})\n"
+        "\tmin: [0-9]+\\.[0-9]{3}s max: [0-9]+\\.[0-9]{3}s std dev: [0-9]+\\.[0-9]{5}s "
+        "window: [0-9]+\n");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_search(result.output, match, report)) << result.output;
+    EXPECT_EQ(match.position(0), 0) << result.output;
+    // 20 messages a second.
+    const double rate = std::atof(match[1].str().c_str());
+    EXPECT_GT(rate, 10.0) << result.output;
+    EXPECT_LT(rate, 21.0) << result.output;
+    // Every line belongs to a report of two lines; ros2's Humble hz prints nothing else.
+    std::size_t lines = 0;
+    for (char c : result.output) {
+        lines += c == '\n' ? 1 : 0;
+    }
+    EXPECT_EQ(lines % 2, 0U) << result.output;
+    EXPECT_EQ(result.output.find("no new messages"), std::string::npos) << result.output;
+}
+
 TEST(CliMeasure, HzOfSeveralTopicsPrintsTheirTable) {
     const RepeatingPublisher<qorROS2::stdMsgs::String> first("/cli/hz_a", hello);
     const RepeatingPublisher<qorROS2::stdMsgs::String> second("/cli/hz_b", hello);

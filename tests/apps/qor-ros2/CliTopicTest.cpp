@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
+#include "WaitFor.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/Subscriber.h"
 
@@ -79,13 +80,7 @@ TEST(CliTopic, PubOnceDeliversTheExactJointState) {
     EXPECT_EQ(result.exitCode, 0) << result.output;
     // The child exits after delivering; the sample may still be in the subscriber's queue.
     JointState received{};
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    bool got = false;
-    while (!(got = subscriber.receiveMessage(received)) &&
-           std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    ASSERT_TRUE(got);
+    ASSERT_TRUE(qorTest::receiveWithin(subscriber, received));
     EXPECT_EQ(received.header.stamp.sec, 7);
     EXPECT_EQ(received.header.stamp.nanosec, 250U);
     EXPECT_EQ(received.header.frame_id, "base");
