@@ -45,11 +45,24 @@ class RepeatingPublisher {
     std::thread m_sender;
 };
 
-// Runs `arguments` for three seconds, then stops the command as Ctrl-C would.
-qorCliTest::ChildResult runForThreeSeconds(const std::string& arguments, bool withErrors) {
-    return qorCliTest::runCli(arguments + " & sleep 3; kill -INT $!; wait $!", kMeasureDomain,
-                              withErrors);
+// Runs `arguments` until what it printed satisfies `printed` (a shell test of the file "$out"
+// that holds its standard output) or 20 s have passed, then stops the command as Ctrl-C would.
+// Waiting for the output rather than for a fixed time keeps a slow start on a busy machine (type
+// discovery, matching) from cutting the measurement short.
+qorCliTest::ChildResult runUntilPrinted(const std::string& arguments, const std::string& printed) {
+    const std::string script = "out=$(mktemp); " + std::string(QOR_ROS2_CLI) + " " + arguments +
+                               " >\"$out\" 2>/dev/null & pid=$!; "
+                               "for i in $(seq 200); do " +
+                               printed +
+                               " && break; sleep 0.1; done; "
+                               "kill -INT $pid; wait $pid; code=$?; cat \"$out\"; rm -f \"$out\"; "
+                               "exit $code";
+    return qorCliTest::runShellWithin("sh -c " + qorCliTest::shellQuoted(script), kMeasureDomain,
+                                      40);
 }
+
+// A report of hz or delay ends with its window.
+const std::string kReportPrinted = "grep -q 'window:' \"$out\"";
 
 qorROS2::stdMsgs::String hello() {
     qorROS2::stdMsgs::String message;
@@ -59,7 +72,7 @@ qorROS2::stdMsgs::String hello() {
 
 TEST(CliMeasure, BwPrintsTheSizeOfEachSampleAsItCameOverTheWire) {
     const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/bw", hello);
-    const auto result = runForThreeSeconds("topic bw /cli/bw", false);
+    const auto result = runUntilPrinted("topic bw /cli/bw", "grep -q 'Message size mean' \"$out\"");
     EXPECT_EQ(result.exitCode, 0);
     ASSERT_EQ(result.output.rfind("Subscribed to [/cli/bw]\n", 0), 0U) << result.output;
     // Encapsulation (4), length (4), "hello" and its terminating NUL (6), and the padding that
@@ -86,7 +99,7 @@ TEST(CliMeasure, DelayIsTheAgeOfTheHeaderStampOnArrival) {
         state.header.stamp.nanosec = static_cast<std::uint32_t>(nanoseconds % 1000000000);
         return state;
     });
-    const auto result = runForThreeSeconds("topic delay /cli/delay", false);
+    const auto result = runUntilPrinted("topic delay /cli/delay", kReportPrinted);
     EXPECT_EQ(result.exitCode, 0);
     const std::regex report(
         "average delay: ([0-9]+\\.[0-9]{3})\n"
@@ -107,7 +120,7 @@ TEST(CliMeasure, DelayOfATypeWithoutHeaderSaysSoAndExitsWithOne) {
 TEST(CliMeasure, HzPrintsTheRateOfOneTopicAsRos2Does) {
     const RepeatingPublisher<qorROS2::rosgraphMsgs::Clock> publisher(
         "/cli/hz", [] { return qorROS2::rosgraphMsgs::Clock{}; });
-    const auto result = runForThreeSeconds("topic hz /cli/hz rosgraph_msgs/msg/Clock", false);
+    const auto result = runUntilPrinted("topic hz /cli/hz rosgraph_msgs/msg/Clock", kReportPrinted);
     EXPECT_EQ(result.exitCode, 0);
     const std::regex report(
         "average rate: ([0-9]+\\.[0-9]{3})\n"
@@ -132,7 +145,8 @@ TEST(CliMeasure, HzPrintsTheRateOfOneTopicAsRos2Does) {
 TEST(CliMeasure, HzOfSeveralTopicsPrintsTheirTable) {
     const RepeatingPublisher<qorROS2::stdMsgs::String> first("/cli/hz_a", hello);
     const RepeatingPublisher<qorROS2::stdMsgs::String> second("/cli/hz_b", hello);
-    const auto result = runForThreeSeconds("topic hz /cli/hz_a /cli/hz_b", false);
+    const auto result = runUntilPrinted("topic hz /cli/hz_a /cli/hz_b",
+                                        "grep -A1 '^/cli/hz_a ' \"$out\" | grep -q '^/cli/hz_b '");
     EXPECT_EQ(result.exitCode, 0);
     // One table a second, both topics in it.
     const std::regex table(

@@ -10,10 +10,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AllocationCounter.h"
@@ -39,22 +42,50 @@ constexpr std::int8_t kSendAllocationsDomain = 85;
 constexpr int kWarmUpSends = 200;
 constexpr int kSendsPerRound = 20;
 constexpr int kRounds = 40;
+// What Fast DDS does in a send depends on the moment (heartbeats, acknowledgements, a peer that the
+// scheduler holds back), so our writer and the bare one take turns, round by round, a moment apart:
+// whatever the moment costs, both pay it alike. A machine busy enough to cost every round of one
+// writer more than the other's is not a defect of ours, and a later measurement shows it.
+constexpr auto kPauseBetweenRounds = std::chrono::milliseconds(2);
+constexpr int kMeasurements = 3;
 
-// The fewest allocations that kSendsPerRound calls of `send` made in any of kRounds rounds.
+// The fewest allocations made by the calling thread in kSendsPerRound calls of `send`, per round.
 template <typename Send>
-std::uint64_t fewestAllocationsPerRound(Send send) {
-    for (int i = 0; i < kWarmUpSends; ++i) {
+std::uint64_t allocationsOfOneRound(Send& send) {
+    const std::uint64_t before = qorTest::threadAllocations();
+    for (int i = 0; i < kSendsPerRound; ++i) {
         send();
     }
-    std::vector<std::uint64_t> counts;
-    for (int round = 0; round < kRounds; ++round) {
-        const std::uint64_t before = qorTest::threadAllocations();
-        for (int i = 0; i < kSendsPerRound; ++i) {
-            send();
-        }
-        counts.push_back(qorTest::threadAllocations() - before);
+    return qorTest::threadAllocations() - before;
+}
+
+struct SendCosts {
+    std::uint64_t ours = 0;
+    std::uint64_t bare = 0;
+};
+
+// The fewest allocations that kSendsPerRound sends made in any of kRounds rounds, for our writer
+// and for the bare one, measured in turns.
+template <typename SendOurs, typename SendBare>
+SendCosts fewestAllocationsPerRound(SendOurs sendOurs, SendBare sendBare) {
+    for (int i = 0; i < kWarmUpSends; ++i) {
+        sendOurs();
+        sendBare();
     }
-    return *std::min_element(counts.begin(), counts.end());
+    constexpr std::uint64_t kNone = std::numeric_limits<std::uint64_t>::max();
+    SendCosts fewest{kNone, kNone};
+    for (int round = 0; round < kRounds; ++round) {
+        fewest.ours = std::min(fewest.ours, allocationsOfOneRound(sendOurs));
+        fewest.bare = std::min(fewest.bare, allocationsOfOneRound(sendBare));
+        std::this_thread::sleep_for(kPauseBetweenRounds);
+    }
+    return fewest;
+}
+
+// An allocation of our own in the send would count at least once per send; the shared-memory
+// transport's own count for a fragmented sample varies by a few in a round.
+bool withoutAllocationOfOurOwn(const SendCosts& costs) {
+    return costs.ours < costs.bare + kSendsPerRound;
 }
 
 sensorMsgs::JointState hundredJointState() {
@@ -83,11 +114,6 @@ sensorMsgs::Image vgaImage() {
 // The fewest allocations of a round of sends of `message` through our Publisher and through a
 // bare Fast DDS writer of the same encoded bytes, each on a topic of its own with the same QOS and
 // the same readers: one in this process and, with `peerType`, one in another process.
-struct SendCosts {
-    std::uint64_t ours = 0;
-    std::uint64_t bare = 0;
-};
-
 template <typename T>
 SendCosts sendCosts(const std::string& name, const char* ddsTypeName, const QOS& qos,
                     const char* peerQos, const char* peerType, const T& message) {
@@ -118,11 +144,16 @@ SendCosts sendCosts(const std::string& name, const char* ddsTypeName, const QOS&
     std::vector<std::uint8_t> payload(cdr::encodedSize(message));
     cdr::encode(message, payload.data(), payload.size());
     SendCosts costs;
-    costs.ours = fewestAllocationsPerRound([&] { publisher.sendMessage(message); });
-    costs.bare = fewestAllocationsPerRound([&] { bareWriter.write(payload); });
-    std::printf("%s, fewest allocations in %d sends: ours %llu, bare Fast DDS %llu\n", name.c_str(),
-                kSendsPerRound, static_cast<unsigned long long>(costs.ours),
-                static_cast<unsigned long long>(costs.bare));
+    for (int measurement = 1; measurement <= kMeasurements; ++measurement) {
+        costs = fewestAllocationsPerRound([&] { publisher.sendMessage(message); },
+                                          [&] { bareWriter.write(payload); });
+        std::printf("%s, fewest allocations in %d sends: ours %llu, bare Fast DDS %llu\n",
+                    name.c_str(), kSendsPerRound, static_cast<unsigned long long>(costs.ours),
+                    static_cast<unsigned long long>(costs.bare));
+        if (withoutAllocationOfOurOwn(costs)) {
+            break;
+        }
+    }
     ::testing::Test::RecordProperty("ours_allocations_per_round", std::to_string(costs.ours));
     ::testing::Test::RecordProperty("bare_allocations_per_round", std::to_string(costs.bare));
 
@@ -145,10 +176,8 @@ constexpr const char* kStateType = "sensor_msgs::msg::dds_::JointState_";
 constexpr const char* kImageType = "sensor_msgs::msg::dds_::Image_";
 constexpr const char* kClockType = "rosgraph_msgs::msg::dds_::Clock_";
 
-// An allocation of our own in the send would count at least once per send; the shared-memory
-// transport's own count for a fragmented sample varies by a few in a round.
 void expectNoAllocationOfOurOwn(const SendCosts& costs) {
-    EXPECT_LT(costs.ours, costs.bare + kSendsPerRound)
+    EXPECT_TRUE(withoutAllocationOfOurOwn(costs))
         << "ours " << costs.ours << ", bare Fast DDS " << costs.bare << " in " << kSendsPerRound
         << " sends";
 }
