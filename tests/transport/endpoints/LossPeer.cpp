@@ -46,8 +46,10 @@ QOS reliable(std::uint32_t samplesPerSecond) {
     return QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 10 * samplesPerSecond};
 }
 
+// Two seconds of history at 500 Hz: a receiving thread that a busy machine holds back for a
+// moment must not lose what did arrive, so that the stream loses what the network drops only.
 QOS bestEffort() {
-    return QOS{QOS::VOLATILE, QOS::BEST_EFFORT, QOS::KEEP_LAST, 100};
+    return QOS{QOS::VOLATILE, QOS::BEST_EFFORT, QOS::KEEP_LAST, 1000};
 }
 
 std::int64_t wallNanoseconds() {
