@@ -22,7 +22,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// As SROS2's, certificates end 3650 days after they are made.
+// As SROS2's, certificates start a day before they are made, so that a machine whose clock runs
+// behind still takes them as valid, and end 3650 days after.
+constexpr long kBackdateSeconds = 24L * 3600L;
 constexpr long kLifetimeSeconds = 3650L * 24L * 3600L;
 // The subject of the one certificate authority of a keystore.
 const char* const kCaName = "qor-ros2 keystore CA";
@@ -84,7 +86,7 @@ Cert newCertificate(const std::string& subject, EVP_PKEY* subjectKey, X509* issu
     X509_set_version(cert.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), serial);
     std::time_t now = std::time(nullptr);
-    X509_time_adj(X509_getm_notBefore(cert.get()), 0, &now);
+    X509_time_adj(X509_getm_notBefore(cert.get()), -kBackdateSeconds, &now);
     X509_time_adj(X509_getm_notAfter(cert.get()), kLifetimeSeconds, &now);
     X509_NAME* subjectName = nameOf(subject);
     X509_set_subject_name(cert.get(), subjectName);

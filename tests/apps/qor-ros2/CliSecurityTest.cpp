@@ -1,5 +1,6 @@
 // qor-ros2 security: the documents of a keystore are the text SROS2 writes from its default
-// governance and policy, for the domain of ROS_DOMAIN_ID.
+// governance and policy, for the domain of ROS_DOMAIN_ID, and its certificates start a day before
+// they are made, as SROS2's do.
 
 #include <gtest/gtest.h>
 
@@ -21,6 +22,7 @@ using qorCliTest::runShell;
 
 // Only written into the documents: nothing here goes on the network.
 constexpr int kDomain = 14;
+constexpr long kDay = 24L * 3600L;
 
 class CliSecurity : public ::testing::Test {
   protected:
@@ -59,6 +61,15 @@ class CliSecurity : public ::testing::Test {
         return line;
     }
 
+    std::time_t certificateSeconds(const std::string& relative, const char* which) const {
+        std::tm utc{};
+        const std::string text = certificateTime(relative, which);
+        if (strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &utc) == nullptr) {
+            ADD_FAILURE() << "not a time: '" << text << "'";
+        }
+        return timegm(&utc);
+    }
+
     std::string m_root = "/tmp/qor_cli_keystore_" + std::to_string(::getpid());
 };
 
@@ -76,6 +87,19 @@ TEST_F(CliSecurity, DocumentsAreTheTextSros2Writes) {
                 m_root + "/public/permissions_ca.cert.pem 2>/dev/null | tr -d '\\r'",
             kDomain);
         EXPECT_EQ(verified.output, contents(std::string(document) + ".xml")) << document;
+    }
+}
+
+TEST_F(CliSecurity, CertificatesStartADayBeforeTheyAreMade) {
+    const std::time_t before = std::time(nullptr);
+    makeKeystore(kDomain);
+    const std::time_t after = std::time(nullptr);
+    for (const char* cert : {"public/ca.cert.pem", "enclaves/talker/cert.pem"}) {
+        const std::time_t start = certificateSeconds(cert, "startdate");
+        EXPECT_GE(start, before - kDay) << cert;
+        EXPECT_LE(start, after - kDay) << cert;
+        // 3650 days from when they were made.
+        EXPECT_EQ(certificateSeconds(cert, "enddate") - start, 3651L * kDay) << cert;
     }
 }
 

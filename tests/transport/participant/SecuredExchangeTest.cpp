@@ -183,6 +183,18 @@ TEST_F(SecuredExchange, TamperedPermissionsAreNamed) {
                           "by another CA\nexit 2\n");
 }
 
+TEST_F(SecuredExchange, ExpiredPermissionsAreNamed) {
+    const std::string enclave = resignedEnclave(
+        "/expired", "s|<not_after>[^<]*</not_after>|<not_after>2020-01-01T00:00:00</not_after>|");
+    const std::string output = qorTest::commandOutput(
+        "ROS_SECURITY_ENABLE=true ROS_SECURITY_STRATEGY=Enforce ROS_SECURITY_KEYSTORE=" +
+        keystore() + " ROS_SECURITY_ENCLAVE_OVERRIDE=/expired timeout 20 " + QOR_ENDPOINT_PEER +
+        " publish-images " + std::to_string(kDomain) + " " + m_topic +
+        " 64 48 reliable 5 2>&1; echo exit $?");
+    EXPECT_EQ(output, "the security file '" + enclave +
+                          "/permissions.p7s' expired on 2020-01-01T00:00:00\nexit 2\n");
+}
+
 TEST_F(SecuredExchange, EnforceWithoutKeystoreStopsTheProgram) {
     const std::string output = qorTest::commandOutput(
         "ROS_SECURITY_ENABLE=true ROS_SECURITY_STRATEGY=Enforce timeout 20 " +
