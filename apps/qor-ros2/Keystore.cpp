@@ -313,16 +313,21 @@ void createEnclave(const std::string& directory, const std::string& name, int do
     }
     const fs::path enclave = root / "enclaves" / name.substr(1);
     fs::create_directories(enclave);
-    Cert identityCa = readCertificate(root / "public" / "identity_ca.cert.pem");
-    Key identityCaKey = readKey(root / "private" / "identity_ca.key.pem");
-    Key key = newKey();
-    const long serial = static_cast<long>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                              std::chrono::system_clock::now().time_since_epoch())
-                                              .count() &
-                                          0x7fffffff);
-    Cert cert = newCertificate(name, key.get(), identityCa.get(), identityCaKey.get(), serial);
-    writeKey(enclave / "key.pem", key.get());
-    writeCertificate(enclave / "cert.pem", cert.get());
+    // As SROS2: an enclave keeps its identity, and only one without a key or a certificate gets
+    // both anew, so that what its peers know of it stays true.
+    if (!fs::is_regular_file(enclave / "cert.pem") || !fs::is_regular_file(enclave / "key.pem")) {
+        Cert identityCa = readCertificate(root / "public" / "identity_ca.cert.pem");
+        Key identityCaKey = readKey(root / "private" / "identity_ca.key.pem");
+        Key key = newKey();
+        const long serial =
+            static_cast<long>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                  std::chrono::system_clock::now().time_since_epoch())
+                                  .count() &
+                              0x7fffffff);
+        Cert cert = newCertificate(name, key.get(), identityCa.get(), identityCaKey.get(), serial);
+        writeKey(enclave / "key.pem", key.get());
+        writeCertificate(enclave / "cert.pem", cert.get());
+    }
     // Links, relative to the enclave's folder, to the keystore's shared files.
     const fs::path up = fs::relative(root, enclave);
     for (const char* role : {"identity_ca", "permissions_ca"}) {
@@ -332,7 +337,9 @@ void createEnclave(const std::string& directory, const std::string& name, int do
     }
     fs::remove(enclave / "governance.p7s");
     fs::create_symlink(up / "enclaves" / "governance.p7s", enclave / "governance.p7s");
-    // The permissions last as long as the certificate.
+    // The permissions are written again each time, for the domain of now, and last as long as
+    // the certificate.
+    Cert cert = readCertificate(enclave / "cert.pem");
     writeText(enclave / "permissions.xml", permissionsXml(name, domain, cert.get()));
     writeSigned(enclave / "permissions.xml", enclave / "permissions.p7s", permissionsCa.get(),
                 permissionsCaKey.get());

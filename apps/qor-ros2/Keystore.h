@@ -15,10 +15,11 @@ namespace qorCli {
 /// not write, or when a keystore is already there.
 void createKeystore(const std::string& directory, int domain);
 
-/// Creates the enclave `name` ("/a/b") in the keystore `directory`: enclaves/a/b/ with a key and
-/// an identity certificate for "CN=/a/b" signed by the identity CA, links to the CA certificates
-/// and the governance, and permissions.xml (SROS2's default policy in the DDS domain `domain`,
-/// valid as long as the certificate) with permissions.p7s signed by the permissions CA.
+/// Creates or renews the enclave `name` ("/a/b") in the keystore `directory`, as SROS2 does:
+/// enclaves/a/b/ with a key and an identity certificate for "CN=/a/b" signed by the identity CA
+/// (both kept when both are there), links to the CA certificates and the governance, and
+/// permissions.xml (SROS2's default policy in the DDS domain `domain`, valid as long as the
+/// certificate) with permissions.p7s signed by the permissions CA, both always written anew.
 /// Throws std::runtime_error naming what is missing or what could not be written.
 void createEnclave(const std::string& directory, const std::string& name, int domain);
 

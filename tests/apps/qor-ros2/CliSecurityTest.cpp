@@ -1,6 +1,6 @@
 // qor-ros2 security: the documents of a keystore are the text SROS2 writes from its default
-// governance and policy, for the domain of ROS_DOMAIN_ID, and its certificates start a day before
-// they are made, as SROS2's do.
+// governance and policy, its certificates start a day before they are made as SROS2's do, and a
+// second create_enclave keeps the enclave's identity, as SROS2's does.
 
 #include <gtest/gtest.h>
 
@@ -101,6 +101,38 @@ TEST_F(CliSecurity, CertificatesStartADayBeforeTheyAreMade) {
         // 3650 days from when they were made.
         EXPECT_EQ(certificateSeconds(cert, "enddate") - start, 3651L * kDay) << cert;
     }
+}
+
+TEST_F(CliSecurity, SecondCreateEnclaveKeepsKeyAndCertificate) {
+    makeKeystore(kDomain);
+    const std::string key = contents("enclaves/talker/key.pem");
+    const std::string cert = contents("enclaves/talker/cert.pem");
+    ASSERT_NE(key, "");
+    ASSERT_NE(cert, "");
+    // The permissions are written again, here for another domain.
+    makeTalker(kDomain + 1);
+    EXPECT_EQ(contents("enclaves/talker/key.pem"), key);
+    EXPECT_EQ(contents("enclaves/talker/cert.pem"), cert);
+    const auto verified = runShell(
+        "openssl smime -verify -text -in " + m_root + "/enclaves/talker/permissions.p7s -CAfile " +
+            m_root + "/public/permissions_ca.cert.pem 2>/dev/null | grep -c '<id>15</id>'",
+        kDomain);
+    EXPECT_EQ(verified.output, "2\n");
+}
+
+TEST_F(CliSecurity, EnclaveWithoutKeyGetsANewIdentity) {
+    makeKeystore(kDomain);
+    const std::string cert = contents("enclaves/talker/cert.pem");
+    std::remove((m_root + "/enclaves/talker/key.pem").c_str());
+    makeTalker(kDomain);
+    EXPECT_NE(contents("enclaves/talker/cert.pem"), cert);
+    // The new key is the new certificate's.
+    const auto keyPublic =
+        runShell("openssl pkey -pubout -in " + m_root + "/enclaves/talker/key.pem", kDomain);
+    const auto certPublic = runShell(
+        "openssl x509 -noout -pubkey -in " + m_root + "/enclaves/talker/cert.pem", kDomain);
+    EXPECT_NE(keyPublic.output, "");
+    EXPECT_EQ(keyPublic.output, certPublic.output);
 }
 
 TEST_F(CliSecurity, DomainTheToolCannotUseMakesNoKeystore) {
