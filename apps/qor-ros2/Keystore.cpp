@@ -15,14 +15,17 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace qorCli {
 namespace {
 
 namespace fs = std::filesystem;
 
-// Certificates and signed documents last ten years, as SROS2's do.
-constexpr long kValiditySeconds = 10L * 365L * 24L * 3600L;
+// As SROS2's, certificates start a day before they are made, so that a machine whose clock runs
+// behind still takes them as valid, and end 3650 days after.
+constexpr long kBackdateSeconds = 24L * 3600L;
+constexpr long kLifetimeSeconds = 3650L * 24L * 3600L;
 // The subject of the one certificate authority of a keystore.
 const char* const kCaName = "qor-ros2 keystore CA";
 
@@ -82,8 +85,9 @@ Cert newCertificate(const std::string& subject, EVP_PKEY* subjectKey, X509* issu
     Cert cert(X509_new());
     X509_set_version(cert.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(cert.get()), serial);
-    X509_gmtime_adj(X509_getm_notBefore(cert.get()), 0);
-    X509_gmtime_adj(X509_getm_notAfter(cert.get()), kValiditySeconds);
+    std::time_t now = std::time(nullptr);
+    X509_time_adj(X509_getm_notBefore(cert.get()), -kBackdateSeconds, &now);
+    X509_time_adj(X509_getm_notAfter(cert.get()), kLifetimeSeconds, &now);
     X509_NAME* subjectName = nameOf(subject);
     X509_set_subject_name(cert.get(), subjectName);
     X509_set_issuer_name(cert.get(),
@@ -171,87 +175,95 @@ void writeSigned(const fs::path& documentPath, const fs::path& signedPath, X509*
     }
 }
 
-std::string isoTime(long secondsFromNow) {
-    const std::time_t when = std::time(nullptr) + secondsFromNow;
+// A certificate's time as SROS2 writes it into permissions: ISO 8601, UTC, without a zone.
+std::string isoTime(const ASN1_TIME* time) {
     std::tm utc{};
-    gmtime_r(&when, &utc);
     char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc);
+    if (ASN1_TIME_to_tm(time, &utc) != 1 ||
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &utc) == 0) {
+        throw failure("OpenSSL could not read a certificate's validity");
+    }
     return text;
 }
 
-std::string governanceXml() {
-    // Everything protected: unauthenticated participants are refused, and discovery, liveliness
-    // and data of every topic are encrypted.
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
-<dds>
-  <domain_access_rules>
-    <domain_rule>
-      <domains>
-        <id_range>
-          <min>0</min>
-          <max>232</max>
-        </id_range>
-      </domains>
-      <allow_unauthenticated_participants>false</allow_unauthenticated_participants>
-      <enable_join_access_control>true</enable_join_access_control>
-      <discovery_protection_kind>ENCRYPT</discovery_protection_kind>
-      <liveliness_protection_kind>ENCRYPT</liveliness_protection_kind>
-      <rtps_protection_kind>SIGN</rtps_protection_kind>
-      <topic_access_rules>
-        <topic_rule>
-          <topic_expression>*</topic_expression>
-          <enable_discovery_protection>true</enable_discovery_protection>
-          <enable_liveliness_protection>true</enable_liveliness_protection>
-          <enable_read_access_control>true</enable_read_access_control>
-          <enable_write_access_control>true</enable_write_access_control>
-          <metadata_protection_kind>ENCRYPT</metadata_protection_kind>
-          <data_protection_kind>ENCRYPT</data_protection_kind>
-        </topic_rule>
-      </topic_access_rules>
-    </domain_rule>
-  </domain_access_rules>
+// The text SROS2 writes from its default governance: everything protected, for one domain.
+// Unauthenticated participants are refused, and discovery, liveliness and the data of every
+// topic are encrypted. SROS2 keeps its template's indentation, the <id> line's included.
+std::string governanceXml(int domain) {
+    return R"(<dds xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:noNamespaceSchemaLocation="http://www.omg.org/spec/DDS-SECURITY/20170901/omg_shared_ca_governance.xsd">
+    <domain_access_rules>
+        <domain_rule>
+            <domains>
+              <id>)" +
+           std::to_string(domain) + R"(</id>
+            </domains>
+            <allow_unauthenticated_participants>false</allow_unauthenticated_participants>
+            <enable_join_access_control>true</enable_join_access_control>
+            <discovery_protection_kind>ENCRYPT</discovery_protection_kind>
+            <liveliness_protection_kind>ENCRYPT</liveliness_protection_kind>
+            <rtps_protection_kind>SIGN</rtps_protection_kind>
+            <topic_access_rules>
+                <topic_rule>
+                    <topic_expression>*</topic_expression>
+                    <enable_discovery_protection>true</enable_discovery_protection>
+                    <enable_liveliness_protection>true</enable_liveliness_protection>
+                    <enable_read_access_control>true</enable_read_access_control>
+                    <enable_write_access_control>true</enable_write_access_control>
+                    <metadata_protection_kind>ENCRYPT</metadata_protection_kind>
+                    <data_protection_kind>ENCRYPT</data_protection_kind>
+                </topic_rule>
+            </topic_access_rules>
+        </domain_rule>
+    </domain_access_rules>
 </dds>
 )";
 }
 
-std::string permissionsXml(const std::string& enclave) {
-    return R"(<?xml version="1.0" encoding="UTF-8"?>
-<dds>
-  <permissions>
-    <grant name=")" +
-           enclave + R"(">
-      <subject_name>CN=)" +
-           enclave + R"(</subject_name>
-      <validity>
-        <not_before>)" +
-           isoTime(0) + R"(</not_before>
-        <not_after>)" +
-           isoTime(kValiditySeconds) + R"(</not_after>
-      </validity>
-      <allow_rule>
-        <domains>
-          <id_range>
-            <min>0</min>
-            <max>232</max>
-          </id_range>
-        </domains>
-        <publish>
-          <topics>
-            <topic>*</topic>
-          </topics>
-        </publish>
-        <subscribe>
-          <topics>
-            <topic>*</topic>
-          </topics>
-        </subscribe>
-      </allow_rule>
-      <default>DENY</default>
-    </grant>
-  </permissions>
-</dds>
-)";
+// What SROS2's default policy grants an enclave: every topic, service and action ("/*"), both
+// ways, in the order its permissions template sorts them.
+const std::vector<std::string>& defaultPolicyTopics() {
+    static const std::vector<std::string> topics = {"rq/*/_action/cancel_goalRequest",
+                                                    "rq/*/_action/get_resultRequest",
+                                                    "rq/*/_action/send_goalRequest",
+                                                    "rq/*Request",
+                                                    "rr/*/_action/cancel_goalReply",
+                                                    "rr/*/_action/get_resultReply",
+                                                    "rr/*/_action/send_goalReply",
+                                                    "rt/*/_action/feedback",
+                                                    "rt/*/_action/status",
+                                                    "rr/*Reply",
+                                                    "rt/*"};
+    return topics;
+}
+
+// One <allow_rule> of SROS2's permissions: `topics` published and subscribed in `domain`.
+std::string allowRule(int domain, const std::vector<std::string>& topics) {
+    std::string list;
+    for (const std::string& topic : topics) {
+        list += "            <topic>" + topic + "</topic>\n";
+    }
+    std::string rule = "      <allow_rule>\n        <domains>\n          <id>" +
+                       std::to_string(domain) + "</id>\n        </domains>\n";
+    for (const char* way : {"publish", "subscribe"}) {
+        rule += std::string("        <") + way + ">\n          <topics>\n" + list +
+                "          </topics>\n        </" + way + ">\n";
+    }
+    return rule + "      </allow_rule>\n";
+}
+
+// The text SROS2 writes for an enclave from its default policy: valid as long as the enclave's
+// certificate, the policy's topics and the graph topic ros_discovery_info in one domain, nothing
+// else.
+std::string permissionsXml(const std::string& enclave, int domain, X509* cert) {
+    return "<dds xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
+           "xsi:noNamespaceSchemaLocation=\"http://www.omg.org/spec/DDS-SECURITY/20170901/"
+           "omg_shared_ca_permissions.xsd\">\n  <permissions>\n    <grant name=\"" +
+           enclave + "\">\n      <subject_name>CN=" + enclave +
+           "</subject_name>\n      <validity>\n        <not_before>" +
+           isoTime(X509_get0_notBefore(cert)) + "</not_before>\n        <not_after>" +
+           isoTime(X509_get0_notAfter(cert)) + "</not_after>\n      </validity>\n" +
+           allowRule(domain, defaultPolicyTopics()) + allowRule(domain, {"ros_discovery_info"}) +
+           "      <default>DENY</default>\n    </grant>\n  </permissions>\n</dds>\n";
 }
 
 // An enclave name is "/" followed by path segments of letters, digits and underscores.
@@ -270,7 +282,7 @@ void checkEnclaveName(const std::string& name) {
 
 }  // namespace
 
-void createKeystore(const std::string& directory) {
+void createKeystore(const std::string& directory, int domain) {
     const fs::path root(directory);
     if (fs::exists(root / "public" / "ca.cert.pem")) {
         throw failure("a keystore already exists in " + root.string());
@@ -286,29 +298,36 @@ void createKeystore(const std::string& directory) {
         fs::create_symlink("ca.cert.pem", root / "public" / (std::string(role) + ".cert.pem"));
         fs::create_symlink("ca.key.pem", root / "private" / (std::string(role) + ".key.pem"));
     }
-    writeText(root / "enclaves" / "governance.xml", governanceXml());
+    writeText(root / "enclaves" / "governance.xml", governanceXml(domain));
     writeSigned(root / "enclaves" / "governance.xml", root / "enclaves" / "governance.p7s",
                 ca.get(), caKey.get());
 }
 
-void createEnclave(const std::string& directory, const std::string& name) {
+void createEnclave(const std::string& directory, const std::string& name, int domain) {
     checkEnclaveName(name);
     const fs::path root(directory);
-    Cert ca = readCertificate(root / "public" / "ca.cert.pem");
-    Key caKey = readKey(root / "private" / "ca.key.pem");
+    Cert permissionsCa = readCertificate(root / "public" / "permissions_ca.cert.pem");
+    Key permissionsCaKey = readKey(root / "private" / "permissions_ca.key.pem");
     if (!fs::exists(root / "enclaves" / "governance.p7s")) {
         throw failure("no enclaves/governance.p7s in " + root.string() + ": is this a keystore?");
     }
     const fs::path enclave = root / "enclaves" / name.substr(1);
     fs::create_directories(enclave);
-    Key key = newKey();
-    const long serial = static_cast<long>(std::chrono::duration_cast<std::chrono::microseconds>(
-                                              std::chrono::system_clock::now().time_since_epoch())
-                                              .count() &
-                                          0x7fffffff);
-    Cert cert = newCertificate(name, key.get(), ca.get(), caKey.get(), serial);
-    writeKey(enclave / "key.pem", key.get());
-    writeCertificate(enclave / "cert.pem", cert.get());
+    // As SROS2: an enclave keeps its identity, and only one without a key or a certificate gets
+    // both anew, so that what its peers know of it stays true.
+    if (!fs::is_regular_file(enclave / "cert.pem") || !fs::is_regular_file(enclave / "key.pem")) {
+        Cert identityCa = readCertificate(root / "public" / "identity_ca.cert.pem");
+        Key identityCaKey = readKey(root / "private" / "identity_ca.key.pem");
+        Key key = newKey();
+        const long serial =
+            static_cast<long>(std::chrono::duration_cast<std::chrono::microseconds>(
+                                  std::chrono::system_clock::now().time_since_epoch())
+                                  .count() &
+                              0x7fffffff);
+        Cert cert = newCertificate(name, key.get(), identityCa.get(), identityCaKey.get(), serial);
+        writeKey(enclave / "key.pem", key.get());
+        writeCertificate(enclave / "cert.pem", cert.get());
+    }
     // Links, relative to the enclave's folder, to the keystore's shared files.
     const fs::path up = fs::relative(root, enclave);
     for (const char* role : {"identity_ca", "permissions_ca"}) {
@@ -318,8 +337,12 @@ void createEnclave(const std::string& directory, const std::string& name) {
     }
     fs::remove(enclave / "governance.p7s");
     fs::create_symlink(up / "enclaves" / "governance.p7s", enclave / "governance.p7s");
-    writeText(enclave / "permissions.xml", permissionsXml(name));
-    writeSigned(enclave / "permissions.xml", enclave / "permissions.p7s", ca.get(), caKey.get());
+    // The permissions are written again each time, for the domain of now, and last as long as
+    // the certificate.
+    Cert cert = readCertificate(enclave / "cert.pem");
+    writeText(enclave / "permissions.xml", permissionsXml(name, domain, cert.get()));
+    writeSigned(enclave / "permissions.xml", enclave / "permissions.p7s", permissionsCa.get(),
+                permissionsCaKey.get());
 }
 
 }  // namespace qorCli

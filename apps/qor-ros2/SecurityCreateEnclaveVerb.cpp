@@ -6,6 +6,7 @@
 
 #include "CommandOptions.h"
 #include "Keystore.h"
+#include "ToolDomain.h"
 #include "Verb.h"
 
 namespace qorCli {
@@ -19,7 +20,7 @@ class SecurityCreateEnclaveVerb : public Verb {
     }
 
     int run() override {
-        createEnclave(m_root, m_name);
+        createEnclave(m_root, m_name, domainFromEnvironment());
         std::printf("created the enclave %s in %s\n", m_name.c_str(), m_root.c_str());
         return 0;
     }

@@ -5,6 +5,7 @@
 
 #include "CommandOptions.h"
 #include "Keystore.h"
+#include "ToolDomain.h"
 #include "Verb.h"
 
 namespace qorCli {
@@ -17,7 +18,7 @@ class SecurityCreateKeystoreVerb : public Verb {
     }
 
     int run() override {
-        createKeystore(m_root);
+        createKeystore(m_root, domainFromEnvironment());
         std::printf("created the keystore %s\n", m_root.c_str());
         return 0;
     }

@@ -26,10 +26,12 @@ class SecuredExchange : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
         std::system(("rm -rf " + keystore()).c_str());
+        // As SROS2's, the documents are for the domain of ROS_DOMAIN_ID.
+        const std::string tool = "ROS_DOMAIN_ID=" + std::to_string(kDomain) + " " + QOR_ROS2_CLI;
         s_made = qorTest::commandOutput(
-            std::string(QOR_ROS2_CLI) + " security create_keystore " + keystore() + " 2>&1 && " +
-            QOR_ROS2_CLI + " security create_enclave " + keystore() + " /talker 2>&1 && " +
-            QOR_ROS2_CLI + " security create_enclave " + keystore() + " /listener 2>&1");
+            tool + " security create_keystore " + keystore() + " 2>&1 && " + tool +
+            " security create_enclave " + keystore() + " /talker 2>&1 && " + tool +
+            " security create_enclave " + keystore() + " /listener 2>&1");
     }
     static void TearDownTestSuite() { std::system(("rm -rf " + keystore()).c_str()); }
 
@@ -69,6 +71,21 @@ class SecuredExchange : public ::testing::Test {
         const std::optional<int> exitCode =
             receiver.waitForExit(std::chrono::seconds(kReceiveSeconds + 10));
         return exitCode.has_value() && *exitCode == 0;
+    }
+
+    // The enclave `name` made by the tool, its permissions.xml edited by the sed script `edit`
+    // and signed again by the CA. Its folder.
+    static std::string resignedEnclave(const std::string& name, const std::string& edit) {
+        const std::string enclave = keystore() + "/enclaves" + name;
+        const std::string made = qorTest::commandOutput(
+            "ROS_DOMAIN_ID=" + std::to_string(kDomain) + " " + QOR_ROS2_CLI +
+            " security create_enclave " + keystore() + " " + name + " >/dev/null && sed -i '" +
+            edit + "' " + enclave + "/permissions.xml && openssl smime -sign -text -in " + enclave +
+            "/permissions.xml -out " + enclave + "/permissions.p7s -signer " + keystore() +
+            "/public/permissions_ca.cert.pem -inkey " + keystore() +
+            "/private/permissions_ca.key.pem && echo signed");
+        EXPECT_EQ(made, "signed\n");
+        return enclave;
     }
 
     static std::string s_made;
@@ -130,17 +147,12 @@ TEST_F(SecuredExchange, ProcessWithoutSecurityDoesNotSeeTheTopic) {
 
 TEST_F(SecuredExchange, SubscriberWithoutPermissionForTheTopicIsRefused) {
     // An enclave whose permissions allow subscribing to another topic only, signed by the CA.
-    const std::string enclave = keystore() + "/enclaves/restricted";
-    ASSERT_EQ(qorTest::commandOutput(
-                  std::string(QOR_ROS2_CLI) + " security create_enclave " + keystore() +
-                  " /restricted >/dev/null && sed -i '/<subscribe>/,/<\\/subscribe>/"
-                  "s|<topic>\\*</topic>|<topic>rt/elsewhere</topic>|' " +
-                  enclave + "/permissions.xml && openssl smime -sign -text -in " + enclave +
-                  "/permissions.xml -out " + enclave + "/permissions.p7s -signer " + keystore() +
-                  "/public/permissions_ca.cert.pem -inkey " + keystore() +
-                  "/private/permissions_ca.key.pem && grep -c rt/elsewhere " + enclave +
-                  "/permissions.p7s"),
-              "1\n");
+    const std::string enclave = resignedEnclave(
+        "/restricted",
+        "/<subscribe>/,/<\\/subscribe>/s|<topic>[^<]*</topic>|<topic>rt/elsewhere</topic>|");
+    ASSERT_EQ(qorTest::commandOutput("grep -c '<topic>rt/elsewhere</topic>' " + enclave +
+                                     "/permissions.p7s"),
+              "12\n");
     qorTest::ChildProcess publisher(peer(securedAs("/talker"), publish()));
     ASSERT_TRUE(publisher.started());
     // Access control refuses the reader itself: the subscriber cannot even be created.
@@ -169,6 +181,18 @@ TEST_F(SecuredExchange, TamperedPermissionsAreNamed) {
                           keystore() +
                           "/enclaves/talker/permissions_ca.cert.pem': it was changed, or signed "
                           "by another CA\nexit 2\n");
+}
+
+TEST_F(SecuredExchange, ExpiredPermissionsAreNamed) {
+    const std::string enclave = resignedEnclave(
+        "/expired", "s|<not_after>[^<]*</not_after>|<not_after>2020-01-01T00:00:00</not_after>|");
+    const std::string output = qorTest::commandOutput(
+        "ROS_SECURITY_ENABLE=true ROS_SECURITY_STRATEGY=Enforce ROS_SECURITY_KEYSTORE=" +
+        keystore() + " ROS_SECURITY_ENCLAVE_OVERRIDE=/expired timeout 20 " + QOR_ENDPOINT_PEER +
+        " publish-images " + std::to_string(kDomain) + " " + m_topic +
+        " 64 48 reliable 5 2>&1; echo exit $?");
+    EXPECT_EQ(output, "the security file '" + enclave +
+                          "/permissions.p7s' expired on 2020-01-01T00:00:00\nexit 2\n");
 }
 
 TEST_F(SecuredExchange, EnforceWithoutKeystoreStopsTheProgram) {

@@ -19,9 +19,33 @@ std::string tracing() {
     return "<Tracing><Verbosity>warning</Verbosity><OutputFile>stderr</OutputFile></Tracing>";
 }
 
+// The builtin authentication, access control and cryptography plugins with the files of the
+// enclave folder `enclave`, as rmw_cyclonedds sets them from an SROS2 enclave.
+std::string security(const std::string& enclave) {
+    if (enclave.empty()) {
+        return std::string();
+    }
+    const std::string plugins = QOR_CYCLONE_SECURITY_DIR;
+    const auto library = [&plugins](const char* name, const char* functions) {
+        return "<Library path=\"" + plugins + "/libdds_security_" + name +
+               ".so\" initFunction=\"init_" + functions + "\" finalizeFunction=\"finalize_" +
+               functions + "\"/>";
+    };
+    const auto file = [&enclave](const char* element, const char* name) {
+        return std::string("<") + element + ">file:" + enclave + "/" + name + "</" + element + ">";
+    };
+    return "<Security><Authentication>" + library("auth", "authentication") +
+           file("IdentityCA", "identity_ca.cert.pem") + file("IdentityCertificate", "cert.pem") +
+           file("PrivateKey", "key.pem") + "</Authentication><AccessControl>" +
+           library("ac", "access_control") + file("PermissionsCA", "permissions_ca.cert.pem") +
+           file("Governance", "governance.p7s") + file("Permissions", "permissions.p7s") +
+           "</AccessControl><Cryptographic>" + library("crypto", "crypto") +
+           "</Cryptographic></Security>";
+}
+
 }  // namespace
 
-std::string peerDomainConfiguration() {
+std::string peerDomainConfiguration(const std::string& enclave) {
     return "<CycloneDDS><Domain id=\"any\">"
            "<General>"
            "<Interfaces><NetworkInterface autodetermine=\"true\"/></Interfaces>"
@@ -33,11 +57,12 @@ std::string peerDomainConfiguration() {
            "<MaxAutoParticipantIndex>50</MaxAutoParticipantIndex>"
            "<SPDPInterval>100ms</SPDPInterval>"
            "</Discovery>" +
-           tracing() + "</Domain></CycloneDDS>";
+           tracing() + security(enclave) + "</Domain></CycloneDDS>";
 }
 
-dds_entity_t createPeerParticipant(std::uint32_t domain) {
-    const dds_entity_t created = dds_create_domain(domain, peerDomainConfiguration().c_str());
+dds_entity_t createPeerParticipant(std::uint32_t domain, const std::string& enclave) {
+    const dds_entity_t created =
+        dds_create_domain(domain, peerDomainConfiguration(enclave).c_str());
     if (created < 0) {
         throw std::runtime_error(std::string("cannot create DDS domain: ") +
                                  dds_strretcode(created));

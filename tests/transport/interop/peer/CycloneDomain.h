@@ -20,8 +20,11 @@
 ///   of the peer. Otherwise Fast DDS's reply and its endpoint announcements reach the peer before
 ///   it has taken in Fast DDS's participant, the peer drops them, and Fast DDS repeats them only
 ///   with its next discovery heartbeat, a second later.
-std::string peerDomainConfiguration();
+/// - With an `enclave` folder, the participant is secured by Cyclone's own DDS Security plugins
+///   with that folder's files, as a ROS 2 node on Cyclone DDS is with an SROS2 enclave.
+std::string peerDomainConfiguration(const std::string& enclave = std::string());
 
 /// Creates the domain `domain` with that configuration and a participant in it. Throws
 /// std::runtime_error with Cyclone's reason when either fails.
-dds_entity_t createPeerParticipant(std::uint32_t domain);
+dds_entity_t createPeerParticipant(std::uint32_t domain,
+                                   const std::string& enclave = std::string());

@@ -13,7 +13,8 @@ const char* const peerUsage =
     "options:\n"
     "  --reliability reliable|best_effort   the reader's reliability (reliable)\n"
     "  --domain <id>                        DDS domain (0)\n"
-    "  --timeout-ms <ms>                    give up after this long (20000)\n";
+    "  --timeout-ms <ms>                    give up after this long (20000)\n"
+    "  --enclave <dir>                      secure the participant with an SROS2 enclave's files\n";
 
 namespace {
 
@@ -71,6 +72,8 @@ PeerOptions parsePeerOptions(const std::vector<std::string>& arguments) {
             options.domain = parseNumber(value, "--domain");
         } else if (name == "--timeout-ms") {
             options.timeoutMs = parseNumber(value, "--timeout-ms");
+        } else if (name == "--enclave") {
+            options.enclave = value;
         } else {
             throw std::invalid_argument("unknown option '" + name + "'");
         }

@@ -18,6 +18,7 @@ struct PeerOptions {
     bool reliableReader = true;  ///< the reader's reliability; echo's writer is always reliable
     std::uint32_t domain = 0;    ///< DDS domain id
     std::uint32_t timeoutMs = 20000;  ///< gives up, with exit status 2, after this long
+    std::string enclave;  ///< folder of the DDS Security files to use; empty: no security
 };
 
 /// How to call the peer.

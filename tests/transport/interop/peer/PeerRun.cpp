@@ -68,7 +68,9 @@ QosPointer endpointQos(bool reliable, std::uint32_t depth) {
 class Peer {
   public:
     Peer(const PeerOptions& options, const PeerType& type)
-        : m_options(options), m_type(type), m_participant(createPeerParticipant(options.domain)) {
+        : m_options(options),
+          m_type(type),
+          m_participant(createPeerParticipant(options.domain, options.enclave)) {
         const std::uint32_t depth = options.count > 0 ? options.count : 1;
         const dds_entity_t inTopic =
             checked(dds_create_topic(m_participant, type.descriptor,
