@@ -1,5 +1,6 @@
 // Discovery between the processes of one host, each with a participant of its own, as ROS 2
-// programs are: more of them than Fast DDS looks for by default under LOCALHOST.
+// programs are: more of them than Fast DDS looks for by default under LOCALHOST, and none but the
+// process itself under OFF.
 
 #include <gtest/gtest.h>
 
@@ -22,8 +23,11 @@ namespace {
 // domains above 127 do not fit the endpoints' domain, hence these numbers.
 constexpr int kLocalhostDomain = 30;
 constexpr int kLocalhostOnlyDomain = 31;
+constexpr int kOffSelfDomain = 32;
+constexpr int kOffPairDomain = 33;
 
-// How long a message may take around the processes: ten of them start on a loaded machine.
+// How long a message may take around the processes: ten of them start on a loaded machine. A
+// process that should get nothing waits it out.
 constexpr int kPingSeconds = 40;
 
 class OneHostDiscovery : public ::testing::Test {
@@ -45,6 +49,7 @@ class OneHostDiscovery : public ::testing::Test {
     }
 
     void expectRingOfTenCloses(const std::string& variable, int domain) const;
+    bool answeredFromAnotherProcess(const std::string& variable, int domain, int seconds) const;
 
     qorTest::NetworkSwitch m_host{1, true};
 };
@@ -88,6 +93,41 @@ TEST_F(OneHostDiscovery, TenProcessesUnderLocalhostAllFindEachOther) {
 
 TEST_F(OneHostDiscovery, TenProcessesUnderLocalhostOnlyAllFindEachOther) {
     expectRingOfTenCloses("ROS_LOCALHOST_ONLY=1", kLocalhostOnlyDomain);
+}
+
+TEST_F(OneHostDiscovery, OffStillMatchesTheEndpointsOfOneProcess) {
+    const std::string topic = qorTest::uniqueTopic("off_self");
+    qorTest::ChildProcess self(peerWith(
+        {"ROS_AUTOMATIC_DISCOVERY_RANGE=OFF"},
+        {"ping", std::to_string(kOffSelfDomain), topic, topic, std::to_string(kPingSeconds)}));
+    ASSERT_TRUE(self.started());
+    const std::optional<int> exitCode = pingExit(self);
+    EXPECT_TRUE(exitCode.has_value() && *exitCode == 0)
+        << "a subscriber under OFF did not get its own process's message (exit code "
+        << (exitCode ? std::to_string(*exitCode) : "none") << ")";
+}
+
+// A second process on the host that would send the message back: whether the two meet.
+bool OneHostDiscovery::answeredFromAnotherProcess(const std::string& variable, int domain,
+                                                  int seconds) const {
+    const std::string topic = qorTest::uniqueTopic("pair");
+    const std::string domainText = std::to_string(domain);
+    qorTest::ChildProcess echo(peerWith(
+        {variable},
+        {"echo", domainText, topic + "_out", topic + "_back", std::to_string(seconds + 20)}));
+    qorTest::ChildProcess ping(peerWith({variable}, {"ping", domainText, topic + "_out",
+                                                     topic + "_back", std::to_string(seconds)}));
+    const std::optional<int> exitCode = ping.waitForExit(std::chrono::seconds(seconds + 20));
+    return echo.started() && exitCode.has_value() && *exitCode == 0;
+}
+
+TEST_F(OneHostDiscovery, OffFindsNoOtherProcessOfTheHost) {
+    // The same two processes do meet under LOCALHOST: the exchange itself works.
+    ASSERT_TRUE(answeredFromAnotherProcess("ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST",
+                                           kOffPairDomain, kPingSeconds));
+    EXPECT_FALSE(
+        answeredFromAnotherProcess("ROS_AUTOMATIC_DISCOVERY_RANGE=OFF", kOffPairDomain, 10))
+        << "a process under OFF met another one";
 }
 
 }  // namespace

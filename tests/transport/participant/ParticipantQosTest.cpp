@@ -123,13 +123,21 @@ TEST(ParticipantQos, LocalhostOnlyBindsUdpToLoopback) {
     EXPECT_EQ(udp->maxInitialPeersRange, 32U);
 }
 
-TEST(ParticipantQos, OffSwitchesDiscoveryOffEvenWithAServer) {
+TEST(ParticipantQos, OffKeepsDiscoveryInsideTheProcessEvenWithAServer) {
     NetworkSettings settings;
     settings.range = DiscoveryRange::OFF;
     settings.discoveryServers = "127.0.0.1";
     const dds::DomainParticipantQos qos = applied(settings);
-    EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.discoveryProtocol,
-              rtps::DiscoveryProtocol_t::NONE);
+    const auto& builtin = qos.wire_protocol().builtin;
+    // Discovery runs, so that the endpoints of the process match; its own participant is the
+    // only one it has room for, and it listens to and announces on no multicast address.
+    EXPECT_EQ(builtin.discovery_config.discoveryProtocol, rtps::DiscoveryProtocol_t::SIMPLE);
+    EXPECT_TRUE(builtin.discovery_config.m_DiscoveryServers.empty());
+    EXPECT_EQ(qos.allocation().participants.maximum, 1U);
+    EXPECT_EQ(qos.allocation().participants.initial, 1U);
+    EXPECT_EQ(qos.allocation().participants.increment, 0U);
+    EXPECT_TRUE(builtin.metatrafficMulticastLocatorList.empty());
+    EXPECT_TRUE(builtin.initialPeersList.empty());
 }
 
 TEST(ParticipantQos, DiscoveryServersAreClientServersByPosition) {

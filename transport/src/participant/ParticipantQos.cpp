@@ -62,10 +62,16 @@ void addInitialPeer(dds::DomainParticipantQos& qos, const std::string& address) 
 
 void applyRange(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
     switch (settings.range) {
-        case DiscoveryRange::OFF:
-            qos.wire_protocol().builtin.discovery_config.discoveryProtocol =
-                rtps::DiscoveryProtocol_t::NONE;
+        case DiscoveryRange::OFF: {
+            // Discovery stays on, so that the endpoints of this process match each other, but
+            // there is room for no participant besides its own, and it announces to nobody.
+            auto& participants = qos.allocation().participants;
+            participants.initial = 1;
+            participants.maximum = 1;
+            participants.increment = 0;
+            listenToNoMulticast(qos);
             return;
+        }
         case DiscoveryRange::LOCALHOST:
             listenToNoMulticast(qos);
             break;
@@ -84,8 +90,7 @@ void applyRange(const NetworkSettings& settings, dds::DomainParticipantQos& qos)
 
 void applyDiscoveryServers(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
     auto& discovery = qos.wire_protocol().builtin.discovery_config;
-    if (settings.discoveryServers.empty() ||
-        discovery.discoveryProtocol == rtps::DiscoveryProtocol_t::NONE) {
+    if (settings.discoveryServers.empty() || settings.range == DiscoveryRange::OFF) {
         return;
     }
     eprosima::fastdds::rtps::RemoteServerList_t servers;
