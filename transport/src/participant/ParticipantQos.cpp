@@ -189,10 +189,11 @@ dds::DomainParticipantQos rosParticipantQos(dds::DomainParticipantFactory& facto
     dds::DomainParticipantQos qos = factory.get_default_participant_qos();
     applyNetworkSettings(settings, qos);
     shortenAnnouncementPeriod(qos);
-    // ROS 2 tells the security enclave of a participant in its user data; "/" is the default.
-    const std::string enclave = "enclave=/;";
+    // ROS 2 tells the enclave of a participant in its user data: the process's own, which
+    // ROS_SECURITY_ENCLAVE_OVERRIDE does not change, as in rcl.
+    const std::string userData = "enclave=" + settings.enclave + ";";
     qos.user_data().data_vec(
-        std::vector<eprosima::fastrtps::rtps::octet>(enclave.begin(), enclave.end()));
+        std::vector<eprosima::fastrtps::rtps::octet>(userData.begin(), userData.end()));
     return qos;
 }
 
