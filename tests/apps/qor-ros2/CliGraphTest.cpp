@@ -85,8 +85,8 @@ TEST(CliGraph, RosArgumentsNameTheToolsNode) {
         qorCliTest::runCli("node list --ros-args --log-level debug", kGraphDomain, true);
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_EQ(unknown.output,
-              "qor-ros2: unsupported ROS argument \"--log-level\": only -r __node:=NAME and -r "
-              "__ns:=/NS are known\n");
+              "qor-ros2: unsupported ROS argument \"--log-level\": only -r __node:=NAME, -r "
+              "__ns:=/NS and --enclave /NAME are known\n");
 }
 
 }  // namespace

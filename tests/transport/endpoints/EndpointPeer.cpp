@@ -3,6 +3,9 @@
 //
 //   qorNtROS2EndpointPeer echo <domain> <from-topic> <to-topic> <seconds>
 //       republishes every JointState from one topic on the other
+//   qorNtROS2EndpointPeer ping <domain> <to-topic> <from-topic> <seconds>
+//       publishes a JointState on <to-topic> every 20 ms until it comes back on <from-topic>;
+//       exits 0 then, 1 when time runs out first (one topic for both asks this process itself)
 //   qorNtROS2EndpointPeer publish-images <domain> <topic> <width> <height> <qos> <seconds>
 //       publishes numbered rgb8 images every 20 ms; <qos> is "sensor" or "reliable"
 //   qorNtROS2EndpointPeer receive-images <domain> <topic> <width> <height> <qos> <count> <seconds>
@@ -78,6 +81,27 @@ int echo(std::int8_t domain, const std::string& from, const std::string& to,
         pause();
     }
     return 0;
+}
+
+int ping(std::int8_t domain, const std::string& to, const std::string& from,
+         Clock::time_point deadline) {
+    Publisher<sensorMsgs::JointState> publisher(to, QOS{}, domain);
+    Subscriber<sensorMsgs::JointState> subscriber(from, QOS{}, domain);
+    sensorMsgs::JointState sent{};
+    sent.name = {"ping"};
+    sensorMsgs::JointState received{};
+    while (Clock::now() < deadline) {
+        publisher.sendMessage(sent);
+        for (int wait = 0; wait < 10; ++wait) {
+            if (subscriber.receiveMessage(received) && received.name == sent.name) {
+                std::printf("came back on %s\n", from.c_str());
+                return 0;
+            }
+            pause();
+        }
+    }
+    std::printf("nothing came back on %s\n", from.c_str());
+    return 1;
 }
 
 int publishImages(const ImageStream& stream, Clock::time_point deadline) {
@@ -191,6 +215,9 @@ int main(int rawArgc, char** rawArgv) {
         char** argv = pointers.data();
         if (argc == 6 && args[1] == "echo") {
             return echo(domainOf(argv[2]), args[3], args[4], deadlineOf(argv[5]));
+        }
+        if (argc == 6 && args[1] == "ping") {
+            return ping(domainOf(argv[2]), args[3], args[4], deadlineOf(argv[5]));
         }
         if (argc == 8 && args[1] == "publish-images") {
             return publishImages(imageStreamOf(args), deadlineOf(argv[7]));

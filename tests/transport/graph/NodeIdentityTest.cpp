@@ -2,16 +2,24 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
+#include "qorROS2/Publisher.h"
+#include "qorROS2/QOS.h"
 
 namespace {
 
 using namespace qorROS2;
+
+// The domain of the one test here that makes a participant. ROS domains above 127 do not fit the
+// endpoints' domain, hence this number.
+constexpr std::int8_t kEnclaveDomain = 36;
 
 std::string refusal(const std::function<void()>& action) {
     try {
@@ -91,6 +99,41 @@ TEST(NodeIdentity, BadRosArgumentsAreRefusedAndChangeNothing) {
     std::vector<std::string> badName = {"--ros-args", "-r", "__node:=a.b"};
     EXPECT_EQ(refusal([&] { applyRosArguments(badName); }),
               "invalid node name \"a.b\": a node name holds only letters, digits and '_'");
+}
+
+TEST(NodeIdentity, EnclaveArgumentIsCheckedAndTakenOut) {
+    std::vector<std::string> arguments = {"--ros-args", "--enclave", "/", "--", "--fast"};
+    applyRosArguments(arguments);
+    EXPECT_EQ(arguments, (std::vector<std::string>{"--fast"}));
+    // Each refusal leaves the arguments as they were.
+    const auto refusalOf = [](const std::vector<std::string>& given) {
+        std::vector<std::string> tried = given;
+        const std::string text = refusal([&] { applyRosArguments(tried); });
+        return tried == given ? text : "changed the arguments: " + text;
+    };
+    EXPECT_EQ(refusalOf({"--ros-args", "-e", "sim"}),
+              "invalid enclave name \"sim\": an enclave name starts with '/'");
+    EXPECT_EQ(refusalOf({"--ros-args", "--enclave", "/sim/"}),
+              "invalid enclave name \"/sim/\": an enclave name must not end with '/'");
+    EXPECT_EQ(refusalOf({"--ros-args", "--enclave", "/robot/2arm"}),
+              "invalid enclave name \"/robot/2arm\": a part of an enclave name must not start "
+              "with a digit");
+    EXPECT_EQ(refusalOf({"--ros-args", "--enclave"}),
+              "invalid ROS argument \"--enclave\": an enclave name must follow it");
+}
+
+TEST(NodeIdentity, EnclaveAfterTheFirstParticipantIsRefusedAndChangesNothing) {
+    Publisher<stdMsgs::Int32> publisher("/qor_enclave_late", QOS{}, kEnclaveDomain);
+    std::vector<std::string> arguments = {"--ros-args", "-r", "__node:=late", "--enclave", "/sim"};
+    EXPECT_EQ(refusal([&] { applyRosArguments(arguments); }),
+              "cannot use the enclave \"/sim\": this process already has participants of the "
+              "enclave \"/\"; choose it before the first publisher or subscriber");
+    EXPECT_EQ(arguments.size(), 5U);
+    EXPECT_EQ(nodeIdentity().name, "qorNodeIdentityTests");
+    // The enclave in use may still be named.
+    std::vector<std::string> same = {"--ros-args", "--enclave", "/"};
+    applyRosArguments(same);
+    EXPECT_TRUE(same.empty());
 }
 
 }  // namespace

@@ -17,10 +17,12 @@ using qorROS2::detail::NetworkSettings;
 using qorROS2::detail::readNetworkSettings;
 
 NetworkSettings read(const std::map<std::string, std::string>& environment) {
-    return readNetworkSettings([&environment](const char* name) -> const char* {
-        const auto found = environment.find(name);
-        return found == environment.end() ? nullptr : found->second.c_str();
-    });
+    return readNetworkSettings(
+        [&environment](const char* name) -> const char* {
+            const auto found = environment.find(name);
+            return found == environment.end() ? nullptr : found->second.c_str();
+        },
+        "/");
 }
 
 std::string errorOf(const std::map<std::string, std::string>& environment) {

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <vector>
 
 #include <fastdds/rtps/attributes/ServerAttributes.h>
+#include <fastdds/rtps/transport/UDPv4TransportDescriptor.h>
+#include <fastdds/rtps/transport/shared_mem/SharedMemTransportDescriptor.h>
 #include <fastrtps/utils/IPLocator.h>
 #include <fastdds/dds/domain/qos/DomainParticipantQos.hpp>
 
@@ -63,6 +67,28 @@ TEST(ParticipantQos, SubnetKeepsMulticastDiscoveryAndAddsThePeers) {
     EXPECT_EQ(qos.wire_protocol().builtin.initialPeersList.size(), 1U);
 }
 
+// The UDP transport of `qos` when shared memory and UDP replace the builtin transports, as for
+// LOCALHOST; nullptr otherwise.
+const eprosima::fastdds::rtps::UDPv4TransportDescriptor* hostUdpOf(
+    const dds::DomainParticipantQos& qos) {
+    const auto& transports = qos.transport().user_transports;
+    if (qos.transport().use_builtin_transports || transports.size() != 2U ||
+        std::none_of(transports.begin(), transports.end(), [](const auto& transport) {
+            return dynamic_cast<const eprosima::fastdds::rtps::SharedMemTransportDescriptor*>(
+                       transport.get()) != nullptr;
+        })) {
+        return nullptr;
+    }
+    for (const auto& transport : transports) {
+        if (const auto* udp =
+                dynamic_cast<const eprosima::fastdds::rtps::UDPv4TransportDescriptor*>(
+                    transport.get())) {
+            return udp;
+        }
+    }
+    return nullptr;
+}
+
 TEST(ParticipantQos, LocalhostListensToNoMulticastAndAnnouncesToThisMachine) {
     NetworkSettings settings;
     settings.range = DiscoveryRange::LOCALHOST;
@@ -72,22 +98,46 @@ TEST(ParticipantQos, LocalhostListensToNoMulticastAndAnnouncesToThisMachine) {
     EXPECT_TRUE(hasInitialPeer(qos, "127.0.0.1"));
 }
 
+TEST(ParticipantQos, LocalhostLooksForThirtyTwoParticipantsAtEachPeer) {
+    // rmw_fastrtps's number: with Fast DDS's 4, the fifth participant of a host and those after
+    // it never find each other.
+    NetworkSettings settings;
+    settings.range = DiscoveryRange::LOCALHOST;
+    settings.staticPeers = {"10.213.7.2"};
+    const dds::DomainParticipantQos qos = applied(settings);
+    const auto* udp = hostUdpOf(qos);
+    ASSERT_NE(udp, nullptr);
+    EXPECT_EQ(udp->maxInitialPeersRange, 32U);
+    EXPECT_TRUE(udp->interfaceWhiteList.empty());
+    EXPECT_TRUE(hasInitialPeer(qos, "10.213.7.2"));
+}
+
 TEST(ParticipantQos, LocalhostOnlyBindsUdpToLoopback) {
     NetworkSettings settings;
     settings.localhostOnly = true;
     settings.range = DiscoveryRange::LOCALHOST;
     const dds::DomainParticipantQos qos = applied(settings);
-    EXPECT_FALSE(qos.transport().use_builtin_transports);
-    ASSERT_EQ(qos.transport().user_transports.size(), 2U);
+    const auto* udp = hostUdpOf(qos);
+    ASSERT_NE(udp, nullptr);
+    EXPECT_EQ(udp->interfaceWhiteList, (std::vector<std::string>{"127.0.0.1"}));
+    EXPECT_EQ(udp->maxInitialPeersRange, 32U);
 }
 
-TEST(ParticipantQos, OffSwitchesDiscoveryOffEvenWithAServer) {
+TEST(ParticipantQos, OffKeepsDiscoveryInsideTheProcessEvenWithAServer) {
     NetworkSettings settings;
     settings.range = DiscoveryRange::OFF;
     settings.discoveryServers = "127.0.0.1";
     const dds::DomainParticipantQos qos = applied(settings);
-    EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.discoveryProtocol,
-              rtps::DiscoveryProtocol_t::NONE);
+    const auto& builtin = qos.wire_protocol().builtin;
+    // Discovery runs, so that the endpoints of the process match; its own participant is the
+    // only one it has room for, and it listens to and announces on no multicast address.
+    EXPECT_EQ(builtin.discovery_config.discoveryProtocol, rtps::DiscoveryProtocol_t::SIMPLE);
+    EXPECT_TRUE(builtin.discovery_config.m_DiscoveryServers.empty());
+    EXPECT_EQ(qos.allocation().participants.maximum, 1U);
+    EXPECT_EQ(qos.allocation().participants.initial, 1U);
+    EXPECT_EQ(qos.allocation().participants.increment, 0U);
+    EXPECT_TRUE(builtin.metatrafficMulticastLocatorList.empty());
+    EXPECT_TRUE(builtin.initialPeersList.empty());
 }
 
 TEST(ParticipantQos, DiscoveryServersAreClientServersByPosition) {

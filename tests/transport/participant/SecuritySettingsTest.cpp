@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -46,13 +47,18 @@ class Keystore {
     std::string m_root;
 };
 
-SecuritySettings read(const Environment& environment, std::vector<std::string>& warnings) {
-    return readSecuritySettings(
-        [&environment](const char* name) -> const char* {
-            const auto found = environment.find(name);
-            return found == environment.end() ? nullptr : found->second.c_str();
-        },
-        warnings);
+// Looks the variables up in `environment` instead of the process's.
+std::function<const char*(const char*)> lookupIn(const Environment& environment) {
+    return [&environment](const char* name) -> const char* {
+        const auto found = environment.find(name);
+        return found == environment.end() ? nullptr : found->second.c_str();
+    };
+}
+
+// The settings of a process whose enclave is `enclave` ("/" unless --enclave chose another).
+SecuritySettings read(const Environment& environment, std::vector<std::string>& warnings,
+                      const std::string& enclave = "/") {
+    return readSecuritySettings(lookupIn(environment), enclave, warnings);
 }
 
 std::string errorOf(const Environment& environment) {
@@ -85,6 +91,33 @@ TEST(SecuritySettings, EnclaveOverrideChoosesTheFolder) {
     EXPECT_TRUE(settings.enforce);
     EXPECT_FALSE(settings.hasCrl);
     EXPECT_TRUE(warnings.empty());
+}
+
+TEST(SecuritySettings, EnclaveOfTheProcessChoosesTheFolder) {
+    const Keystore keystore;
+    std::vector<std::string> warnings;
+    const SecuritySettings settings = read({{"ROS_SECURITY_ENABLE", "true"},
+                                            {"ROS_SECURITY_STRATEGY", "Enforce"},
+                                            {"ROS_SECURITY_KEYSTORE", keystore.root()}},
+                                           warnings, "/sim");
+    EXPECT_EQ(settings.directory, keystore.enclave());
+    EXPECT_TRUE(warnings.empty());
+}
+
+TEST(SecuritySettings, OverrideChoosesTheFolderButTheProcessKeepsItsEnclave) {
+    // rcl hands the middleware the enclave of --enclave (else "/") to announce, and takes the
+    // files of ROS_SECURITY_ENCLAVE_OVERRIDE instead when it is set.
+    const Keystore keystore;
+    const Environment environment = {{"ROS_SECURITY_ENABLE", "true"},
+                                     {"ROS_SECURITY_STRATEGY", "Enforce"},
+                                     {"ROS_SECURITY_KEYSTORE", keystore.root()},
+                                     {"ROS_SECURITY_ENCLAVE_OVERRIDE", "/sim"}};
+    for (const std::string enclave : {"/", "/arm"}) {
+        const qorROS2::detail::NetworkSettings settings =
+            qorROS2::detail::readNetworkSettings(lookupIn(environment), enclave);
+        EXPECT_EQ(settings.enclave, enclave);
+        EXPECT_EQ(settings.security.directory, keystore.enclave()) << enclave;
+    }
 }
 
 TEST(SecuritySettings, EnforceWithoutKeystoreIsAClearError) {

@@ -35,9 +35,12 @@ QORNTROS2_EXPORT std::string validNodeName(const std::string& anyName);
 
 /// Takes the ROS 2 arguments out of `arguments`, as ROS 2 programs accept them: everything from
 /// "--ros-args" up to a lone "--" or the end. Of them, "-r __node:=NAME" / "--remap __node:=NAME"
-/// and "-r __ns:=/NS" rename the node of this process (setNodeIdentity()). Throws
-/// std::invalid_argument, naming the argument, for any other ROS 2 argument, a remap without its
-/// rule and an invalid name; `arguments` is then unchanged.
+/// and "-r __ns:=/NS" rename the node of this process (setNodeIdentity()); "--enclave /NAME" /
+/// "-e /NAME" makes /NAME the enclave that its participants announce and, unless
+/// ROS_SECURITY_ENCLAVE_OVERRIDE names another, take their security files from ("/" without it).
+/// Throws std::invalid_argument, naming the argument, for any other ROS 2 argument, a remap or
+/// enclave without its value, an invalid name, and an enclave given after the first publisher or
+/// subscriber was made for another; `arguments` and the node are then unchanged.
 QORNTROS2_EXPORT void applyRosArguments(std::vector<std::string>& arguments);
 
 }  // namespace qorROS2

@@ -127,9 +127,30 @@ std::string readProfilesFile(const EnvironmentLookup& lookup) {
     return current.empty() ? valueOf(lookup, "FASTRTPS_DEFAULT_PROFILES_FILE") : current;
 }
 
+// The enclave of this process's participants, and whether one of them was configured with it.
+struct EnclaveChoice {
+    std::mutex mutex;
+    std::string enclave = "/";
+    bool used = false;
+};
+
+EnclaveChoice& enclaveChoice() {
+    // Never destroyed: a participant may be made while the process's statics are destroyed.
+    static EnclaveChoice* const choice = new EnclaveChoice();
+    return *choice;
+}
+
+// The enclave chosen, fixed from now on.
+std::string usedEnclave() {
+    EnclaveChoice& choice = enclaveChoice();
+    std::lock_guard<std::mutex> lock(choice.mutex);
+    choice.used = true;
+    return choice.enclave;
+}
+
 }  // namespace
 
-NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup) {
+NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup, const std::string& enclave) {
     NetworkSettings settings;
     settings.localhostOnly = readLocalhostOnly(lookup);
     settings.range = readRange(lookup);
@@ -137,7 +158,8 @@ NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup) {
     settings.discoveryServers = readDiscoveryServers(lookup);
     settings.superClient = readSuperClient(lookup);
     settings.profilesFile = readProfilesFile(lookup);
-    settings.security = readSecuritySettings(lookup, settings.warnings);
+    settings.enclave = enclave;
+    settings.security = readSecuritySettings(lookup, enclave, settings.warnings);
     if (settings.localhostOnly) {
         // The old variable still wins over the new ones while it is enabled.
         settings.warnings.emplace_back(
@@ -161,12 +183,24 @@ NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup) {
     return settings;
 }
 
+void chooseEnclave(const std::string& enclave) {
+    EnclaveChoice& choice = enclaveChoice();
+    std::lock_guard<std::mutex> lock(choice.mutex);
+    if (choice.used && enclave != choice.enclave) {
+        throw std::invalid_argument("cannot use the enclave \"" + enclave +
+                                    "\": this process already has participants of the enclave \"" +
+                                    choice.enclave +
+                                    "\"; choose it before the first publisher or subscriber");
+    }
+    choice.enclave = enclave;
+}
+
 const NetworkSettings& processNetworkSettings() {
     // Read once: every participant of the process is configured alike, and the warnings are
     // said once. A value that cannot be used is kept as its error and thrown at every call.
     static const std::pair<NetworkSettings, std::string> read = [] {
         try {
-            NetworkSettings settings = readNetworkSettings(&std::getenv);
+            NetworkSettings settings = readNetworkSettings(&std::getenv, usedEnclave());
             for (const std::string& warning : settings.warnings) {
                 warn(warning);
             }

@@ -28,6 +28,7 @@ struct NetworkSettings {
     std::string discoveryServers;                   // ROS_DISCOVERY_SERVER as written
     bool superClient = false;                       // ROS_SUPER_CLIENT
     std::string profilesFile;                       // the Fast DDS XML profiles file
+    std::string enclave = "/";                      // announced in the user data: --enclave or "/"
     SecuritySettings security;                      // the ROS_SECURITY_* variables
     std::vector<std::string> warnings;              // what reading them had to say, once
 };
@@ -35,12 +36,19 @@ struct NetworkSettings {
 /// Returns the value of one environment variable, or nullptr when it is not set.
 using EnvironmentLookup = std::function<const char*(const char*)>;
 
-/// Reads the settings through `lookup`. Throws std::invalid_argument naming the variable and its
-/// value when a value cannot be used; never falls back to another setting silently.
-NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup);
+/// Reads the settings through `lookup`, for participants of `enclave` (a valid enclave name).
+/// Throws std::invalid_argument naming the variable and its value when a value cannot be used;
+/// never falls back to another setting silently.
+NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup, const std::string& enclave);
 
-/// The settings of this process, read from its environment on the first call. A value that
-/// cannot be used throws std::invalid_argument at every call; the warnings are emitted once.
+/// Makes `enclave` (a valid enclave name, rcl's --enclave) the enclave of this process's
+/// participants. Throws std::invalid_argument when a participant was already configured for
+/// another one: like rcl, a process has one enclave from its start.
+void chooseEnclave(const std::string& enclave);
+
+/// The settings of this process, read from its environment, for the enclave chosen, on the first
+/// call. A value that cannot be used throws std::invalid_argument at every call; the warnings are
+/// emitted once.
 const NetworkSettings& processNetworkSettings();
 
 }  // namespace qorROS2::detail

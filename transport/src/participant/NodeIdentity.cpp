@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "detail/TopicLease.h"
+#include "participant/NetworkSettings.h"
 
 namespace qorROS2 {
 namespace {
@@ -41,35 +42,41 @@ void checkNodeName(const std::string& name) {
     }
 }
 
-// Throws when `nameSpace` is not a valid absolute namespace.
-void checkNamespace(const std::string& nameSpace) {
-    const std::string what = "invalid node namespace \"" + nameSpace + "\": ";
-    if (nameSpace.empty() || nameSpace[0] != '/') {
-        throw std::invalid_argument(what + "a namespace starts with '/'");
+// Throws when `name` is not a valid absolute namespace: `what` starts the error, `noun` names
+// such a name in its reasons. Enclave names follow the rules of namespaces, as in rcl.
+void checkAbsoluteName(const std::string& name, const std::string& what, const std::string& noun) {
+    const std::string error = what + " \"" + name + "\": ";
+    if (name.empty() || name[0] != '/') {
+        throw std::invalid_argument(error + noun + " starts with '/'");
     }
-    if (nameSpace == "/") {
+    if (name == "/") {
         return;
     }
-    if (nameSpace.back() == '/') {
-        throw std::invalid_argument(what + "a namespace must not end with '/'");
+    if (name.back() == '/') {
+        throw std::invalid_argument(error + noun + " must not end with '/'");
     }
     std::size_t tokenStart = 1;
-    for (std::size_t i = 1; i <= nameSpace.size(); ++i) {
-        if (i < nameSpace.size() && nameSpace[i] != '/') {
-            if (!isNameCharacter(nameSpace[i])) {
-                throw std::invalid_argument(what +
-                                            "a namespace holds only letters, digits, '_' and '/'");
+    for (std::size_t i = 1; i <= name.size(); ++i) {
+        if (i < name.size() && name[i] != '/') {
+            if (!isNameCharacter(name[i])) {
+                throw std::invalid_argument(error + noun +
+                                            " holds only letters, digits, '_' and '/'");
             }
             continue;
         }
         if (i == tokenStart) {
-            throw std::invalid_argument(what + "a namespace must not hold \"//\"");
+            throw std::invalid_argument(error + noun + " must not hold \"//\"");
         }
-        if (isDigit(nameSpace[tokenStart])) {
-            throw std::invalid_argument(what + "a part of a namespace must not start with a digit");
+        if (isDigit(name[tokenStart])) {
+            throw std::invalid_argument(error + "a part of " + noun +
+                                        " must not start with a digit");
         }
         tokenStart = i + 1;
     }
+}
+
+void checkNamespace(const std::string& nameSpace) {
+    checkAbsoluteName(nameSpace, "invalid node namespace", "a namespace");
 }
 
 std::string programName() {
@@ -138,6 +145,7 @@ std::string validNodeName(const std::string& anyName) {
 void applyRosArguments(std::vector<std::string>& arguments) {
     std::vector<std::string> kept;
     NodeIdentity renamed = nodeIdentity();
+    std::string enclave;
     bool inRosArguments = false;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
@@ -169,10 +177,22 @@ void applyRosArguments(std::vector<std::string>& arguments) {
                 throw std::invalid_argument("unsupported ROS argument \"" + arguments[i] +
                                             "\": only __node:= and __ns:= can be remapped");
             }
+        } else if (argument == "-e" || argument == "--enclave") {
+            if (i + 1 == arguments.size()) {
+                throw std::invalid_argument("invalid ROS argument \"" + argument +
+                                            "\": an enclave name must follow it");
+            }
+            // The last one wins, as in rcl.
+            enclave = arguments[++i];
+            checkAbsoluteName(enclave, "invalid enclave name", "an enclave name");
         } else {
             throw std::invalid_argument("unsupported ROS argument \"" + argument +
-                                        "\": only -r __node:=NAME and -r __ns:=/NS are known");
+                                        "\": only -r __node:=NAME, -r __ns:=/NS and --enclave "
+                                        "/NAME are known");
         }
+    }
+    if (!enclave.empty()) {
+        detail::chooseEnclave(enclave);
     }
     const NodeIdentity current = nodeIdentity();
     if (renamed.name != current.name || renamed.nameSpace != current.nameSpace) {

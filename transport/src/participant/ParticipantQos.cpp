@@ -22,41 +22,63 @@ namespace {
 namespace dds = eprosima::fastdds::dds;
 namespace rtps = eprosima::fastrtps::rtps;
 
-// Keeps all traffic on the loopback interface: UDP bound to 127.0.0.1, and shared memory.
-void keepOnLoopback(dds::DomainParticipantQos& qos) {
+// How many participants an announcement to a peer without a port reaches on that host (about
+// the number of ROS 2 processes there): rmw_fastrtps's 32 for LOCALHOST. Fast DDS's default of 4
+// leaves the fifth participant of a host and those after it unable to find each other, since each
+// announces to the first four only.
+constexpr std::uint32_t kHostPeersRange = 32;
+
+// Shared memory and a UDP transport that looks for kHostPeersRange participants at each peer, as
+// rmw_fastrtps sets them up for LOCALHOST; ROS_LOCALHOST_ONLY=1 also binds UDP to 127.0.0.1, as
+// Humble's rmw_fastrtps did.
+void useHostTransports(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
     qos.transport().use_builtin_transports = false;
-    auto udp = std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>();
-    udp->interfaceWhiteList.emplace_back("127.0.0.1");
-    qos.transport().user_transports.push_back(udp);
     qos.transport().user_transports.push_back(
         std::make_shared<eprosima::fastdds::rtps::SharedMemTransportDescriptor>());
+    auto udp = std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>();
+    udp->maxInitialPeersRange = kHostPeersRange;
+    if (settings.localhostOnly) {
+        udp->interfaceWhiteList.emplace_back("127.0.0.1");
+    }
+    qos.transport().user_transports.push_back(udp);
+}
+
+// No multicast listener, so multicast announcements are never heard; an unset unicast locator
+// keeps Fast DDS from adding its default multicast one back. With no multicast locator, Fast DDS
+// announces only to the initial peers.
+void listenToNoMulticast(dds::DomainParticipantQos& qos) {
+    auto& builtin = qos.wire_protocol().builtin;
+    builtin.metatrafficMulticastLocatorList.clear();
+    builtin.metatrafficUnicastLocatorList.push_back(rtps::Locator_t());
 }
 
 void addInitialPeer(dds::DomainParticipantQos& qos, const std::string& address) {
-    // Without a port Fast DDS tries every participant port of the domain on that host.
+    // Without a port Fast DDS tries every participant port of the domain on that host, up to the
+    // transport's maxInitialPeersRange.
     rtps::Locator_t peer;
     rtps::IPLocator::setIPv4(peer, address);
     qos.wire_protocol().builtin.initialPeersList.push_back(peer);
 }
 
 void applyRange(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
-    auto& builtin = qos.wire_protocol().builtin;
     switch (settings.range) {
-        case DiscoveryRange::OFF:
-            builtin.discovery_config.discoveryProtocol = rtps::DiscoveryProtocol_t::NONE;
+        case DiscoveryRange::OFF: {
+            // Discovery stays on, so that the endpoints of this process match each other, but
+            // there is room for no participant besides its own, and it announces to nobody.
+            auto& participants = qos.allocation().participants;
+            participants.initial = 1;
+            participants.maximum = 1;
+            participants.increment = 0;
+            listenToNoMulticast(qos);
             return;
+        }
         case DiscoveryRange::LOCALHOST:
-            // No multicast listener, so announcements from other hosts are never heard; an unset
-            // unicast locator keeps Fast DDS from adding its default multicast one back.
-            builtin.metatrafficMulticastLocatorList.clear();
-            builtin.metatrafficUnicastLocatorList.push_back(rtps::Locator_t());
+            listenToNoMulticast(qos);
             break;
         case DiscoveryRange::SUBNET:
-        case DiscoveryRange::SYSTEM_DEFAULT:
             break;
-    }
-    if (settings.range == DiscoveryRange::SYSTEM_DEFAULT) {
-        return;
+        case DiscoveryRange::SYSTEM_DEFAULT:
+            return;
     }
     for (const std::string& peer : settings.staticPeers) {
         addInitialPeer(qos, peer);
@@ -68,8 +90,7 @@ void applyRange(const NetworkSettings& settings, dds::DomainParticipantQos& qos)
 
 void applyDiscoveryServers(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
     auto& discovery = qos.wire_protocol().builtin.discovery_config;
-    if (settings.discoveryServers.empty() ||
-        discovery.discoveryProtocol == rtps::DiscoveryProtocol_t::NONE) {
+    if (settings.discoveryServers.empty() || settings.range == DiscoveryRange::OFF) {
         return;
     }
     eprosima::fastdds::rtps::RemoteServerList_t servers;
@@ -141,8 +162,8 @@ void checkEnclaveFiles(const std::string& directory) {
 }  // namespace
 
 void applyNetworkSettings(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
-    if (settings.localhostOnly) {
-        keepOnLoopback(qos);
+    if (settings.localhostOnly || settings.range == DiscoveryRange::LOCALHOST) {
+        useHostTransports(settings, qos);
     }
     applyRange(settings, qos);
     applyDiscoveryServers(settings, qos);
@@ -168,10 +189,11 @@ dds::DomainParticipantQos rosParticipantQos(dds::DomainParticipantFactory& facto
     dds::DomainParticipantQos qos = factory.get_default_participant_qos();
     applyNetworkSettings(settings, qos);
     shortenAnnouncementPeriod(qos);
-    // ROS 2 tells the security enclave of a participant in its user data; "/" is the default.
-    const std::string enclave = "enclave=/;";
+    // ROS 2 tells the enclave of a participant in its user data: the process's own, which
+    // ROS_SECURITY_ENCLAVE_OVERRIDE does not change, as in rcl.
+    const std::string userData = "enclave=" + settings.enclave + ";";
     qos.user_data().data_vec(
-        std::vector<eprosima::fastrtps::rtps::octet>(enclave.begin(), enclave.end()));
+        std::vector<eprosima::fastrtps::rtps::octet>(userData.begin(), userData.end()));
     return qos;
 }
 

@@ -29,7 +29,7 @@ void applyNetworkSettings(const NetworkSettings& settings,
                           eprosima::fastdds::dds::DomainParticipantQos& qos);
 
 /// The QoS of a new participant of this process: the factory's default (from the XML profiles
-/// file, when one is named) with this process's networking settings and the ROS 2 enclave in its
+/// file, when one is named) with this process's networking settings and its ROS 2 enclave in its
 /// user data. Throws std::invalid_argument naming the variable when a setting cannot be used, or
 /// the file when the profiles file cannot be loaded.
 eprosima::fastdds::dds::DomainParticipantQos rosParticipantQos(

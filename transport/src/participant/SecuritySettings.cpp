@@ -57,6 +57,7 @@ const std::vector<std::string>& enclaveFileNames() {
 }
 
 SecuritySettings readSecuritySettings(const std::function<const char*(const char*)>& lookup,
+                                      const std::string& enclave,
                                       std::vector<std::string>& warnings) {
     SecuritySettings settings;
     const std::string enable = valueOf(lookup, "ROS_SECURITY_ENABLE");
@@ -75,8 +76,9 @@ SecuritySettings readSecuritySettings(const std::function<const char*(const char
     settings.enforce = strategy == "Enforce";
     const std::string keystore = valueOf(lookup, "ROS_SECURITY_KEYSTORE");
     const std::string enclaveOverride = valueOf(lookup, "ROS_SECURITY_ENCLAVE_OVERRIDE");
+    // The override picks the files only: the enclave announced stays the process's own.
     const std::string directory =
-        enclaveDirectory(keystore, enclaveOverride.empty() ? "/" : enclaveOverride);
+        enclaveDirectory(keystore, enclaveOverride.empty() ? enclave : enclaveOverride);
     const std::string problem = unusableBecause(keystore, directory);
     if (problem.empty()) {
         settings.directory = directory;

@@ -17,10 +17,13 @@ struct SecuritySettings {
 };
 
 /// Reads ROS_SECURITY_ENABLE, ROS_SECURITY_STRATEGY, ROS_SECURITY_KEYSTORE and
-/// ROS_SECURITY_ENCLAVE_OVERRIDE through `lookup`, for the enclave "/". Throws
-/// std::invalid_argument when a value cannot be used or when Enforce finds no usable enclave;
-/// under Permissive that is one line added to `warnings`, and the participants stay unsecured.
+/// ROS_SECURITY_ENCLAVE_OVERRIDE through `lookup`. The files are those of `enclave` (the process's
+/// enclave, "/" unless --enclave chose another) unless ROS_SECURITY_ENCLAVE_OVERRIDE names another,
+/// as in rcl. Throws std::invalid_argument when a value cannot be used or when Enforce finds no
+/// usable enclave; under Permissive that is one line added to `warnings`, and the participants
+/// stay unsecured.
 SecuritySettings readSecuritySettings(const std::function<const char*(const char*)>& lookup,
+                                      const std::string& enclave,
                                       std::vector<std::string>& warnings);
 
 /// The files every secured participant needs, in the enclave's folder.
