@@ -101,6 +101,7 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
     };
     line.add_flag("-h,--help", options.help);
     line.add_flag("--fast", options.asFastAsPossible);
+    line.add_flag("--design-conventions", options.designConventions);
     valued("--scene", [&](const std::string& value) {
         options.scenePath = value;
         sceneChosen = true;
@@ -206,6 +207,10 @@ std::string demoUsage() {
             "                        URDF for /robot_description (default: the bundled arm's,\n"
             "                        with the bundled scene only)\n"
             "  --snapshot FILE.png   write a camera image of the final state to FILE.png\n"
+            "  --design-conventions  publish camera infos and clouds as the library's\n"
+            "                        converters make them (focal length as the lens gives it,\n"
+            "                        principal point (0, 0), row_step in points) instead of in\n"
+            "                        ROS's conventions (pixels about the image centre, bytes)\n"
             "  -h, --help            this text\n";
     return text.str();
 }

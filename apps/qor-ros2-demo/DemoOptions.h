@@ -41,6 +41,7 @@ struct DemoOptions {
     SensorReliability sensorQos = SensorReliability::RELIABLE;  ///< camera and lidar topics
     std::string robotDescriptionPath;  ///< URDF published on /robot_description; empty: none
     std::string snapshotPath;          ///< where to write the last camera image as PNG
+    bool designConventions = false;    ///< infos and clouds as the converters make them
     bool help = false;                 ///< print the usage and stop
 };
 

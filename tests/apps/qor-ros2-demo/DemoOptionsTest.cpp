@@ -34,7 +34,8 @@ TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
                                            "--sensor-qos",
                                            "best_effort",
                                            "--snapshot",
-                                           "out.png"},
+                                           "out.png",
+                                           "--design-conventions"},
                                           "7");
     EXPECT_TRUE(options.asFastAsPossible);
     EXPECT_EQ(options.rateFactor, 3.0);
@@ -50,9 +51,14 @@ TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
     EXPECT_EQ(options.lidarRate, 5.0);
     EXPECT_EQ(options.sensorQos, qorDemo::SensorReliability::BEST_EFFORT);
     EXPECT_EQ(options.snapshotPath, "out.png");
+    EXPECT_TRUE(options.designConventions);
     EXPECT_EQ(options.domainId, 7);
     EXPECT_FALSE(options.help);
     EXPECT_FALSE(options.robotDescriptionPath.empty());
+}
+
+TEST(DemoOptions, RosConventionsByDefault) {
+    EXPECT_FALSE(parseDemoOptions({}, nullptr).designConventions);
 }
 
 TEST(DemoOptions, HelpNeedsNoSceneFile) {
