@@ -9,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "PngFile.h"
 #include "qorROS2/RosDomain.h"
 
 namespace qorDemo {
@@ -149,7 +150,12 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
         options.robotDescriptionPath = value;
         descriptionChosen = true;
     });
-    valued("--snapshot", [&](const std::string& value) { options.snapshotPath = value; });
+    valued("--snapshot", [&](const std::string& value) {
+        if (value.empty()) {
+            throw UsageError("--snapshot needs a file name");
+        }
+        options.snapshotPath = value;
+    });
 
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
@@ -176,6 +182,17 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
         !std::ifstream(options.robotDescriptionPath).good()) {
         throw UsageError("cannot read the robot description '" + options.robotDescriptionPath +
                          "'");
+    }
+    // A snapshot is written after the whole run: what would keep it from being written is
+    // refused now, before the simulation starts.
+    if (!options.help && !options.snapshotPath.empty()) {
+        if (options.cameraRate <= 0.0) {
+            throw UsageError("--snapshot needs the camera, which --camera-rate 0 turns off");
+        }
+        std::string problem;
+        if (!canWritePng(options.snapshotPath, problem)) {
+            throw UsageError("--snapshot " + problem);
+        }
     }
     return options;
 }

@@ -46,7 +46,8 @@ struct DemoOptions {
 };
 
 /// Reads the command line (without the program name) and the environment's ROS_DOMAIN_ID.
-/// Throws UsageError for an unknown flag, a missing or malformed value, or a missing scene file.
+/// Throws UsageError for an unknown flag, a missing or malformed value, a missing scene file, or
+/// a snapshot that could not be written (see canWritePng).
 DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId);
 
 /// The text that --help prints.
