@@ -9,6 +9,7 @@
 
 #include "PngFile.h"
 #include "qorROS2/MessageFields.h"
+#include "qorROS2/ROS2Conventions.h"
 #include "qorROS2/ROS2Util.h"
 
 namespace qorDemo {
@@ -74,7 +75,8 @@ void applyForceLimit(const qorSDK::Simulation& simulation, qor::Constraint1DOF& 
 }  // namespace
 
 DemoBridge::DemoBridge(const DemoOptions& options)
-    : m_simulation(qorSDK::Simulation::createFromFile(options.scenePath)) {
+    : m_simulation(qorSDK::Simulation::createFromFile(options.scenePath)),
+      m_designConventions(options.designConventions) {
     const std::vector<std::string> joints = m_simulation->getJointNames();
     for (const auto& [name, mode] : options.jointModes) {
         if (std::find(joints.begin(), joints.end(), name) == joints.end()) {
@@ -210,15 +212,23 @@ void DemoBridge::publishCamera(double time) {
     ++m_cameraFrames;
     m_imagePublisher->sendMessage(
         qorROS2::convertCameraOutput(m_cameraOutput.get(), time, kCameraFrame));
+    // rviz2's Camera display, image_proc and image_geometry read K and P in pixels about the
+    // principal point; the converter's own record serves only those who asked for it.
     m_infoPublisher->sendMessage(
-        qorROS2::convertCameraInfo(m_camera->getModel(), time, kCameraFrame));
+        m_designConventions
+            ? qorROS2::convertCameraInfo(m_camera->getModel(), time, kCameraFrame)
+            : qorROS2::convertCameraInfoForRos(m_camera->getModel(), time, kCameraFrame));
 }
 
 void DemoBridge::publishLidar(double time) {
     m_lidar->scan();
     ++m_lidarScans;
+    // PCL's fromROSMsg walks the rows by row_step, in bytes.
     m_cloudPublisher->sendMessage(
-        qorROS2::convertLidarOutput(m_lidar->getOutput(), time, kLidarFrame, false, m_lidarRows));
+        m_designConventions ? qorROS2::convertLidarOutput(m_lidar->getOutput(), time, kLidarFrame,
+                                                          false, m_lidarRows)
+                            : qorROS2::convertLidarOutputForRos(m_lidar->getOutput(), time,
+                                                                kLidarFrame, false, m_lidarRows));
 }
 
 const char* DemoBridge::activeSensors() const noexcept {

@@ -98,6 +98,7 @@ class DemoBridge {
     void publishRobotDescription(const std::string& path, std::int8_t domainId);
 
     qor::ref_ptr<qorSDK::Simulation> m_simulation;
+    bool m_designConventions;  ///< publish the converters' records untouched
     std::vector<qor::ref_ptr<qor::Constraint1DOF>> m_constraints;
     std::vector<std::string> m_jointSummary;
     qor::ref_ptr<qorROS2::ROS2ClockPublisher> m_clock;

@@ -9,6 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "PngFile.h"
 #include "qorROS2/RosDomain.h"
 
 namespace qorDemo {
@@ -101,6 +102,7 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
     };
     line.add_flag("-h,--help", options.help);
     line.add_flag("--fast", options.asFastAsPossible);
+    line.add_flag("--design-conventions", options.designConventions);
     valued("--scene", [&](const std::string& value) {
         options.scenePath = value;
         sceneChosen = true;
@@ -148,7 +150,12 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
         options.robotDescriptionPath = value;
         descriptionChosen = true;
     });
-    valued("--snapshot", [&](const std::string& value) { options.snapshotPath = value; });
+    valued("--snapshot", [&](const std::string& value) {
+        if (value.empty()) {
+            throw UsageError("--snapshot needs a file name");
+        }
+        options.snapshotPath = value;
+    });
 
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
@@ -175,6 +182,17 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const ch
         !std::ifstream(options.robotDescriptionPath).good()) {
         throw UsageError("cannot read the robot description '" + options.robotDescriptionPath +
                          "'");
+    }
+    // A snapshot is written after the whole run: what would keep it from being written is
+    // refused now, before the simulation starts.
+    if (!options.help && !options.snapshotPath.empty()) {
+        if (options.cameraRate <= 0.0) {
+            throw UsageError("--snapshot needs the camera, which --camera-rate 0 turns off");
+        }
+        std::string problem;
+        if (!canWritePng(options.snapshotPath, problem)) {
+            throw UsageError("--snapshot " + problem);
+        }
     }
     return options;
 }
@@ -206,6 +224,10 @@ std::string demoUsage() {
             "                        URDF for /robot_description (default: the bundled arm's,\n"
             "                        with the bundled scene only)\n"
             "  --snapshot FILE.png   write a camera image of the final state to FILE.png\n"
+            "  --design-conventions  publish camera infos and clouds as the library's\n"
+            "                        converters make them (focal length as the lens gives it,\n"
+            "                        principal point (0, 0), row_step in points) instead of in\n"
+            "                        ROS's conventions (pixels about the image centre, bytes)\n"
             "  -h, --help            this text\n";
     return text.str();
 }

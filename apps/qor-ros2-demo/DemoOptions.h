@@ -41,11 +41,13 @@ struct DemoOptions {
     SensorReliability sensorQos = SensorReliability::RELIABLE;  ///< camera and lidar topics
     std::string robotDescriptionPath;  ///< URDF published on /robot_description; empty: none
     std::string snapshotPath;          ///< where to write the last camera image as PNG
+    bool designConventions = false;    ///< infos and clouds as the converters make them
     bool help = false;                 ///< print the usage and stop
 };
 
 /// Reads the command line (without the program name) and the environment's ROS_DOMAIN_ID.
-/// Throws UsageError for an unknown flag, a missing or malformed value, or a missing scene file.
+/// Throws UsageError for an unknown flag, a missing or malformed value, a missing scene file, or
+/// a snapshot that could not be written (see canWritePng).
 DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId);
 
 /// The text that --help prints.

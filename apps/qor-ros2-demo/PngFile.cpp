@@ -1,8 +1,13 @@
 #include "PngFile.h"
 
+#include <fcntl.h>
 #include <png.h>
+#include <unistd.h>
 
+#include <cctype>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace qorDemo {
@@ -31,6 +36,36 @@ bool writeRgbPng(const std::string& path, const qorROS2::sensorMsgs::Image& imag
         return false;
     }
     return true;
+}
+
+bool canWritePng(const std::string& path, std::string& error) {
+    const std::string extension = ".png";
+    bool named = path.size() >= extension.size();
+    for (std::size_t i = 0; named && i < extension.size(); ++i) {
+        const char c = path[path.size() - extension.size() + i];
+        named = std::tolower(static_cast<unsigned char>(c)) == extension[i];
+    }
+    if (!named) {
+        error = "writes PNG only: '" + path + "' does not end in .png";
+        return false;
+    }
+    // Non-blocking, so that a named pipe without a reader is refused rather than waited on.
+    int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NONBLOCK | O_CLOEXEC, 0666);
+    if (file >= 0) {
+        ::close(file);
+        ::unlink(path.c_str());
+        return true;
+    }
+    if (errno == EEXIST) {
+        // Opened without truncation: what is there stays until the snapshot replaces it.
+        file = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        if (file >= 0) {
+            ::close(file);
+            return true;
+        }
+    }
+    error = "cannot write '" + path + "': " + std::strerror(errno);
+    return false;
 }
 
 }  // namespace qorDemo

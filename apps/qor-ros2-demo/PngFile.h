@@ -11,4 +11,11 @@ namespace qorDemo {
 bool writeRgbPng(const std::string& path, const qorROS2::sensorMsgs::Image& image,
                  std::string& error);
 
+/// Checks, before anything is rendered, that writeRgbPng can write to `path`: its name ends in
+/// ".png" in any case, and the file can be opened for writing. A file that did not exist is
+/// created and removed again, so nothing is left behind should the run fail; an existing one is
+/// left as it is. Returns false with `error` set ("writes PNG only: ...", "cannot write ...")
+/// otherwise.
+bool canWritePng(const std::string& path, std::string& error);
+
 }  // namespace qorDemo

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 namespace qorDemo {
 namespace {
 
@@ -13,11 +15,18 @@ double seconds(Clock::duration span) {
 
 }  // namespace
 
-StatusLine::StatusLine(std::FILE* out)
-    : m_out(out),
-      m_inPlace(isatty(fileno(out)) != 0),
-      m_start(Clock::now()),
-      m_lastPrint(m_start) {}
+StatusLine::StatusLine(std::FILE* out) : StatusLine(out, isatty(fileno(out)) != 0) {}
+
+StatusLine::StatusLine(std::FILE* out, bool inPlace)
+    : m_out(out), m_inPlace(inPlace), m_start(Clock::now()), m_lastPrint(m_start) {}
+
+StatusLine::~StatusLine() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_drawn) {
+        std::fputc('\n', m_out);
+        std::fflush(m_out);
+    }
+}
 
 void StatusLine::remember(const Status& status, Clock::time_point now) {
     if (!m_started) {
@@ -47,10 +56,25 @@ void StatusLine::finish(const Status& status) {
     remember(status, now);
     // The last interval may be a few steps long; the whole run's averages say more.
     print(status, m_firstStatus, seconds(now - m_start));
-    if (m_inPlace) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_drawn) {
         std::fputc('\n', m_out);
+        m_drawn = false;
     }
     std::fflush(m_out);
+}
+
+void StatusLine::interrupt(const std::function<void()>& write) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_drawn) {
+        std::fputc('\n', m_out);
+        std::fflush(m_out);
+    }
+    write();
+    if (m_drawn) {
+        std::fprintf(m_out, "\r%s", m_text.c_str());
+        std::fflush(m_out);
+    }
 }
 
 void StatusLine::print(const Status& status, const Status& since, double wall) {
@@ -65,14 +89,33 @@ void StatusLine::print(const Status& status, const Status& since, double wall) {
         std::snprintf(incompatible, sizeof incompatible, " | %llu incompatible",
                       static_cast<unsigned long long>(status.incompatible));
     }
-    std::fprintf(m_out,
-                 "%ssim %9.3f s | real-time factor %6.2f | %8.0f steps/s | %zu subscriptions | "
-                 "%llu commands | sensors active: %s%s%s",
-                 m_inPlace ? "\r" : "", status.simulatedTime, realTimeFactor, stepsPerSecond,
-                 status.subscriptions, static_cast<unsigned long long>(status.commandsTaken),
-                 status.activeSensors != nullptr ? status.activeSensors : "none", incompatible,
-                 m_inPlace ? "" : "\n");
+    char text[512];
+    std::snprintf(text, sizeof text,
+                  "sim %9.3f s | real-time factor %6.2f | %8.0f steps/s | %zu subscriptions | "
+                  "%llu commands | sensors active: %s%s",
+                  status.simulatedTime, realTimeFactor, stepsPerSecond, status.subscriptions,
+                  static_cast<unsigned long long>(status.commandsTaken),
+                  status.activeSensors != nullptr ? status.activeSensors : "none", incompatible);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_text = text;
+    if (m_inPlace) {
+        std::fprintf(m_out, "\r%s", text);
+        m_drawn = true;
+    } else {
+        std::fprintf(m_out, "%s\n", text);
+    }
     std::fflush(m_out);
+}
+
+qor::NotifySink sinkAround(StatusLine& status, std::FILE* err) {
+    return qor::Notify::rateLimited([&status, err](int /*level*/, const std::string& line) {
+        status.interrupt([&] {
+            // One write per line, as the default sink writes, so that lines stay whole.
+            const std::string whole = line + '\n';
+            std::fwrite(whole.data(), 1, whole.size(), err);
+            std::fflush(err);
+        });
+    });
 }
 
 }  // namespace qorDemo

@@ -14,6 +14,7 @@
 #include "DemoOptions.h"
 #include "StartupText.h"
 #include "StatusLine.h"
+#include "qor/Notify.h"
 #include "qorROS2/NodeIdentity.h"
 
 namespace {
@@ -32,6 +33,8 @@ int run(const qorDemo::DemoOptions& options) {
     std::fflush(stdout);
 
     qorDemo::StatusLine status(stdout);
+    // Warnings are written on lines of their own, with the status line drawn again below them.
+    const qor::ScopedNotifySink warnings(qorDemo::sinkAround(status, stderr));
     const auto start = std::chrono::steady_clock::now();
     const double startTime = bridge.time();
     std::uint64_t steps = 0;

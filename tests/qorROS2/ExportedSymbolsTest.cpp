@@ -1,6 +1,7 @@
 // Reads the dynamic symbol table of the built library: exactly the 89 instantiations of
 // freeContainerMemory are exported, besides the library's other public functions: the time
-// conversions, the members of the two step listeners and the three sensor converters.
+// conversions, the members of the two step listeners, the three sensor converters and their two
+// variants in ROS's conventions.
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,12 @@ TEST(ExportedSymbols, AreTheMessageReleasesTimeConversionsStepBridgesAndConverte
         "qorROS2::convertCameraInfo(qorSensor::CameraModel*, double, " QORROS2_STRING_VALUE ")");
     expected.insert(
         "qorROS2::convertLidarOutput(qorSensor::RtOutput*, double, " QORROS2_STRING_VALUE
+        ", bool, unsigned int)");
+    expected.insert(
+        "qorROS2::convertCameraInfoForRos(qorSensor::CameraModel*, double, " QORROS2_STRING_VALUE
+        ")");
+    expected.insert(
+        "qorROS2::convertLidarOutputForRos(qorSensor::RtOutput*, double, " QORROS2_STRING_VALUE
         ", bool, unsigned int)");
     EXPECT_EQ(exportedBridgeFunctions(), expected);
 }

@@ -37,14 +37,11 @@ ThreadLine& threadLine() {
     return line;
 }
 
-// The most lines the default sink writes to stderr in one second. Installed sinks get every line.
-constexpr std::size_t kStderrLinesPerSecond = 20;
-
 struct LoggerState {
     std::mutex mutex;
     NotifySink sink;  // empty while the default sink is installed
     std::atomic<int> threshold{WARNING};
-    detail::StderrRateLimit stderrLimit{kStderrLinesPerSecond};
+    detail::StderrRateLimit stderrLimit{detail::kStderrLinesPerSecond};
     bool summaryAtExitRegistered = false;
 };
 

@@ -6,6 +6,10 @@
 
 namespace qor::detail {
 
+// The most lines the default sink writes to stderr in one second, and Notify::rateLimited passes
+// on. Other installed sinks get every line.
+inline constexpr std::size_t kStderrLinesPerSecond = 20;
+
 // Decides which lines the default sink writes to stderr: at most a fixed number in each window of
 // one second, the rest counted and reported by one summary line when the next window opens (or
 // when the process exits), so that a flood of warnings cannot bury a terminal or fill a log.

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -12,6 +16,7 @@ namespace {
 using qorDemo::parseDemoOptions;
 
 TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
+    const std::string snapshot = ::testing::TempDir() + "demo-options-out.png";
     const auto options = parseDemoOptions({"--fast",
                                            "--rate",
                                            "2",
@@ -28,13 +33,14 @@ TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
                                            "--lidar-size",
                                            "8x64",
                                            "--camera-rate",
-                                           "0",
+                                           "2.5",
                                            "--lidar-rate",
                                            "5",
                                            "--sensor-qos",
                                            "best_effort",
                                            "--snapshot",
-                                           "out.png"},
+                                           snapshot,
+                                           "--design-conventions"},
                                           "7");
     EXPECT_TRUE(options.asFastAsPossible);
     EXPECT_EQ(options.rateFactor, 3.0);
@@ -46,13 +52,18 @@ TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
     EXPECT_EQ(options.cameraHeight, 240);
     EXPECT_EQ(options.lidarRows, 8U);
     EXPECT_EQ(options.lidarColumns, 64U);
-    EXPECT_EQ(options.cameraRate, 0.0);
+    EXPECT_EQ(options.cameraRate, 2.5);
     EXPECT_EQ(options.lidarRate, 5.0);
     EXPECT_EQ(options.sensorQos, qorDemo::SensorReliability::BEST_EFFORT);
-    EXPECT_EQ(options.snapshotPath, "out.png");
+    EXPECT_EQ(options.snapshotPath, snapshot);
+    EXPECT_TRUE(options.designConventions);
     EXPECT_EQ(options.domainId, 7);
     EXPECT_FALSE(options.help);
     EXPECT_FALSE(options.robotDescriptionPath.empty());
+}
+
+TEST(DemoOptions, RosConventionsByDefault) {
+    EXPECT_FALSE(parseDemoOptions({}, nullptr).designConventions);
 }
 
 TEST(DemoOptions, HelpNeedsNoSceneFile) {
@@ -78,6 +89,15 @@ TEST(DemoOptions, MistakesAreNamed) {
         {{"--camera-size", "3"}, "--camera-size expects two whole numbers like 640x480, got '3'"},
         {{"--sensor-qos", "x"}, "--sensor-qos expects reliable or best_effort, got 'x'"},
         {{"--scene", "/nonexistent.xml"}, "cannot read the scene file '/nonexistent.xml'"},
+        {{"--snapshot", "/nonexistent/x.png"},
+         "--snapshot cannot write '/nonexistent/x.png': No such file or directory"},
+        {{"--snapshot", "shot.jpg"}, "--snapshot writes PNG only: 'shot.jpg' does not end in .png"},
+        {{"--snapshot", "png"}, "--snapshot writes PNG only: 'png' does not end in .png"},
+        {{"--snapshot", ""}, "--snapshot needs a file name"},
+        {{"--snapshot", ::testing::TempDir()},
+         "--snapshot writes PNG only: '" + ::testing::TempDir() + "' does not end in .png"},
+        {{"--snapshot", "shot.png", "--camera-rate", "0"},
+         "--snapshot needs the camera, which --camera-rate 0 turns off"},
     };
     for (const Mistake& mistake : mistakes) {
         try {
@@ -86,6 +106,49 @@ TEST(DemoOptions, MistakesAreNamed) {
         } catch (const qorDemo::UsageError& error) {
             EXPECT_EQ(std::string(error.what()), mistake.message);
         }
+    }
+}
+
+// A scratch folder of the test's own, removed at the end.
+struct ScratchFolder {
+    ScratchFolder() : path(::testing::TempDir() + "demo-options-" + std::to_string(::getpid())) {
+        std::filesystem::create_directories(path);
+    }
+    ~ScratchFolder() { std::filesystem::remove_all(path); }
+    std::filesystem::path path;
+};
+
+TEST(DemoOptions, ASnapshotIsTriedAndNothingIsLeftBehind) {
+    const ScratchFolder folder;
+    for (const char* name : {"shot.png", "SHOT.PNG", "shot.Png"}) {
+        const std::filesystem::path snapshot = folder.path / name;
+        EXPECT_EQ(parseDemoOptions({"--snapshot", snapshot.string()}, nullptr).snapshotPath,
+                  snapshot.string());
+        EXPECT_FALSE(std::filesystem::exists(snapshot)) << snapshot;
+    }
+}
+
+TEST(DemoOptions, AnExistingSnapshotIsKeptUntilItIsReplaced) {
+    const ScratchFolder folder;
+    const std::filesystem::path snapshot = folder.path / "old.png";
+    std::ofstream(snapshot) << "an older picture";
+    parseDemoOptions({"--snapshot", snapshot.string()}, nullptr);
+    std::ifstream kept(snapshot);
+    std::string text;
+    std::getline(kept, text);
+    EXPECT_EQ(text, "an older picture");
+}
+
+TEST(DemoOptions, ASnapshotThatIsAFolderCannotBeWritten) {
+    const ScratchFolder folder;
+    const std::filesystem::path snapshot = folder.path / "folder.png";
+    std::filesystem::create_directories(snapshot);
+    try {
+        parseDemoOptions({"--snapshot", snapshot.string()}, nullptr);
+        ADD_FAILURE() << "a folder was taken for a snapshot";
+    } catch (const qorDemo::UsageError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  "--snapshot cannot write '" + snapshot.string() + "': Is a directory");
     }
 }
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "DemoBridge.h"
+#include "DemoBridgeTesting.h"
 #include "DemoOptions.h"
 #include "WaitFor.h"
 #include "qorROS2/QOS.h"
@@ -20,7 +21,7 @@
 
 namespace {
 
-using qorROS2::QOS;
+using qorDemoTest::displayQos;
 using qorROS2::Subscriber;
 namespace sensorMsgs = qorROS2::sensorMsgs;
 
@@ -35,15 +36,8 @@ constexpr double kPeriod = 1.0 / kSensorRate;
 constexpr int kStepsPerSecond = 500;  // the scene's 2 ms steps
 
 qorDemo::DemoOptions options(std::int8_t domain) {
-    qorDemo::DemoOptions chosen;
-    chosen.scenePath = QOR_DEMO_SCENE;
-    chosen.domainId = domain;
-    chosen.asFastAsPossible = true;
-    chosen.cameraWidth = 160;
-    chosen.cameraHeight = 120;
+    qorDemo::DemoOptions chosen = qorDemoTest::smallDemo(domain, 160, 120);
     chosen.cameraRate = kSensorRate;
-    chosen.lidarRows = 4;
-    chosen.lidarColumns = 64;
     chosen.lidarRate = kSensorRate;
     return chosen;
 }
@@ -57,11 +51,6 @@ void stepFor(qorDemo::DemoBridge& bridge, double seconds) {
 
 double stampSeconds(const qorROS2::builtinInterfaces::Time& stamp) {
     return stamp.sec + stamp.nanosec * 1e-9;
-}
-
-// The reliable QOS rviz2's displays subscribe with.
-QOS displayQos() {
-    return QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 5};
 }
 
 TEST(LazySensors, NothingIsRenderedOrScannedWithoutSubscribers) {

@@ -18,7 +18,9 @@
 #include <string>
 #include <vector>
 
+#include "ArmScene.h"
 #include "RigidFrame.h"
+#include "qorROS2/ROS2Conventions.h"
 #include "qorROS2/ROS2Util.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/Camera.h"
@@ -26,41 +28,18 @@
 
 namespace {
 
+using qorDemoTest::linkFrames;
+using qorDemoTest::loadDescription;
+using qorDemoTest::loadScene;
+using qorDemoTest::Pixel;
 using qorDemoTest::RigidFrame;
+using qorDemoTest::Scene;
 using qorDemoTest::Vec3;
 
+constexpr double kPi = 3.14159265358979323846;
 constexpr double kMetres = 1e-9;
 constexpr double kRadians = 1e-9;
 constexpr int kConfigurations = 20;
-
-struct ModelDeleter {
-    void operator()(mjModel* model) const { mj_deleteModel(model); }
-};
-struct DataDeleter {
-    void operator()(mjData* data) const { mj_deleteData(data); }
-};
-
-struct Scene {
-    std::unique_ptr<mjModel, ModelDeleter> model;
-    std::unique_ptr<mjData, DataDeleter> data;
-};
-
-Scene loadScene() {
-    char error[1000] = "";
-    Scene scene;
-    scene.model.reset(mj_loadXML(QOR_DEMO_SCENE, nullptr, error, sizeof(error)));
-    if (scene.model) {
-        scene.data.reset(mj_makeData(scene.model.get()));
-    }
-    EXPECT_TRUE(scene.model) << error;
-    return scene;
-}
-
-urdf::ModelInterfaceSharedPtr loadDescription() {
-    urdf::ModelInterfaceSharedPtr description = urdf::parseURDFFile(QOR_DEMO_URDF);
-    EXPECT_TRUE(description) << QOR_DEMO_URDF;
-    return description;
-}
 
 std::string name(const mjModel* model, mjtObj type, int id) {
     const char* text = mj_id2name(model, type, id);
@@ -91,45 +70,6 @@ double sceneEffortLimit(const mjModel* model, int joint) {
         }
     }
     return limit;
-}
-
-RigidFrame originOf(const urdf::Joint& joint) {
-    const urdf::Pose& origin = joint.parent_to_joint_origin_transform;
-    RigidFrame frame;
-    frame.rotation = qorDemoTest::fromQuaternion(origin.rotation.w, origin.rotation.x,
-                                                 origin.rotation.y, origin.rotation.z);
-    frame.translation = {origin.position.x, origin.position.y, origin.position.z};
-    return frame;
-}
-
-// Every link's frame in `world`, composed from the URDF's origins and axes at the positions
-// given by joint name.
-std::map<std::string, RigidFrame> linkFrames(const urdf::ModelInterface& description,
-                                             const std::map<std::string, double>& positions) {
-    std::map<std::string, RigidFrame> frames{{description.getRoot()->name, RigidFrame{}}};
-    bool grew = true;
-    while (grew) {
-        grew = false;
-        for (const auto& [jointName, joint] : description.joints_) {
-            if (frames.count(joint->child_link_name) != 0 ||
-                frames.count(joint->parent_link_name) == 0) {
-                continue;
-            }
-            RigidFrame motion;
-            const Vec3 axis{joint->axis.x, joint->axis.y, joint->axis.z};
-            const auto position = positions.find(jointName);
-            const double q = position != positions.end() ? position->second : 0.0;
-            if (joint->type == urdf::Joint::REVOLUTE || joint->type == urdf::Joint::CONTINUOUS) {
-                motion.rotation = qorDemoTest::fromAxisAngle(axis, q);
-            } else if (joint->type == urdf::Joint::PRISMATIC) {
-                motion.translation = {axis[0] * q, axis[1] * q, axis[2] * q};
-            }
-            frames[joint->child_link_name] = qorDemoTest::compose(
-                qorDemoTest::compose(frames[joint->parent_link_name], originOf(*joint)), motion);
-            grew = true;
-        }
-    }
-    return frames;
 }
 
 RigidFrame frameFrom(const mjtNum* position, const mjtNum* matrix) {
@@ -283,13 +223,9 @@ TEST(RobotDescription, ForwardKinematicsMatchTheSceneInRandomConfigurations) {
     }
 }
 
-struct Pixel {
-    double u;  ///< column, from the left
-    double v;  ///< row, from the top
-};
-
 // Where a world point appears in the camera's image, by the camera's own geometry: MuJoCo's
-// camera looks along its -z with y up, and its images lie top-down.
+// camera looks along its -z with y up through a frustum symmetric about that axis, and its images
+// lie top-down. In OpenGL's window coordinates, flipped: pixel i covers [i, i + 1).
 Pixel projectThroughScene(const RigidFrame& camera, const Vec3& point, double focal, double width,
                           double height) {
     const Vec3 offset{point[0] - camera.translation[0], point[1] - camera.translation[1],
@@ -297,18 +233,6 @@ Pixel projectThroughScene(const RigidFrame& camera, const Vec3& point, double fo
     const Vec3 local = qorDemoTest::apply(qorDemoTest::transpose(camera.rotation), offset);
     const double depth = -local[2];
     return {width / 2 + focal * local[0] / depth, height / 2 - focal * local[1] / depth};
-}
-
-// Where a world point appears by ROS's conventions: into the optical frame, then through the
-// camera info's K. Its principal point is (0, 0), so the image centre is added.
-Pixel projectThroughOpticalFrame(const RigidFrame& optical, const Vec3& point,
-                                 const std::array<double, 9>& k, double width, double height) {
-    const Vec3 offset{point[0] - optical.translation[0], point[1] - optical.translation[1],
-                      point[2] - optical.translation[2]};
-    const Vec3 local = qorDemoTest::apply(qorDemoTest::transpose(optical.rotation), offset);
-    EXPECT_GT(local[2], 0.0) << "z of the optical frame points forward, at what the camera sees";
-    return {k[0] * local[0] / local[2] + k[2] + width / 2,
-            k[4] * local[1] / local[2] + k[5] + height / 2};
 }
 
 TEST(RobotDescription, CameraOpticalFrameProjectsWhereTheCameraRenders) {
@@ -320,6 +244,11 @@ TEST(RobotDescription, CameraOpticalFrameProjectsWhereTheCameraRenders) {
     mj_forward(scene.model.get(), scene.data.get());
     const RigidFrame optical = linkFrames(*description, {})["camera_optical_frame"];
     const RigidFrame camera = sceneFrames(scene.model.get(), scene.data.get())["camera_link"];
+    const int cameraId = mj_name2id(scene.model.get(), mjOBJ_CAMERA, "overview");
+    ASSERT_GE(cameraId, 0);
+    // The pinhole that MuJoCo renders through: its vertical field of view spans the image.
+    const double sceneFocal = static_cast<double>(kHeight) / 2.0 /
+                              std::tan(scene.model->cam_fovy[cameraId] * kPi / 360.0);
 
     qor::ref_ptr<qorSDK::Simulation> simulation =
         qorSDK::Simulation::createFromFile(QOR_DEMO_SCENE);
@@ -331,6 +260,8 @@ TEST(RobotDescription, CameraOpticalFrameProjectsWhereTheCameraRenders) {
     renderer->addOutput(colours.get());
     renderer->render();
     const qorROS2::sensorMsgs::CameraInfo info =
+        qorROS2::convertCameraInfoForRos(renderer->getModel(), 0.0, "camera_optical_frame");
+    const qorROS2::sensorMsgs::CameraInfo design =
         qorROS2::convertCameraInfo(renderer->getModel(), 0.0, "camera_optical_frame");
     const qorROS2::sensorMsgs::Image image =
         qorROS2::convertCameraOutput(colours.get(), 0.0, "camera_optical_frame");
@@ -344,22 +275,28 @@ TEST(RobotDescription, CameraOpticalFrameProjectsWhereTheCameraRenders) {
     };
     for (const Known& known : {Known{"red_box", 0}, Known{"blue_ball", 2}}) {
         SCOPED_TRACE(known.body);
-        const int id = mj_name2id(scene.model.get(), mjOBJ_BODY, known.body);
-        ASSERT_GE(id, 0);
-        const Vec3 centre{scene.data->xpos[3 * id], scene.data->xpos[3 * id + 1],
-                          scene.data->xpos[3 * id + 2]};
-        const Pixel byScene = projectThroughScene(sceneCamera, centre, info.k[0], kWidth, kHeight);
-        const Pixel byRos = projectThroughOpticalFrame(optical, centre, info.k, kWidth, kHeight);
-        EXPECT_NEAR(byRos.u, byScene.u, 1e-6);
-        EXPECT_NEAR(byRos.v, byScene.v, 1e-6);
+        const Vec3 centre = qorDemoTest::bodyPosition(scene, known.body);
+        const Pixel byScene =
+            projectThroughScene(sceneCamera, centre, sceneFocal, static_cast<double>(kWidth),
+                                static_cast<double>(kHeight));
+        // ROS centres pixel i on i: half a pixel short of the window coordinate.
+        const Pixel byRos = qorDemoTest::projectThroughOpticalFrame(optical, centre, info.k);
+        EXPECT_NEAR(byRos.u, byScene.u - 0.5, 1e-6);
+        EXPECT_NEAR(byRos.v, byScene.v - 0.5, 1e-6);
+        // The converter's own record: the same focal length, about a principal point at (0, 0).
+        const Pixel byDesign = qorDemoTest::projectThroughOpticalFrame(optical, centre, design.k);
+        EXPECT_NEAR(byDesign.u + static_cast<double>(kWidth) / 2, byScene.u, 1e-6);
+        EXPECT_NEAR(byDesign.v + static_cast<double>(kHeight) / 2, byScene.v, 1e-6);
 
-        // And the rendered image has the prop's colour there.
-        ASSERT_GE(byRos.u, 0.0);
-        ASSERT_GE(byRos.v, 0.0);
-        ASSERT_LT(byRos.u, static_cast<double>(kWidth));
-        ASSERT_LT(byRos.v, static_cast<double>(kHeight));
+        // And the rendered image has the prop's colour at the nearest pixel.
+        const long column = std::lround(byRos.u);
+        const long row = std::lround(byRos.v);
+        ASSERT_GE(column, 0);
+        ASSERT_GE(row, 0);
+        ASSERT_LT(column, kWidth);
+        ASSERT_LT(row, kHeight);
         const std::size_t at =
-            (static_cast<std::size_t>(byRos.v) * kWidth + static_cast<std::size_t>(byRos.u)) * 3;
+            (static_cast<std::size_t>(row) * kWidth + static_cast<std::size_t>(column)) * 3;
         const int dominant =
             static_cast<int>(image.data[at + static_cast<std::size_t>(known.channel)]);
         for (int channel = 0; channel < 3; ++channel) {
@@ -367,7 +304,7 @@ TEST(RobotDescription, CameraOpticalFrameProjectsWhereTheCameraRenders) {
                 // By a wide margin, though a highlight may lift the other channels.
                 EXPECT_GT(dominant,
                           static_cast<int>(image.data[at + static_cast<std::size_t>(channel)]) + 60)
-                    << "pixel (" << byRos.u << ", " << byRos.v << ")";
+                    << "pixel (" << column << ", " << row << ")";
             }
         }
     }

@@ -1,5 +1,6 @@
 // The demo's status line: the final line gives the whole run's averages, so a run that ends
-// right after a print does not report a rate of zero.
+// right after a print does not report a rate of zero; a warning is never written onto the end of
+// the line drawn in place.
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 #include <thread>
 
 #include "StatusLine.h"
+#include "qor/Notify.h"
 
 namespace {
 
@@ -63,6 +65,82 @@ TEST(StatusLine, ShowsIncompatibleSubscriptionsOnlyWhenThereAreSome) {
         text.find("| 2 subscriptions | 3 commands | sensors active: camera | 2 incompatible\n"),
         std::string::npos)
         << text;
+}
+
+// The line of a status whose rates are 0, as the status line prints it.
+const std::string kIdleLine =
+    "sim     0.000 s | real-time factor   0.00 |        0 steps/s | 0 subscriptions | "
+    "0 commands | sensors active: none";
+
+void warn(const std::string& text) {
+    std::ostream& out = qor::Notify::getThreadStringStream();
+    out << qor::Notify::setDebugStrings(qor::WARNING, "", -1, "") << text << std::endl
+        << qor::Notify::end();
+}
+
+// Draws the idle line in place once: the first status starts the run, the second (no time and
+// no step later, so every rate is 0) is printed once a quarter of a second has passed.
+void drawIdleLine(qorDemo::StatusLine& status) {
+    const qorDemo::Status idle{0.0, 0, 0, 0, "none", 0};
+    status.update(idle);
+    std::this_thread::sleep_for(std::chrono::milliseconds(260));
+    status.update(idle);
+}
+
+TEST(StatusLine, AWarningEndsTheLineDrawnInPlaceAndTheLineIsDrawnAgainBelowIt) {
+    // The status line and the warnings share one terminal: here, one file.
+    const std::unique_ptr<std::FILE, FileCloser> terminal(std::tmpfile());
+    ASSERT_TRUE(terminal);
+    qorDemo::StatusLine status(terminal.get(), true);
+    {
+        const qor::ScopedNotifySink sink(qorDemo::sinkAround(status, terminal.get()));
+        drawIdleLine(status);
+        warn("Joint with name nosuch is not added to the control interface");
+        warn("second");
+    }
+    status.finish({0.0, 0, 0, 0, "none", 0});
+    EXPECT_EQ(contents(terminal.get()),
+              "\r" + kIdleLine + "\nWarning: Joint with name nosuch is not added to the control " +
+                  "interface\n\r" + kIdleLine + "\nWarning: second\n\r" + kIdleLine + "\r" +
+                  kIdleLine + "\n");
+}
+
+TEST(StatusLine, AWarningBeforeTheFirstLineOrAfterTheLastIsWrittenAlone) {
+    const std::unique_ptr<std::FILE, FileCloser> terminal(std::tmpfile());
+    ASSERT_TRUE(terminal);
+    {
+        qorDemo::StatusLine status(terminal.get(), true);
+        const qor::ScopedNotifySink sink(qorDemo::sinkAround(status, terminal.get()));
+        warn("before");
+        status.finish({0.0, 0, 0, 0, "none", 0});
+        warn("after");
+    }
+    EXPECT_EQ(contents(terminal.get()), "Warning: before\n\r" + kIdleLine + "\nWarning: after\n");
+}
+
+TEST(StatusLine, ALineLeftDrawnIsEndedWhenTheStatusLineGoes) {
+    const std::unique_ptr<std::FILE, FileCloser> terminal(std::tmpfile());
+    ASSERT_TRUE(terminal);
+    {
+        qorDemo::StatusLine status(terminal.get(), true);
+        drawIdleLine(status);
+    }
+    std::fputs("qor-ros2-demo: an error\n", terminal.get());
+    EXPECT_EQ(contents(terminal.get()), "\r" + kIdleLine + "\nqor-ros2-demo: an error\n");
+}
+
+TEST(StatusLine, OffATerminalAWarningFallsBetweenWholeLines) {
+    const std::unique_ptr<std::FILE, FileCloser> log(std::tmpfile());
+    ASSERT_TRUE(log);
+    qorDemo::StatusLine status(log.get(), false);
+    const qor::ScopedNotifySink sink(qorDemo::sinkAround(status, log.get()));
+    const qorDemo::Status idle{0.0, 0, 0, 0, "none", 0};
+    status.update(idle);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1010));
+    status.update(idle);
+    warn("between");
+    status.finish(idle);
+    EXPECT_EQ(contents(log.get()), kIdleLine + "\nWarning: between\n" + kIdleLine + "\n");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -106,6 +107,51 @@ TEST(NotifySink, LineLoggedFromInsideASinkGoesToStderr) {
 
     EXPECT_THAT(received, ElementsAre("Warning: outer", "Warning: after"));
     EXPECT_EQ(written, "Error: from the sink\nError: from the sink\n");
+}
+
+TEST(NotifySink, RateLimitedSinkPassesTwentyLinesASecondAndSummarisesTheRest) {
+    std::vector<std::string> received;
+    std::vector<int> levels;
+    const auto start = std::chrono::steady_clock::now();
+    {
+        const ScopedNotifySink sink(Notify::rateLimited([&](int level, const std::string& line) {
+            levels.push_back(level);
+            received.push_back(line);
+        }));
+        for (int i = 0; i < 25; ++i) {
+            logLine(ERROR, "line " + std::to_string(i));
+        }
+    }
+    if (std::chrono::steady_clock::now() - start >= std::chrono::seconds(1)) {
+        // A second turned among the 25 lines (a stalled machine): a summary may have come
+        // earlier, and more lines passed. Every line is still either passed on or counted.
+        std::size_t passed = 0;
+        for (const std::string& line : received) {
+            passed += line.rfind("Error: line ", 0) == 0 ? 1U : 0U;
+        }
+        EXPECT_GE(passed, 20U);
+        return;
+    }
+    // Within one second: the summary comes when the sink goes.
+    ASSERT_EQ(received.size(), 21U);
+    for (std::size_t i = 0; i < 20; ++i) {
+        EXPECT_EQ(received[i], "Error: line " + std::to_string(i));
+        EXPECT_EQ(levels[i], ERROR);
+    }
+    EXPECT_EQ(received[20],
+              "Warning: qor::Notify held back 5 lines; at most 20 lines a second are written to "
+              "stderr (install a sink to receive every line)");
+    EXPECT_EQ(levels[20], WARNING);
+}
+
+TEST(NotifySink, RateLimitedSinkSummarisesNothingWhenNothingWasHeldBack) {
+    std::vector<std::string> received;
+    {
+        const ScopedNotifySink sink(
+            Notify::rateLimited([&](int, const std::string& line) { received.push_back(line); }));
+        logLine(WARNING, "only");
+    }
+    EXPECT_THAT(received, ElementsAre("Warning: only"));
 }
 
 TEST(NotifyLineCollector, ClearForgetsCollectedLines) {

@@ -26,13 +26,10 @@ namespace {
 using qorSensor::CameraCMOSSensor;
 using qorSensor::CameraLensSingleElement;
 using qorSensor::CameraModel;
+using qorTest::cameraOf;
+using qorTest::EquidistantDistortion;
 using qorTest::isStamp;
-
-// A kind of distortion that the conversion does not support.
-class EquidistantDistortion : public qorSensor::LensDistortion {
-  protected:
-    ~EquidistantDistortion() override = default;
-};
+using qorTest::kIdentity3;
 
 // A CMOS sensor of a more particular kind: it still is a CMOS sensor.
 class StackedCmosSensor : public CameraCMOSSensor {
@@ -42,14 +39,6 @@ class StackedCmosSensor : public CameraCMOSSensor {
   protected:
     ~StackedCmosSensor() override = default;
 };
-
-const std::array<double, 9> kIdentity3 = {1, 0, 0, 0, 1, 0, 0, 0, 1};
-
-qor::ref_ptr<CameraModel> cameraOf(double focalLength, std::int64_t width, std::int64_t height,
-                                   qorSensor::LensDistortion* distortion = nullptr) {
-    return new CameraModel(new CameraLensSingleElement(focalLength, distortion),
-                           new CameraCMOSSensor({width, height}));
-}
 
 TEST(CameraInfoConversion, DescribesALensWithoutDistortion) {
     qor::ref_ptr<CameraModel> model = cameraOf(0.05, 1280, 720);

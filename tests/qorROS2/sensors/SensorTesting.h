@@ -12,7 +12,11 @@
 
 #include "qor/ref_ptr.h"
 #include "qorROS2/builtinInterfaces.h"
+#include "qorSensor/CameraCMOSSensor.h"
 #include "qorSensor/CameraColorOutput.h"
+#include "qorSensor/CameraLensSingleElement.h"
+#include "qorSensor/CameraModel.h"
+#include "qorSensor/LensDistortion.h"
 
 namespace qorTest {
 
@@ -44,6 +48,24 @@ inline qor::ref_ptr<CameraColorOutput> outputOf(std::uint64_t channels,
                                                 const CameraColorOutput::ColorMappingMatrix& matrix,
                                                 std::int64_t width = 0, std::int64_t height = 0) {
     return new CameraColorOutput({width, height}, channels, type, matrix);
+}
+
+inline const std::array<double, 9> kIdentity3 = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+
+// A kind of distortion that neither the converters nor ROS know: not Brown–Conrady.
+class EquidistantDistortion : public qorSensor::LensDistortion {
+  protected:
+    ~EquidistantDistortion() override = default;
+};
+
+// A single-element lens of focalLength, with distortion (none when null), on a CMOS sensor of
+// width × height pixels.
+inline qor::ref_ptr<qorSensor::CameraModel> cameraOf(
+    double focalLength, std::int64_t width, std::int64_t height,
+    qorSensor::LensDistortion* distortion = nullptr) {
+    return new qorSensor::CameraModel(
+        new qorSensor::CameraLensSingleElement(focalLength, distortion),
+        new qorSensor::CameraCMOSSensor({width, height}));
 }
 
 // count bytes from a generator seeded with seed, so that every run sees the same bytes.

@@ -69,6 +69,14 @@ class Notify {
     // Installs sink like setSink() and returns the sink it replaces (empty for the default).
     // Once this returns, the replaced sink is no longer being called.
     static NotifySink exchangeSink(NotifySink sink);
+
+    // Returns a sink that passes lines on to sink as the default sink writes them to stderr: at
+    // most 20 in each second, the others counted, and their count handed on as the default
+    // sink's summary line (level WARNING) when the next second begins, or when the last copy
+    // of the returned sink is destroyed. For a program that writes lines of its own to the
+    // terminal around the warnings (a status line, say) and keeps the default sink's guard
+    // against floods.
+    static NotifySink rateLimited(NotifySink sink);
 };
 
 // Ends a line. When out is the calling thread's stream, emits what was composed on it (less
