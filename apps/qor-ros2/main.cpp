@@ -30,8 +30,9 @@ int main(int argc, char** argv) {
     qorCli::CommandTree commands;
     try {
         if (arguments.empty()) {
-            std::fputs(qorCli::helpText(commands.root()).c_str(), stderr);
-            return 2;
+            // As ros2 prints its help when no command is given: on stdout, and a success.
+            std::fputs(qorCli::helpText(commands.root()).c_str(), stdout);
+            return 0;
         }
         qorCli::installStopSignal();
         return commands.run(arguments);
