@@ -37,8 +37,10 @@ GraphOutput topicInfoOutput(const std::string& topic,
                             bool verbose);
 
 /// Waits until `summary` of what discovery sees has settled: at least a second, then until it
-/// stays the same for half a second, at most five seconds. Returns early on Ctrl-C.
-void waitUntilSettled(const std::function<std::vector<std::string>()>& summary);
+/// stays the same for half a second, at most five seconds; or, sooner, until `found` (when
+/// given) returns true. Throws StopRequested on Ctrl-C, so that nothing is printed.
+void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
+                      const std::function<bool()>& found = {});
 
 /// Waits until the nodes and endpoints that `discovery` sees have settled.
 void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery);

@@ -31,12 +31,17 @@ std::vector<std::string> graphSummary(const qorROS2::TopicDiscovery& discovery) 
 
 }  // namespace
 
-void waitUntilSettled(const std::function<std::vector<std::string>()>& summary) {
+void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
+                      const std::function<bool()>& found) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
     auto lastChange = start;
     std::vector<std::string> seen = summary();
-    while (!stopRequested()) {
+    for (;;) {
+        throwIfStopRequested();
+        if (found && found()) {
+            return;
+        }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         std::vector<std::string> current = summary();
         const auto now = Clock::now();
