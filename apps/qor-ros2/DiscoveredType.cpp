@@ -65,7 +65,7 @@ const MessageType* announcedType(const qorROS2::TopicDiscovery& discovery,
     // Without a daemon that has watched the graph all along, the topic is unknown only once
     // discovery has settled without it.
     waitUntilSettled([&] { return topicsSummary(discovery); },
-                     [&] { return typesOf(discovery, topic).has_value(); });
+                     [&] { return discovery.waitForTopic(absoluteName(topic), kGraphPoll); });
     if (const auto types = typesOf(discovery, topic)) {
         return &knownType(*types, topic);
     }

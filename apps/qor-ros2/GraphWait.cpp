@@ -39,10 +39,11 @@ void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
     std::vector<std::string> seen = summary();
     for (;;) {
         throwIfStopRequested();
-        if (found && found()) {
+        if (!found) {
+            std::this_thread::sleep_for(kGraphPoll);
+        } else if (found()) {
             return;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
         std::vector<std::string> current = summary();
         const auto now = Clock::now();
         if (current != seen) {
