@@ -23,7 +23,8 @@ class CommandTree {
     /// Reads `arguments` (without the program name and the ROS arguments) and runs the verb they
     /// name. "-h"/"--help" prints the help of the command or verb it follows on stdout and
     /// returns 0; a command without a verb prints its help as well. Throws ArgumentError for a
-    /// command line argparse would refuse, UsageError for bad input found while running.
+    /// command line argparse would refuse, CommandFailure or UsageError for bad input found while
+    /// running, StopRequested when Ctrl-C cut a wait short.
     int run(const std::vector<std::string>& arguments);
 
     /// The program's own app, whose help text is printed for an empty command line.

@@ -1,51 +1,89 @@
 #include "DiscoveredType.h"
 
 #include <chrono>
+#include <cstdio>
+#include <optional>
+#include <thread>
+#include <vector>
 
+#include "CommandFailure.h"
+#include "GraphVerbs.h"
+#include "StopSignal.h"
+#include "TopicListing.h"
 #include "UsageError.h"
 
 namespace qorCli {
 namespace {
 
-// How long echo and hz wait for an endpoint of a topic given without its type.
-constexpr std::chrono::seconds kTypeDiscoveryTimeout{5};
+// How often a topic that nobody publishes yet is looked for again, as ros2 does.
+constexpr std::chrono::milliseconds kPublishedPoll{100};
 
-}  // namespace
+std::string absoluteName(const std::string& topic) {
+    return !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
+}
 
-const MessageType& discoveredType(const qorROS2::TopicDiscovery& discovery,
-                                  const std::string& topic, std::int8_t domain,
-                                  const std::string& verb) {
-    const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
-    std::vector<std::string> types;
-    if (discovery.waitForTopic(name, kTypeDiscoveryTimeout)) {
-        for (const qorROS2::DiscoveredTopic& found : discovery.topics()) {
-            if (found.name == name) {
-                types = found.types;
-            }
+// The types the endpoints of `topic` announce, or nothing when no endpoint uses it.
+std::optional<std::vector<std::string>> typesOf(const qorROS2::TopicDiscovery& discovery,
+                                                const std::string& topic) {
+    const std::string name = absoluteName(topic);
+    for (qorROS2::DiscoveredTopic& found : discovery.topics()) {
+        if (found.name == name) {
+            return std::move(found.types);
         }
     }
-    const std::string giveType = "give its type after the topic, as in 'qor-ros2 topic " + verb +
-                                 " /clock rosgraph_msgs/msg/Clock'";
-    if (types.empty()) {
-        throw UsageError("topic '" + topic + "' was not found in domain " + std::to_string(domain) +
-                         " within " + std::to_string(kTypeDiscoveryTimeout.count()) +
-                         " s: start its publisher first, or " + giveType);
-    }
-    if (types.size() > 1) {
-        std::string all;
-        for (const std::string& type : types) {
-            all += (all.empty() ? "" : ", ") + type;
-        }
-        throw UsageError("topic '" + topic + "' carries more than one type (" + all +
-                         "): " + giveType);
-    }
+    return std::nullopt;
+}
+
+// The known type that `types` names, in the words of ros2topic's _get_msg_class otherwise.
+const MessageType& knownType(const std::vector<std::string>& types, const std::string& topic) {
+    const std::string& name = soleType(types, topic);
     for (const MessageType& type : messageTypes()) {
-        if (type.name == types[0]) {
+        if (type.name == name) {
             return type;
         }
     }
-    throw UsageError("topic '" + topic + "' carries " + types[0] +
-                     ", which qor-ros2 does not know (see 'qor-ros2 interface list')");
+    throw CommandFailure("The message type '" + name + "' is invalid");
+}
+
+void warnNotPublished(const std::string& topic) {
+    std::printf("WARNING: topic [%s] does not appear to be published yet\n", topic.c_str());
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+const MessageType& passedMessageType(const std::string& name) {
+    try {
+        return findMessageType(name);
+    } catch (const UsageError&) {
+        throw CommandFailure("The passed message type is invalid");
+    }
+}
+
+const MessageType* announcedType(const qorROS2::TopicDiscovery& discovery,
+                                 const std::string& topic) {
+    // Without a daemon that has watched the graph all along, the topic is unknown only once
+    // discovery has settled without it.
+    waitUntilSettled([&] { return topicsSummary(discovery); },
+                     [&] { return discovery.waitForTopic(absoluteName(topic), kGraphPoll); });
+    if (const auto types = typesOf(discovery, topic)) {
+        return &knownType(*types, topic);
+    }
+    warnNotPublished(topic);
+    return nullptr;
+}
+
+const MessageType& awaitedType(const qorROS2::TopicDiscovery& discovery, const std::string& topic) {
+    if (const MessageType* type = announcedType(discovery, topic)) {
+        return *type;
+    }
+    for (;;) {
+        throwIfStopRequested();
+        if (const auto types = typesOf(discovery, topic)) {
+            return knownType(*types, topic);
+        }
+        std::this_thread::sleep_for(kPublishedPoll);
+    }
 }
 
 }  // namespace qorCli

@@ -16,7 +16,7 @@ std::vector<std::string> echoFieldPath(const std::string& field) {
         start = dot + 1;
     }
     if (path.empty()) {
-        throw UsageError("Invalid field value '" + field + "'");
+        throw CommandFailure("Invalid field value '" + field + "'");
     }
     return path;
 }

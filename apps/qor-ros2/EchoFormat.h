@@ -9,11 +9,11 @@
 #include <type_traits>
 #include <vector>
 
+#include "CommandFailure.h"
 #include "FieldFilter.h"
 #include "PythonValueText.h"
 #include "RecordToCsv.h"
 #include "RecordToYaml.h"
-#include "UsageError.h"
 #include "qorROS2/MessageFields.h"
 
 namespace qorCli {
@@ -31,7 +31,7 @@ struct EchoFormat {
 };
 
 /// The names of the fields on the way to `field` ("pose.position" gives "pose", "position");
-/// empty for an empty `field`. Throws UsageError "Invalid field value '.'" when `field` names
+/// empty for an empty `field`. Throws CommandFailure "Invalid field value '.'" when `field` names
 /// no field at all.
 std::vector<std::string> echoFieldPath(const std::string& field);
 
@@ -76,14 +76,14 @@ std::string echoSelected(const Value& value, const char* rosElement,
             return *text;
         }
     }
-    throw UsageError(invalidFieldMessage(path, depth, pythonTypeName<Value>(rosElement)));
+    throw CommandFailure(invalidFieldMessage(path, depth, pythonTypeName<Value>(rosElement)));
 }
 
 }  // namespace detail
 
 /// Exactly what `ros2 topic echo` prints for `message` with `format`: block YAML and a "---"
 /// line by default, one CSV line with --csv; a selected field that is no message prints as
-/// Python prints its value. Throws UsageError when `format.field` names a field `message` does
+/// Python prints its value. Throws CommandFailure when `format.field` names a field `message` does
 /// not have.
 template <typename Record>
 std::string formatEcho(const Record& message, const EchoFormat& format) {

@@ -3,6 +3,7 @@
 // The commands that show the ROS 2 graph: `node list`, `node info`, `topic info`. Each lives in a
 // file of its own; the text it prints is made by a function of its own, so that tests can pin it.
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -36,9 +37,16 @@ GraphOutput topicInfoOutput(const std::string& topic,
                             const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,
                             bool verbose);
 
+/// How often a wait for the graph looks at what discovery sees.
+inline constexpr std::chrono::milliseconds kGraphPoll{50};
+
 /// Waits until `summary` of what discovery sees has settled: at least a second, then until it
-/// stays the same for half a second, at most five seconds. Returns early on Ctrl-C.
-void waitUntilSettled(const std::function<std::vector<std::string>()>& summary);
+/// stays the same for half a second, at most five seconds; or, sooner, until `found` (when
+/// given) returns true. `found` paces the looks in place of a pause: it waits for what it looks
+/// for up to kGraphPoll, so that it returns the moment that appears. Throws StopRequested on
+/// Ctrl-C, so that nothing is printed.
+void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
+                      const std::function<bool()>& found = {});
 
 /// Waits until the nodes and endpoints that `discovery` sees have settled.
 void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery);

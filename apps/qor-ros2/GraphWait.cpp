@@ -31,13 +31,19 @@ std::vector<std::string> graphSummary(const qorROS2::TopicDiscovery& discovery) 
 
 }  // namespace
 
-void waitUntilSettled(const std::function<std::vector<std::string>()>& summary) {
+void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
+                      const std::function<bool()>& found) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
     auto lastChange = start;
     std::vector<std::string> seen = summary();
-    while (!stopRequested()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    for (;;) {
+        throwIfStopRequested();
+        if (!found) {
+            std::this_thread::sleep_for(kGraphPoll);
+        } else if (found()) {
+            return;
+        }
         std::vector<std::string> current = summary();
         const auto now = Clock::now();
         if (current != seen) {

@@ -6,10 +6,11 @@ namespace qorCli {
 
 namespace {
 
-volatile std::sig_atomic_t g_stop = 0;
+// The number of the signal that arrived, 0 before any.
+volatile std::sig_atomic_t g_stopSignal = 0;
 
-extern "C" void onStopSignal(int) {
-    g_stop = 1;
+extern "C" void onStopSignal(int number) {
+    g_stopSignal = number;
 }
 
 }  // namespace
@@ -20,7 +21,17 @@ void installStopSignal() {
 }
 
 bool stopRequested() {
-    return g_stop != 0;
+    return g_stopSignal != 0;
+}
+
+int stopExitCode() {
+    return g_stopSignal;
+}
+
+void throwIfStopRequested() {
+    if (stopRequested()) {
+        throw StopRequested{};
+    }
 }
 
 }  // namespace qorCli

@@ -36,7 +36,7 @@ class TopicBwVerb : public Verb {
 
     int run() override {
         const std::size_t window = measuringWindow(m_app, m_window, BandwidthMeter::kDefaultWindow);
-        TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment(), "bw");
+        TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment());
         print(subscribedLine(m_topic));
         BandwidthMeter meter(window);
         taps.measure(

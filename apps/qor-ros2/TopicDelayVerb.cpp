@@ -31,7 +31,7 @@ class TopicDelayVerb : public Verb {
 
     int run() override {
         const std::size_t window = measuringWindow(m_app, m_window, DelayMeter::kDefaultWindow);
-        TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment(), "delay");
+        TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment());
         DelayMeter meter(window);
         const bool stamped = taps.measure(
             [&](std::size_t, const TappedSample& sample) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "CommandFailure.h"
 #include "CommandOptions.h"
 #include "DiscoveredType.h"
 #include "ImagePng.h"
@@ -60,12 +61,15 @@ class TopicEchoVerb : public Verb {
             options.echoFormat.truncateLength =
                 static_cast<std::size_t>(m_truncateLength.value_or(kDefaultTruncateLength));
         }
-        const MessageType* type = m_type.empty() ? nullptr : &findMessageType(m_type);
+        // As ros2 checks the field's form before it looks for the topic.
+        echoFieldPath(m_format.field);
         // The discovery lives while the messages are echoed: its participant is the
         // subscription's, which knows the publishers already.
         const qorROS2::TopicDiscovery discovery(options.domain);
+        const MessageType* type =
+            m_type.empty() ? announcedType(discovery, m_topic) : &passedMessageType(m_type);
         if (type == nullptr) {
-            type = &discoveredType(discovery, m_topic, options.domain, "echo");
+            throw CommandFailure("Could not determine the type for the passed topic");
         }
         if (!m_savePath.empty() && type->name != "sensor_msgs/msg/Image") {
             throw UsageError("option --save works for sensor_msgs/msg/Image only, not " +

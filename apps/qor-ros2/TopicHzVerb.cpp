@@ -49,7 +49,7 @@ class TopicHzVerb : public Verb {
             type = topics.back();
             topics.pop_back();
         }
-        TopicTaps taps(topics, type, m_qos, domainFromEnvironment(), "hz");
+        TopicTaps taps(topics, type, m_qos, domainFromEnvironment());
         RateMeter meter(window);
         const auto report = [&] {
             if (const auto text = meter.report(topics)) {

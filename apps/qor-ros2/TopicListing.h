@@ -18,6 +18,9 @@ namespace qorCli {
 /// Whether ROS 2 hides `topic` from listings: one of its tokens starts with '_'.
 bool isHiddenTopic(const std::string& topic);
 
+/// What discovery sees of the topics: names and types, in one list that changes whenever they do.
+std::vector<std::string> topicsSummary(const qorROS2::TopicDiscovery& discovery);
+
 /// The topics of `domain` once discovery has settled; hidden ones only with `includeHidden`.
 std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden);
 

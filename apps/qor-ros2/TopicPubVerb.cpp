@@ -3,11 +3,14 @@
 #include <CLI/CLI.hpp>
 
 #include "ArgumentError.h"
+#include "CommandFailure.h"
 #include "CommandOptions.h"
-#include "MessageTypes.h"
+#include "DiscoveredType.h"
 #include "QosArguments.h"
 #include "ToolDomain.h"
+#include "UsageError.h"
 #include "Verb.h"
+#include "YamlToRecord.h"
 
 namespace qorCli {
 namespace {
@@ -43,10 +46,13 @@ class TopicPubVerb : public Verb {
         if (m_once && m_times.has_value()) {
             throw ArgumentError(m_app, "argument -t/--times: not allowed with argument -1/--once");
         }
-        const MessageType& type = findMessageType(m_type);
+        const MessageType& type = passedMessageType(m_type);
         TopicOptions options;
         options.topic = m_topic;
-        options.values = m_values.empty() ? "{}" : m_values;
+        options.values = m_app.count("values") > 0 ? m_values : "{}";
+        if (!loadValues(options.values).IsMap()) {
+            throw CommandFailure("The passed value needs to be a dictionary in YAML format");
+        }
         options.rate = m_rate;
         options.times = m_once ? 1 : m_times.value_or(0);
         const std::int64_t print = m_print.value_or(1);
@@ -57,7 +63,12 @@ class TopicPubVerb : public Verb {
         options.qos = qosFromFlags(m_qos.profile.empty() ? "system_default" : m_qos.profile, m_qos,
                                    QosRole::PUBLISHER);
         options.domain = domainFromEnvironment();
-        return type.publish(options);
+        try {
+            return type.publish(options);
+        } catch (const UsageError& error) {
+            // The values load; what remains is a field that they cannot fill, in ros2's words.
+            throw CommandFailure(std::string("Failed to populate field: ") + error.what());
+        }
     }
 
   private:

@@ -5,7 +5,6 @@
 
 #include "ArgumentError.h"
 #include "DiscoveredType.h"
-#include "MessageTypes.h"
 #include "StopSignal.h"
 
 namespace qorCli {
@@ -22,13 +21,15 @@ std::size_t measuringWindow(const CLI::App& verb, const std::optional<std::uint6
 }
 
 TopicTaps::TopicTaps(const std::vector<std::string>& topics, const std::string& typeName,
-                     const QosFlags& qos, std::int8_t domain, const std::string& verb)
+                     const QosFlags& qos, std::int8_t domain)
     : m_discovery(domain), m_topics(topics) {
-    const MessageType* given = typeName.empty() ? nullptr : &findMessageType(typeName);
+    const MessageType* given = typeName.empty() ? nullptr : &passedMessageType(typeName);
     for (const std::string& topic : topics) {
-        const MessageType& type =
-            given != nullptr ? *given : discoveredType(m_discovery, topic, domain, verb);
+        // One topic after the other, each waited for until it is published, as ros2 does.
+        const MessageType& type = given != nullptr ? *given : awaitedType(m_discovery, topic);
         m_taps.push_back(type.tap(topic, subscriptionQos(m_discovery, topic, qos), domain));
+        // Ctrl-C while looking for the publishers' QoS: the verb prints nothing more.
+        throwIfStopRequested();
     }
 }
 

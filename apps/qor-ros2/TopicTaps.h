@@ -28,11 +28,12 @@ std::size_t measuringWindow(const CLI::App& verb, const std::optional<std::uint6
 class TopicTaps {
   public:
     /// Subscribes to each of `topics` in `domain`, with the type named `typeName` or, when it is
-    /// empty, the type each topic's endpoints announce, and with the QoS `qos` asks for or that
-    /// adapts to the publishers found. Throws UsageError for an unknown type or a topic whose
-    /// type cannot be learnt; `verb` words the hint.
+    /// empty, the type each topic's endpoints announce (waiting, after ros2's warning, for a
+    /// topic that nobody publishes yet), and with the QoS `qos` asks for or that adapts to the
+    /// publishers found. Throws CommandFailure, in ros2's words, for a type it cannot use, and
+    /// StopRequested on Ctrl-C.
     TopicTaps(const std::vector<std::string>& topics, const std::string& typeName,
-              const QosFlags& qos, std::int8_t domain, const std::string& verb);
+              const QosFlags& qos, std::int8_t domain);
 
     std::size_t size() const { return m_taps.size(); }
     const std::string& topic(std::size_t index) const { return m_topics[index]; }

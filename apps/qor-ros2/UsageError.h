@@ -1,14 +1,17 @@
 #pragma once
 
-// The one failure the tool reports as bad input: exit code 2 and the message on stderr.
+// Bad input found while running, where ros2 has no words of its own for it: exit code 1 and the
+// message on stderr.
 
 #include <stdexcept>
 #include <string>
 
 namespace qorCli {
 
-/// Thrown for anything the user typed wrong (an unknown command or type, bad YAML, a field that
-/// does not exist); main prints its text and exits with code 2, as the ros2 CLI does.
+/// Thrown for anything the user typed wrong that argument parsing cannot see (an unknown type,
+/// YAML that does not parse, a bad ROS_DOMAIN_ID); main prints "qor-ros2: WHAT" and exits with
+/// code 1, as ros2 exits for any failure after its arguments were read. Where ros2 has words
+/// for the failure, CommandFailure carries them instead.
 class UsageError : public std::runtime_error {
   public:
     explicit UsageError(const std::string& what) : std::runtime_error(what) {}

@@ -15,7 +15,8 @@ namespace qorCli {
 class Verb {
   public:
     virtual ~Verb() = default;
-    /// Runs the verb and returns the exit code. Throws UsageError or ArgumentError for bad input.
+    /// Runs the verb and returns the exit code. Throws ArgumentError, CommandFailure or UsageError
+    /// for bad input.
     virtual int run() = 0;
 };
 

@@ -221,8 +221,9 @@ void readRecord(const YAML::Node& node, Record& record, const std::string& path)
     for (const auto& entry : node) {
         const std::string key = entry.first.IsScalar() ? entry.first.Scalar() : "?";
         if (known.count(key) == 0) {
-            throw UsageError("field '" + (path.empty() ? key : path + "." + key) +
-                             "' does not exist in " + typeName);
+            // In Python's words, as ros2 reports the attribute it could not set.
+            throw UsageError(std::string("'") + qorROS2::MessageDescription<Record>::name +
+                             "' object has no attribute '" + key + "'");
         }
     }
     qorROS2::forEachField(record, [&](const auto& field, auto& member) {
@@ -239,17 +240,21 @@ void readRecord(const YAML::Node& node, Record& record, const std::string& path)
 
 }  // namespace detail
 
+/// The YAML text `values` loaded. Throws UsageError when it is not YAML.
+inline YAML::Node loadValues(const std::string& values) {
+    try {
+        return YAML::Load(values);
+    } catch (const YAML::Exception& error) {
+        throw UsageError("the values are not valid YAML: " + std::string(error.what()));
+    }
+}
+
 /// The record that the YAML text `values` describes. Throws UsageError naming the field when the
 /// text is not YAML, names a field the record does not have, or gives a value of the wrong type
 /// or (for a fixed array) length.
 template <typename Record>
 Record recordFromYaml(const std::string& values) {
-    YAML::Node root;
-    try {
-        root = YAML::Load(values);
-    } catch (const YAML::Exception& error) {
-        throw UsageError("the values are not valid YAML: " + std::string(error.what()));
-    }
+    const YAML::Node root = loadValues(values);
     Record record{};
     detail::readRecord(root, record, "");
     return record;

@@ -11,9 +11,9 @@
 
 #include "ArgparseText.h"
 #include "ArgumentError.h"
+#include "CommandFailure.h"
 #include "CommandTree.h"
 #include "StopSignal.h"
-#include "UsageError.h"
 #include "qorROS2/NodeIdentity.h"
 
 int main(int argc, char** argv) {
@@ -30,22 +30,25 @@ int main(int argc, char** argv) {
     qorCli::CommandTree commands;
     try {
         if (arguments.empty()) {
-            std::fputs(qorCli::helpText(commands.root()).c_str(), stderr);
-            return 2;
+            // As ros2 prints its help when no command is given: on stdout, and a success.
+            std::fputs(qorCli::helpText(commands.root()).c_str(), stdout);
+            return 0;
         }
         qorCli::installStopSignal();
-        return commands.run(arguments);
+        const int code = commands.run(arguments);
+        // A verb that a stop signal ended returns as usual; the signal decides the exit code.
+        return qorCli::stopRequested() ? qorCli::stopExitCode() : code;
+    } catch (const qorCli::StopRequested&) {
+        return qorCli::stopExitCode();
     } catch (const qorCli::ArgumentError& error) {
         std::fputs(qorCli::errorText(error.command(), error.what()).c_str(), stderr);
         return 2;
-    } catch (const qorCli::UsageError& error) {
-        std::fprintf(stderr, "qor-ros2: %s\n", error.what());
-        return 2;
-    } catch (const std::invalid_argument& error) {
-        // The transport refuses a bad topic name or domain with this.
-        std::fprintf(stderr, "qor-ros2: %s\n", error.what());
-        return 2;
+    } catch (const qorCli::CommandFailure& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
     } catch (const std::exception& error) {
+        // Our own words for bad input found while running (UsageError), a topic name the
+        // transport refuses, or a middleware failure: ros2 exits 1 after any of them.
         std::fprintf(stderr, "qor-ros2: %s\n", error.what());
         return 1;
     }

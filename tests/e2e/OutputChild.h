@@ -2,8 +2,9 @@
 
 // A program started by a test whose standard output is read while it runs: lines are collected
 // until a condition on them holds or a deadline passes, and the program is killed and reaped at
-// destruction if it is still running. On a terminal of its own, standard output and standard
-// error both go to one raw pseudo-terminal, as a user sees them.
+// destruction if it is still running; a test can see when it handles a signal, signal it and
+// await its exit. On a terminal of its own, standard output and standard error both go to one raw
+// pseudo-terminal, as a user sees them.
 
 #include <fcntl.h>
 #include <pty.h>
@@ -16,6 +17,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <thread>
@@ -122,6 +124,23 @@ class OutputChild {
         }
         readAvailable();
         return m_exitCode;
+    }
+
+    /// Waits up to `deadline` for the program to end by itself, as stop() does without sending
+    /// a signal (signal 0 only checks that the process exists).
+    std::optional<int> waitForExit(std::chrono::milliseconds deadline) { return stop(0, deadline); }
+
+    /// Whether the program has installed a handler of signal `number` (it shows in the SigCgt
+    /// mask of /proc/PID/status), so that the signal no longer ends it at once.
+    bool catchesSignal(int number) const {
+        std::ifstream status("/proc/" + std::to_string(m_pid) + "/status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.rfind("SigCgt:", 0) == 0) {
+                const unsigned long long mask = std::stoull(line.substr(7), nullptr, 16);
+                return ((mask >> (number - 1)) & 1U) != 0;
+            }
+        }
+        return false;
     }
 
     /// Everything read so far.

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <vector>
 
 namespace qorCliTest {
 
@@ -80,6 +81,17 @@ SplitResult runCliSplit(const std::string& arguments, int domain) {
     result.errors = text.str();
     std::remove(errorsPath.c_str());
     return result;
+}
+
+std::unique_ptr<qorE2eTest::OutputChild> startCli(const std::string& words, int domain) {
+    // env sets the domain and becomes the tool, so the child's process is the tool's.
+    std::vector<std::string> argv = {"/usr/bin/env", "ROS_DOMAIN_ID=" + std::to_string(domain),
+                                     QOR_ROS2_CLI};
+    std::istringstream stream(words);
+    for (std::string word; stream >> word;) {
+        argv.push_back(word);
+    }
+    return std::make_unique<qorE2eTest::OutputChild>(argv, qorE2eTest::OutputChild::TERMINAL);
 }
 
 }  // namespace qorCliTest

@@ -2,7 +2,10 @@
 
 // Runs the command-line tool as a child process and collects what it printed.
 
+#include <memory>
 #include <string>
+
+#include "../../e2e/OutputChild.h"
 
 namespace qorCliTest {
 
@@ -36,5 +39,11 @@ struct SplitResult {
 /// Runs qor-ros2 as runCli does, with the terminal width argparse assumes without a terminal,
 /// and keeps standard output and standard error apart.
 SplitResult runCliSplit(const std::string& arguments, int domain);
+
+/// Starts qor-ros2 with `words` (its arguments, separated by spaces, none of them quoted) and
+/// ROS_DOMAIN_ID=`domain`, its standard output and error on one terminal, which the returned
+/// child reads as it runs. No shell stands between: signals sent to the child reach the
+/// tool.
+std::unique_ptr<qorE2eTest::OutputChild> startCli(const std::string& words, int domain);
 
 }  // namespace qorCliTest

@@ -173,14 +173,23 @@ TEST(CliArguments, UnknownVerbShowsTheCommandsUsageAndItsVerbs) {
               "'find', 'hz', 'info', 'list', 'pub', 'type')\n");
 }
 
-TEST(CliArguments, NoArgumentsPrintsTheUsageOnStderrAndExitsWithTwo) {
+TEST(CliArguments, NoArgumentsPrintsTheHelpOnStdoutAndExitsWithZero) {
     const auto result = qorCliTest::runCliSplit("", kDomain);
-    EXPECT_EQ(result.exitCode, 2);
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors.rfind("usage: qor-ros2 [-h]", 0), 0U) << result.errors;
-    EXPECT_NE(result.errors.find("  topic      Various topic related sub-commands\n"),
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.errors, "");
+    // As `qor-ros2 -h` prints it.
+    EXPECT_EQ(result.output, qorCliTest::runCliSplit("-h", kDomain).output);
+    EXPECT_EQ(result.output.rfind("usage: qor-ros2 [-h]", 0), 0U) << result.output;
+    EXPECT_NE(result.output.find("  topic      Various topic related sub-commands\n"),
               std::string::npos)
-        << result.errors;
+        << result.output;
+}
+
+TEST(CliArguments, TopicWithoutItsVerbPrintsItsHelpOnStdoutAndExitsWithZero) {
+    const auto result = qorCliTest::runCliSplit("topic", kDomain);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.output, qorCliTest::runCliSplit("topic -h", kDomain).output);
 }
 
 TEST(CliArguments, ACommandWithoutItsVerbPrintsItsHelp) {

@@ -139,10 +139,10 @@ TEST(CliInterfaceProto, NoQuotesLeavesTheQuotesOutAndKeepsTheEmptyLine) {
     EXPECT_EQ(bare.output, "data: ''\n\n");
 }
 
-TEST(CliInterfaceProto, UnknownTypeOrMissingTypeExitsWithTwo) {
+TEST(CliInterfaceProto, UnknownTypeExitsWithOneAndAMissingTypeWithTwo) {
     const auto unknown =
         qorCliTest::runCli("interface proto std_msgs/msg/Strin", kProtoDomain, true);
-    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_EQ(unknown.exitCode, 1);
     EXPECT_EQ(unknown.output,
               "qor-ros2: unknown message type 'std_msgs/msg/Strin' (see 'qor-ros2 interface list' "
               "for the known ones)\n");

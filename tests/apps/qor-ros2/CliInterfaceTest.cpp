@@ -131,9 +131,9 @@ TEST(CliInterface, UnknownPackageSaysSoAsRos2DoesAndExitsWithOne) {
               "package_name\n");
 }
 
-TEST(CliInterface, UnknownTypeExitsWithTwoAndSaysSo) {
+TEST(CliInterface, UnknownTypeExitsWithOneAndSaysSo) {
     const auto result = qorCliTest::runCli("interface show sensor_msgs/msg/Nope", kDomain, true);
-    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.output,
               "qor-ros2: unknown message type 'sensor_msgs/msg/Nope' (see "
               "'qor-ros2 interface list' for the known ones)\n");
@@ -148,7 +148,8 @@ TEST(CliInterface, UnknownCommandExitsWithTwo) {
               "                          Call `qor-ros2 interface <command> -h` for more\n"
               "                          detailed usage. ...\n"
               "qor-ros2 interface: error: argument Call `qor-ros2 interface <command> -h` for "
-              "more detailed usage.: invalid choice: 'frobnicate' (choose from 'list', 'package', 'packages', 'proto', 'show')\n");
+              "more detailed usage.: invalid choice: 'frobnicate' (choose from 'list', 'package', "
+              "'packages', 'proto', 'show')\n");
 }
 
 }  // namespace

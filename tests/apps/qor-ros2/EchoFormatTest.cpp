@@ -248,13 +248,13 @@ TEST(EchoFormat, FieldOfAFixedSizeArrayPrintsTheNumpyArray) {
               "[525.   0. 320.   0. 525. 240.   0.   0.   1.]\n---\n");
 }
 
-TEST(EchoFormat, FieldThatDoesNotExistIsAUsageErrorWithPythonsWording) {
+TEST(EchoFormat, FieldThatDoesNotExistFailsWithPythonsWording) {
     const auto state = sampleJointState();
     const auto expectError = [&](const std::string& field, const std::string& message) {
         try {
             formatEcho(state, withField(field));
             ADD_FAILURE() << field << " was accepted";
-        } catch (const qorCli::UsageError& error) {
+        } catch (const qorCli::CommandFailure& error) {
             EXPECT_EQ(std::string(error.what()), message);
         }
     };
@@ -270,7 +270,7 @@ TEST(EchoFormat, FieldThatDoesNotExistIsAUsageErrorWithPythonsWording) {
                 "Invalid field 'header.stamp.sec.y': 'int' object has no attribute 'y'");
     expectError(".", "Invalid field value '.'");
     sensorMsgs::CameraInfo info{};
-    EXPECT_THROW(formatEcho(info, withField("k.x")), qorCli::UsageError);
+    EXPECT_THROW(formatEcho(info, withField("k.x")), qorCli::CommandFailure);
 }
 
 TEST(EchoFormat, ACharIsTheNumberOfItsCodeAsForAUint8) {
