@@ -20,16 +20,19 @@ bool isHiddenTopic(const std::string& topic) {
     return false;
 }
 
-std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden) {
+std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden,
+                                                    const std::optional<double>& spinTime) {
     const qorROS2::TopicDiscovery discovery(domain);
-    waitUntilSettled([&] {
-        std::vector<std::string> summary;
-        for (const qorROS2::DiscoveredTopic& topic : discovery.topics()) {
-            summary.push_back(topic.name);
-            summary.insert(summary.end(), topic.types.begin(), topic.types.end());
-        }
-        return summary;
-    });
+    waitUntilSettled(
+        [&] {
+            std::vector<std::string> summary;
+            for (const qorROS2::DiscoveredTopic& topic : discovery.topics()) {
+                summary.push_back(topic.name);
+                summary.insert(summary.end(), topic.types.begin(), topic.types.end());
+            }
+            return summary;
+        },
+        spinTime);
     std::vector<qorROS2::DiscoveredTopic> topics;
     for (qorROS2::DiscoveredTopic& topic : discovery.topics()) {
         if (includeHidden || !isHiddenTopic(topic.name)) {

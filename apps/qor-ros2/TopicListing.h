@@ -4,6 +4,7 @@
 // sorted, hidden topics left out unless asked for.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,10 @@ namespace qorCli {
 /// Whether ROS 2 hides `topic` from listings: one of its tokens starts with '_'.
 bool isHiddenTopic(const std::string& topic);
 
-/// The topics of `domain` once discovery has settled; hidden ones only with `includeHidden`.
-std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden);
+/// The topics of `domain` once discovery has settled (or after `spinTime` seconds, when given);
+/// hidden ones only with `includeHidden`.
+std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden,
+                                                    const std::optional<double>& spinTime);
 
 /// Whether --include-hidden-topics was given to `verb` or to its command.
 bool includeHiddenTopics(const CLI::App& verb);
