@@ -1,6 +1,7 @@
 #include "CommandOptions.h"
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -36,6 +37,44 @@ bool parseWhole(const std::string& text, std::int64_t& value) {
     }
     value = parsed;
     return true;
+}
+
+// A number as Python's float() reads it: decimal, with an optional sign, exponent, surrounding
+// blanks and underscores between digits, or "inf", "infinity" and "nan" in any case.
+bool parsePythonFloat(const std::string& text, double& value) {
+    const std::size_t first = text.find_first_not_of(" \t\n\r\f\v");
+    if (first == std::string::npos) {
+        return false;
+    }
+    std::string word = text.substr(first, text.find_last_not_of(" \t\n\r\f\v") - first + 1);
+    std::string lower;
+    for (std::size_t i = 0; i < word.size(); ++i) {
+        const char c = word[i];
+        if (c == '_') {
+            const bool between = i > 0 && i + 1 < word.size() &&
+                                 std::isdigit(static_cast<unsigned char>(word[i - 1])) != 0 &&
+                                 std::isdigit(static_cast<unsigned char>(word[i + 1])) != 0;
+            if (!between) {
+                return false;
+            }
+            continue;
+        }
+        lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    const std::size_t sign = lower[0] == '-' || lower[0] == '+' ? 1 : 0;
+    const std::string magnitude = lower.substr(sign);
+    if (magnitude == "inf" || magnitude == "infinity" || magnitude == "nan") {
+        value = magnitude == "nan" ? std::nan("") : HUGE_VAL;
+        value = lower[0] == '-' ? -value : value;
+        return true;
+    }
+    // strtod would also read hexadecimal, "infinite" spellings and "nan(...)".
+    if (magnitude.empty() || magnitude.find_first_not_of("0123456789.e+-") != std::string::npos) {
+        return false;
+    }
+    char* end = nullptr;
+    value = std::strtod(lower.c_str(), &end);
+    return end == lower.c_str() + lower.size();
 }
 
 }  // namespace
@@ -106,6 +145,22 @@ void addPositiveFloat(CLI::App& command, const std::string& names, double& targe
                 if (value.empty() || end != value.c_str() + value.size() || !(parsed > 0.0) ||
                     !std::isfinite(parsed)) {
                     refuse(command, names, "positive_float", value);
+                }
+                target = parsed;
+            },
+            help)
+        ->type_name(metavar);
+}
+
+void addFloat(CLI::App& command, const std::string& names, std::optional<double>& target,
+              const std::string& metavar, const std::string& help) {
+    command
+        .add_option_function<std::string>(
+            names,
+            [&command, &target, names](const std::string& value) {
+                double parsed = 0.0;
+                if (!parsePythonFloat(value, parsed)) {
+                    refuse(command, names, "float", value);
                 }
                 target = parsed;
             },

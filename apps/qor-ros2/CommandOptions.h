@@ -42,6 +42,11 @@ void addChoice(CLI::App& command, const std::string& names, std::string& target,
 void addPositiveFloat(CLI::App& command, const std::string& names, double& target,
                       const std::string& metavar, const std::string& help);
 
+/// A number of any sign as Python's float() reads it (argparse type "float"); unset when not
+/// given.
+void addFloat(CLI::App& command, const std::string& names, std::optional<double>& target,
+              const std::string& metavar, const std::string& help);
+
 /// A whole number of zero or more (argparse type "nonnegative_int"); unset when not given.
 void addNonNegativeInt(CLI::App& command, const std::string& names,
                        std::optional<std::uint64_t>& target, const std::string& metavar,

@@ -64,7 +64,7 @@ const MessageType* announcedType(const qorROS2::TopicDiscovery& discovery,
                                  const std::string& topic) {
     // Without a daemon that has watched the graph all along, the topic is unknown only once
     // discovery has settled without it.
-    waitUntilSettled([&] { return topicsSummary(discovery); },
+    waitUntilSettled([&] { return topicsSummary(discovery); }, std::nullopt,
                      [&] { return discovery.waitForTopic(absoluteName(topic), kGraphPoll); });
     if (const auto types = typesOf(discovery, topic)) {
         return &knownType(*types, topic);

@@ -21,6 +21,25 @@ std::vector<std::string> echoFieldPath(const std::string& field) {
     return path;
 }
 
+std::string rawEchoText(const std::string& bytes, const EchoFormat& format) {
+    return pythonBytesRepr(bytes) + (format.csv ? "\n" : "\n---\n");
+}
+
+PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& format) {
+    PythonValue subject = message;
+    const std::vector<std::string> path = echoFieldPath(format.field);
+    for (std::size_t depth = 0; depth < path.size(); ++depth) {
+        PythonValue field;
+        if (!pythonAttribute(subject, path[depth], field)) {
+            const auto* view = std::get_if<PythonView>(&subject.value);
+            throw CommandFailure(detail::invalidFieldMessage(
+                path, depth, view != nullptr ? view->ops->typeName(view->rosElement) : "object"));
+        }
+        subject = std::move(field);
+    }
+    return subject;
+}
+
 namespace detail {
 
 std::string invalidFieldMessage(const std::vector<std::string>& path, std::size_t missing,

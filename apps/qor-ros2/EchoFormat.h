@@ -11,6 +11,7 @@
 
 #include "CommandFailure.h"
 #include "FieldFilter.h"
+#include "PythonValue.h"
 #include "PythonValueText.h"
 #include "RecordToCsv.h"
 #include "RecordToYaml.h"
@@ -80,6 +81,13 @@ std::string echoSelected(const Value& value, const char* rosElement,
 }
 
 }  // namespace detail
+
+/// What `ros2 topic echo --raw` prints for a sample of `bytes`: Python's repr of the bytes,
+/// then "\n---\n", or only "\n" with --csv.
+std::string rawEchoText(const std::string& bytes, const EchoFormat& format);
+
+/// `message` as echo's --filter sees it: the field --field selects, or the whole message.
+PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& format);
 
 /// Exactly what `ros2 topic echo` prints for `message` with `format`: block YAML and a "---"
 /// line by default, one CSV line with --csv; a selected field that is no message prints as

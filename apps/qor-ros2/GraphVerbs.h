@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,20 +42,26 @@ GraphOutput topicInfoOutput(const std::string& topic,
 inline constexpr std::chrono::milliseconds kGraphPoll{50};
 
 /// Waits until `summary` of what discovery sees has settled: at least a second, then until it
-/// stays the same for half a second, at most five seconds; or, sooner, until `found` (when
+/// stays the same for half a second, at most five seconds; with `spinTime` (ros2's --spin-time),
+/// exactly that many seconds, as ros2 spins without its daemon; or, sooner, until `found` (when
 /// given) returns true. `found` paces the looks in place of a pause: it waits for what it looks
 /// for up to kGraphPoll, so that it returns the moment that appears. Throws StopRequested on
 /// Ctrl-C, so that nothing is printed.
 void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
+                      const std::optional<double>& spinTime,
                       const std::function<bool()>& found = {});
 
-/// Waits until the nodes and endpoints that `discovery` sees have settled.
-void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery);
+/// Waits until the nodes and endpoints that `discovery` sees have settled, or `spinTime`.
+void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery,
+                         const std::optional<double>& spinTime);
 
-/// Runs `node list`, `node info` or `topic info` in `domain`: waits for the graph to settle,
-/// prints the output and returns the exit code.
-int nodeListCommand(bool all, bool countOnly, std::int8_t domain);
-int nodeInfoCommand(const std::string& fullName, bool includeHidden, std::int8_t domain);
-int topicInfoCommand(const std::string& topic, bool verbose, std::int8_t domain);
+/// Runs `node list`, `node info` or `topic info` in `domain`: waits for the graph to settle (or
+/// `spinTime` seconds), prints the output and returns the exit code.
+int nodeListCommand(bool all, bool countOnly, std::int8_t domain,
+                    const std::optional<double>& spinTime);
+int nodeInfoCommand(const std::string& fullName, bool includeHidden, std::int8_t domain,
+                    const std::optional<double>& spinTime);
+int topicInfoCommand(const std::string& topic, bool verbose, std::int8_t domain,
+                     const std::optional<double>& spinTime);
 
 }  // namespace qorCli

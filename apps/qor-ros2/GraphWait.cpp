@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -32,9 +33,23 @@ std::vector<std::string> graphSummary(const qorROS2::TopicDiscovery& discovery) 
 }  // namespace
 
 void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
-                      const std::function<bool()>& found) {
+                      const std::optional<double>& spinTime, const std::function<bool()>& found) {
     using Clock = std::chrono::steady_clock;
     const auto start = Clock::now();
+    if (spinTime) {
+        // At most thirty years, which the clock's count can hold.
+        const auto until = start + std::chrono::duration_cast<Clock::duration>(
+                                       std::chrono::duration<double>(std::min(*spinTime, 1e9)));
+        while (Clock::now() < until) {
+            throwIfStopRequested();
+            if (found && found()) {
+                return;
+            }
+            std::this_thread::sleep_for(
+                std::min<Clock::duration>(until - Clock::now(), kGraphPoll));
+        }
+        return;
+    }
     auto lastChange = start;
     std::vector<std::string> seen = summary();
     for (;;) {
@@ -58,8 +73,9 @@ void waitUntilSettled(const std::function<std::vector<std::string>()>& summary,
     }
 }
 
-void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery) {
-    waitUntilSettled([&] { return graphSummary(discovery); });
+void waitForSettledGraph(const qorROS2::TopicDiscovery& discovery,
+                         const std::optional<double>& spinTime) {
+    waitUntilSettled([&] { return graphSummary(discovery); }, spinTime);
 }
 
 }  // namespace qorCli

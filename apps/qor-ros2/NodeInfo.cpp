@@ -79,9 +79,10 @@ GraphOutput nodeInfoOutput(const std::string& fullName,
     return output;
 }
 
-int nodeInfoCommand(const std::string& fullName, bool includeHidden, std::int8_t domain) {
+int nodeInfoCommand(const std::string& fullName, bool includeHidden, std::int8_t domain,
+                    const std::optional<double>& spinTime) {
     const qorROS2::TopicDiscovery discovery(domain);
-    waitForSettledGraph(discovery);
+    waitForSettledGraph(discovery, spinTime);
     const GraphOutput output =
         nodeInfoOutput(fullName, discovery.nodes(), discovery.endpoints(), includeHidden);
     std::fputs(output.err.c_str(), stderr);

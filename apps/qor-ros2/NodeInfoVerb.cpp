@@ -4,6 +4,7 @@
 
 #include "CommandOptions.h"
 #include "GraphVerbs.h"
+#include "NodeOptions.h"
 #include "ToolDomain.h"
 #include "Verb.h"
 
@@ -13,14 +14,19 @@ namespace {
 class NodeInfoVerb : public Verb {
   public:
     explicit NodeInfoVerb(CLI::App& app) {
+        addStrategyNodeOptions(app, m_nodeFlags, listingNodeUse());
         addPositional(app, "node_name", m_node, true, "Node name to request information");
         addFlag(app, "--include-hidden", m_includeHidden,
                 "Display hidden topics, services, and actions as well");
     }
 
-    int run() override { return nodeInfoCommand(m_node, m_includeHidden, domainFromEnvironment()); }
+    int run() override {
+        return nodeInfoCommand(m_node, m_includeHidden, domainFromEnvironment(),
+                               m_nodeFlags.spinTime);
+    }
 
   private:
+    NodeFlags m_nodeFlags;
     std::string m_node;
     bool m_includeHidden = false;
 };

@@ -34,9 +34,10 @@ GraphOutput nodeListOutput(const std::vector<qorROS2::DiscoveredNode>& nodes, bo
     return output;
 }
 
-int nodeListCommand(bool all, bool countOnly, std::int8_t domain) {
+int nodeListCommand(bool all, bool countOnly, std::int8_t domain,
+                    const std::optional<double>& spinTime) {
     const qorROS2::TopicDiscovery discovery(domain);
-    waitForSettledGraph(discovery);
+    waitForSettledGraph(discovery, spinTime);
     const GraphOutput output = nodeListOutput(discovery.nodes(), all, countOnly);
     std::fputs(output.err.c_str(), stderr);
     std::fputs(output.out.c_str(), stdout);

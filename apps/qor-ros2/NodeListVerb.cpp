@@ -4,6 +4,7 @@
 
 #include "CommandOptions.h"
 #include "GraphVerbs.h"
+#include "NodeOptions.h"
 #include "ToolDomain.h"
 #include "Verb.h"
 
@@ -13,14 +14,18 @@ namespace {
 class NodeListVerb : public Verb {
   public:
     explicit NodeListVerb(CLI::App& app) {
+        addStrategyNodeOptions(app, m_node, listingNodeUse());
         addFlag(app, "-a,--all", m_all, "Display all nodes even hidden ones");
         addFlag(app, "-c,--count-nodes", m_countOnly,
                 "Only display the number of nodes discovered");
     }
 
-    int run() override { return nodeListCommand(m_all, m_countOnly, domainFromEnvironment()); }
+    int run() override {
+        return nodeListCommand(m_all, m_countOnly, domainFromEnvironment(), m_node.spinTime);
+    }
 
   private:
+    NodeFlags m_node;
     bool m_all = false;
     bool m_countOnly = false;
 };

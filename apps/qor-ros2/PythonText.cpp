@@ -190,26 +190,32 @@ std::string pythonStrRepr(const std::string& value) {
     return out + quote;
 }
 
+std::string pythonBytesRepr(const std::string& bytes) {
+    // Single quotes, unless the bytes hold a single quote and no double one.
+    const char quote =
+        bytes.find('\'') != std::string::npos && bytes.find('"') == std::string::npos ? '"' : '\'';
+    std::string out = std::string("b") + quote;
+    for (const char c : bytes) {
+        const auto value = static_cast<std::uint8_t>(c);
+        if (c == quote || c == '\\') {
+            out += std::string("\\") + c;
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\r') {
+            out += "\\r";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (value < 0x20 || value >= 0x7F) {
+            out += hexEscape(value);
+        } else {
+            out += c;
+        }
+    }
+    return out + quote;
+}
+
 std::string pythonByteRepr(std::uint8_t value) {
-    if (value == '\'') {
-        return "b\"'\"";
-    }
-    if (value == '\\') {
-        return "b'\\\\'";
-    }
-    if (value == '\n') {
-        return "b'\\n'";
-    }
-    if (value == '\r') {
-        return "b'\\r'";
-    }
-    if (value == '\t') {
-        return "b'\\t'";
-    }
-    if (value < 0x20 || value >= 0x7F) {
-        return "b'" + hexEscape(value) + "'";
-    }
-    return std::string("b'") + static_cast<char>(value) + "'";
+    return pythonBytesRepr(std::string(1, static_cast<char>(value)));
 }
 
 std::string pythonCenter(const std::string& text, std::size_t width) {

@@ -24,6 +24,10 @@ std::string pythonShortFloat(double value, int precision);
 /// single quote and no double one; backslashes, the quote and unprintable characters escaped.
 std::string pythonStrRepr(const std::string& value);
 
+/// The repr of a bytes object holding `bytes`: b'\x00\x01hi', in double quotes when the bytes
+/// hold a single quote and no double one, as Python writes it.
+std::string pythonBytesRepr(const std::string& bytes);
+
 /// The repr of a bytes object of one byte: b'a', b'\x00', b"'".
 std::string pythonByteRepr(std::uint8_t value);
 

@@ -1,6 +1,7 @@
 #include "QosArguments.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <thread>
@@ -43,30 +44,42 @@ void addQosOptions(CLI::App& verb, QosFlags& flags, const std::string& entity,
               "History of samples setting to " + entity +
                   " with (overrides history value of --qos-profile option, default: " +
                   (defaults.history == qorROS2::QOS::KEEP_ALL ? "keep_all" : "keep_last") + ")");
+    // A subscription without QoS flags adapts both policies to the publishers it finds, which
+    // ros2 gives as their default, in its words.
+    const bool adapts = entity == "subscribe";
+    const std::string adapted = "Automatically match existing publishers ";
     addChoice(verb, "--qos-reliability", flags.reliability, reliabilityNames(),
               "Quality of service reliability setting to " + entity +
                   " with (overrides reliability value of --qos-profile option, default: " +
-                  (defaults.reliability == qorROS2::QOS::RELIABLE ? "reliable" : "best_effort") +
+                  (adapts                                           ? adapted
+                   : defaults.reliability == qorROS2::QOS::RELIABLE ? "reliable"
+                                                                    : "best_effort") +
                   ")");
     addChoice(verb, "--qos-durability", flags.durability, durabilityNames(),
               "Quality of service durability setting to " + entity +
                   " with (overrides durability value of --qos-profile option, default: " +
-                  (defaults.durability == qorROS2::QOS::TRANSIENT_LOCAL ? "transient_local"
-                                                                        : "volatile") +
+                  (adapts                                                 ? adapted
+                   : defaults.durability == qorROS2::QOS::TRANSIENT_LOCAL ? "transient_local"
+                                                                          : "volatile") +
                   ")");
 }
 
 qorROS2::QOS subscriptionQos(const qorROS2::TopicDiscovery& discovery, const std::string& topic,
-                             const QosFlags& flags) {
+                             const QosFlags& flags, const std::optional<double>& spinTime) {
     const std::string profile = flags.profile.empty() ? "sensor_data" : flags.profile;
     const qorROS2::QOS base = qosFromFlags(profile, flags, QosRole::SUBSCRIPTION);
-    if (flags.anyPolicyGiven()) {
+    // As Humble's `ros2 topic echo` chooses: any QoS flag, the profile included, is taken as
+    // given; only a command line without one adapts to the publishers.
+    if (!flags.profile.empty() || flags.anyPolicyGiven()) {
         return base;
     }
     const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
     const auto start = std::chrono::steady_clock::now();
-    auto deadline = start + kPublisherWait;
-    bool found = false;
+    // ros2 spins --spin-time before it asks for the publishers; at most thirty years here.
+    auto deadline = spinTime ? start + std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                           std::chrono::duration<double>(std::min(*spinTime, 1e9)))
+                             : start + kPublisherWait;
+    bool found = spinTime.has_value();
     while (std::chrono::steady_clock::now() < deadline && !stopRequested()) {
         if (!found && !publishersOf(discovery, name).empty()) {
             found = true;

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "DelayMeter.h"
+#include "PythonValue.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"
 
@@ -19,6 +20,8 @@ namespace qorCli {
 struct TappedSample {
     std::size_t serializedBytes = 0;  ///< as it came over the wire, encapsulation included
     std::optional<std::int64_t> headerStampNanoseconds;  ///< none for a type without header
+    /// The message as a --filter expression sees it; valid until the tap takes the next one.
+    PythonValue message;
 };
 
 /// Takes the samples of one topic, of a type only the tap knows.
@@ -27,6 +30,8 @@ class SampleTap {
     virtual ~SampleTap() = default;
     /// Takes the oldest waiting sample into `sample` and returns true; false when none waits.
     virtual bool take(TappedSample& sample) = 0;
+    /// A message of the tap's type at its defaults, as a --filter sees it.
+    virtual PythonValue prototype() const = 0;
 };
 
 template <typename Record>
@@ -41,7 +46,13 @@ class RecordSampleTap final : public SampleTap {
         }
         sample.serializedBytes = m_subscriber.lastSampleSize();
         sample.headerStampNanoseconds = headerStampNanoseconds(m_message);
+        sample.message = pythonValueOf(m_message, nullptr);
         return true;
+    }
+
+    PythonValue prototype() const override {
+        static const Record defaults{};
+        return pythonValueOf(defaults, nullptr);
     }
 
   private:

@@ -1,22 +1,18 @@
 // `qor-ros2 topic bw`: prints the bandwidth a topic uses once a second, as `ros2 topic bw` does.
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cstdio>
 
 #include "BandwidthMeter.h"
 #include "CommandOptions.h"
+#include "NodeOptions.h"
+#include "RosClock.h"
 #include "ToolDomain.h"
 #include "TopicTaps.h"
 #include "Verb.h"
 
 namespace qorCli {
 namespace {
-
-double monotonicSeconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 void print(const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
@@ -32,23 +28,32 @@ class TopicBwVerb : public Verb {
                           "maximum window size, in # of messages, for calculating rate "
                           "(default: 100)");
         addQosOptions(app, m_qos, "subscribe", "sensor_data");
+        addDirectNodeOptions(
+            app, m_node,
+            adaptingNodeUse(
+                "here: the bandwidth is timed by the rosgraph_msgs/msg/Clock messages on /clock"));
     }
 
     int run() override {
         const std::size_t window = measuringWindow(m_app, m_window, BandwidthMeter::kDefaultWindow);
-        TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment());
+        const std::int8_t domain = domainFromEnvironment();
+        RosClock clock(m_node.useSimTime, domain);
+        // ROS time in seconds, as ros2 times the samples with its node's clock.
+        const auto seconds = [&clock] { return static_cast<double>(clock.now()) * 1e-9; };
+        TopicTaps taps({m_topic}, "", m_qos, domain, m_node.spinTime);
         print(subscribedLine(m_topic));
         BandwidthMeter meter(window);
         taps.measure(
             [&](std::size_t, const TappedSample& sample) {
-                meter.add(sample.serializedBytes, monotonicSeconds());
+                meter.add(sample.serializedBytes, seconds());
                 return true;
             },
             [&] {
-                if (const auto text = meter.report(monotonicSeconds())) {
+                if (const auto text = meter.report(seconds())) {
                     print(*text);
                 }
-            });
+            },
+            clock);
         return 0;
     }
 
@@ -57,6 +62,7 @@ class TopicBwVerb : public Verb {
     std::string m_topic;
     std::optional<std::uint64_t> m_window;
     QosFlags m_qos;
+    NodeFlags m_node;
 };
 
 }  // namespace

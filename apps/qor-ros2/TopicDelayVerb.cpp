@@ -2,11 +2,12 @@
 // their header to their arrival, as `ros2 topic delay` does.
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cstdio>
 
 #include "CommandOptions.h"
 #include "DelayMeter.h"
+#include "NodeOptions.h"
+#include "RosClock.h"
 #include "ToolDomain.h"
 #include "TopicTaps.h"
 #include "Verb.h"
@@ -27,21 +28,25 @@ class TopicDelayVerb : public Verb {
                           "window size, in # of messages, for calculating rate, string to "
                           "(default: 10000)");
         addQosOptions(app, m_qos, "subscribe", "sensor_data");
+        addDirectNodeOptions(
+            app, m_node,
+            adaptingNodeUse(
+                "here: a message's delay is the time of the last rosgraph_msgs/msg/Clock on /clock "
+                "less its stamp, and reports follow that clock's seconds"));
     }
 
     int run() override {
         const std::size_t window = measuringWindow(m_app, m_window, DelayMeter::kDefaultWindow);
-        TopicTaps taps({m_topic}, "", m_qos, domainFromEnvironment());
+        const std::int8_t domain = domainFromEnvironment();
+        RosClock clock(m_node.useSimTime, domain);
+        TopicTaps taps({m_topic}, "", m_qos, domain, m_node.spinTime);
         DelayMeter meter(window);
         const bool stamped = taps.measure(
             [&](std::size_t, const TappedSample& sample) {
                 if (!sample.headerStampNanoseconds.has_value()) {
                     return false;
                 }
-                // ROS time without a simulation clock: the system's time.
-                const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                    std::chrono::system_clock::now().time_since_epoch());
-                if (const auto notice = meter.add(*sample.headerStampNanoseconds, now.count())) {
+                if (const auto notice = meter.add(*sample.headerStampNanoseconds, clock.now())) {
                     print(*notice);
                 }
                 return true;
@@ -50,7 +55,8 @@ class TopicDelayVerb : public Verb {
                 if (const auto text = meter.report()) {
                     print(*text);
                 }
-            });
+            },
+            clock);
         if (!stamped) {
             // As ros2 does, at the first message of a type without a header.
             std::fprintf(stderr, "%s\n", kNoHeaderMessage);
@@ -64,6 +70,7 @@ class TopicDelayVerb : public Verb {
     std::string m_topic;
     std::optional<std::uint64_t> m_window;
     QosFlags m_qos;
+    NodeFlags m_node;
 };
 
 }  // namespace

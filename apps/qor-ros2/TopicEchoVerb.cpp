@@ -2,12 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <optional>
 
 #include "CommandFailure.h"
 #include "CommandOptions.h"
 #include "DiscoveredType.h"
 #include "ImagePng.h"
+#include "MessageFilter.h"
+#include "NodeOptions.h"
 #include "QosArguments.h"
 #include "ToolDomain.h"
 #include "UsageError.h"
@@ -21,7 +25,11 @@ constexpr std::uint64_t kDefaultTruncateLength = 128;
 
 class TopicEchoVerb : public Verb {
   public:
-    explicit TopicEchoVerb(CLI::App& app) {
+    explicit TopicEchoVerb(CLI::App& app) : m_app(app) {
+        addStrategyNodeOptions(
+            app, m_node,
+            adaptingNodeUse("here: --timeout counts the seconds of the rosgraph_msgs/msg/Clock "
+                            "messages on /clock"));
         addPositional(app, "topic_name", m_topic, true,
                       "Name of the ROS topic to listen to (e.g. '/chatter')");
         addPositional(app, "message_type", m_type, false,
@@ -44,7 +52,17 @@ class TopicEchoVerb : public Verb {
         addFlag(app, "--no-str", m_format.noStrings, "Don't print string fields of messages");
         addFlag(app, "--flow-style", m_format.flowStyle,
                 "Print collections in the block style (not available with csv format)");
+        addFlag(app, "--lost-messages", m_lostMessages, "DEPRECATED: Does nothing");
+        addFlag(app, "--no-lost-messages", m_noLostMessages,
+                "Don't report when a message is lost (qor-ros2 does not report lost messages, "
+                "so this changes nothing)");
+        addFlag(app, "--raw", m_raw, "Echo the raw binary representation");
+        addText(app, "--filter", m_filter, "FILTER_EXPR",
+                "Python expression to filter messages that are printed. Expression can use "
+                "Python builtins as well as m (the message). qor-ros2 evaluates " +
+                    std::string(kFilterSubset));
         addFlag(app, "--once", m_once, "Print the first message received and then exit.");
+        addPositiveFloat(app, "--timeout", m_timeout, "N", "Set a timeout in seconds for waiting");
         addText(app, "--save", m_savePath, "FILE.png",
                 "Write each sensor_msgs/msg/Image received to this PNG file instead of printing "
                 "it (encodings " +
@@ -52,6 +70,17 @@ class TopicEchoVerb : public Verb {
     }
 
     int run() override {
+        if (m_lostMessages) {
+            std::fprintf(stderr,
+                         "WARNING: '--lost-messages' is deprecated; lost messages are reported by "
+                         "default\n");
+        }
+        if (m_raw && !m_savePath.empty()) {
+            throw UsageError("option --save takes decoded images; it cannot be used with --raw");
+        }
+        // Refused before anything is subscribed, as ros2 compiles the expression first.
+        const std::unique_ptr<MessageFilter> filter =
+            m_filter.empty() ? nullptr : std::make_unique<MessageFilter>("--filter", m_filter);
         TopicOptions options;
         options.topic = m_topic;
         options.domain = domainFromEnvironment();
@@ -75,12 +104,20 @@ class TopicEchoVerb : public Verb {
             throw UsageError("option --save works for sensor_msgs/msg/Image only, not " +
                              type->name);
         }
-        options.qos = subscriptionQos(discovery, m_topic, m_qos);
+        options.qos = subscriptionQos(discovery, m_topic, m_qos, m_node.spinTime);
         options.savePath = m_savePath;
+        options.raw = m_raw;
+        options.filter = filter.get();
+        if (given(m_app, "--timeout")) {
+            options.timeout = m_timeout;
+        }
+        options.useSimTime = m_node.useSimTime;
         return type->echo(options);
     }
 
   private:
+    const CLI::App& m_app;
+    NodeFlags m_node;
     std::string m_topic;
     std::string m_type;
     QosFlags m_qos;
@@ -89,6 +126,11 @@ class TopicEchoVerb : public Verb {
     EchoFormat m_format;
     bool m_fullLength = false;
     std::optional<std::uint64_t> m_truncateLength;
+    bool m_lostMessages = false;
+    bool m_noLostMessages = false;
+    bool m_raw = false;
+    std::string m_filter;
+    double m_timeout = 0.0;
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "CommandOptions.h"
+#include "NodeOptions.h"
 #include "ToolDomain.h"
 #include "TopicListing.h"
 #include "Verb.h"
@@ -15,6 +16,7 @@ namespace {
 class TopicFindVerb : public Verb {
   public:
     explicit TopicFindVerb(CLI::App& app) : m_app(app) {
+        addStrategyNodeOptions(app, m_node, listingNodeUse());
         addPositional(app, "topic_type", m_type, true,
                       "Name of the ROS topic type to filter for (e.g. 'std_msg/msg/String')");
         addFlag(app, "-c,--count-topics", m_countOnly,
@@ -26,7 +28,7 @@ class TopicFindVerb : public Verb {
         std::string text;
         std::size_t count = 0;
         for (const qorROS2::DiscoveredTopic& topic :
-             settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app))) {
+             settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app), m_node.spinTime)) {
             // The whole type name must match, as ros2 compares it.
             if (std::find(topic.types.begin(), topic.types.end(), m_type) != topic.types.end()) {
                 text += topic.name + "\n";
@@ -42,6 +44,7 @@ class TopicFindVerb : public Verb {
 
   private:
     const CLI::App& m_app;
+    NodeFlags m_node;
     std::string m_type;
     bool m_countOnly = false;
 };

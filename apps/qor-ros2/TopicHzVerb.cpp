@@ -2,12 +2,15 @@
 // `ros2 topic hz` does.
 
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <cstdio>
+#include <memory>
 
 #include "CommandOptions.h"
+#include "MessageFilter.h"
 #include "MessageTypes.h"
+#include "NodeOptions.h"
 #include "RateMeter.h"
+#include "RosClock.h"
 #include "ToolDomain.h"
 #include "TopicTaps.h"
 #include "UsageError.h"
@@ -38,7 +41,19 @@ class TopicHzVerb : public Verb {
                        "each topic's endpoints announce");
         addNonNegativeInt(app, "-w,--window", m_window, "WINDOW",
                           "window size, in # of messages, for calculating rate (default: 10000)");
+        addText(app, "--filter", m_filter, "EXPR",
+                "only measure messages matching the specified Python expression (qor-ros2 "
+                "evaluates " +
+                    std::string(kFilterSubset) + ")");
+        addFlag(app, "--wall-time", m_wallTime,
+                "calculates rate using wall time which can be helpful when clock is not "
+                "published during simulation");
         addQosOptions(app, m_qos, "subscribe", "sensor_data");
+        addDirectNodeOptions(
+            app, m_node,
+            adaptingNodeUse(
+                "here: the rate is timed by the rosgraph_msgs/msg/Clock messages on /clock, unless "
+                "--wall-time"));
     }
 
     int run() override {
@@ -49,7 +64,14 @@ class TopicHzVerb : public Verb {
             type = topics.back();
             topics.pop_back();
         }
-        TopicTaps taps(topics, type, m_qos, domainFromEnvironment());
+        const std::int8_t domain = domainFromEnvironment();
+        const std::unique_ptr<MessageFilter> filter =
+            m_filter.empty() ? nullptr : std::make_unique<MessageFilter>("--filter", m_filter);
+        RosClock clock(m_node.useSimTime, domain);
+        TopicTaps taps(topics, type, m_qos, domain, m_node.spinTime);
+        for (std::size_t topic = 0; filter != nullptr && topic < taps.size(); ++topic) {
+            filter->check(taps.prototype(topic));
+        }
         RateMeter meter(window);
         const auto report = [&] {
             if (const auto text = meter.report(topics)) {
@@ -60,11 +82,11 @@ class TopicHzVerb : public Verb {
         // One topic is reported as its messages come; several in one table a second.
         const bool table = topics.size() > 1;
         taps.measure(
-            [&](std::size_t topic, const TappedSample&) {
-                // ROS time without a simulation clock: the system's time.
-                const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
-                    std::chrono::system_clock::now().time_since_epoch());
-                meter.add(taps.topic(topic), now.count());
+            [&](std::size_t topic, const TappedSample& sample) {
+                if (filter != nullptr && !filter->matches(sample.message)) {
+                    return true;
+                }
+                meter.add(taps.topic(topic), m_wallTime ? systemNanoseconds() : clock.now());
                 if (!table) {
                     report();
                 }
@@ -74,7 +96,8 @@ class TopicHzVerb : public Verb {
                 if (table) {
                     report();
                 }
-            });
+            },
+            clock);
         return 0;
     }
 
@@ -82,7 +105,10 @@ class TopicHzVerb : public Verb {
     const CLI::App& m_app;
     std::vector<std::string> m_words;
     std::optional<std::uint64_t> m_window;
+    std::string m_filter;
+    bool m_wallTime = false;
     QosFlags m_qos;
+    NodeFlags m_node;
 };
 
 }  // namespace

@@ -88,9 +88,10 @@ GraphOutput topicInfoOutput(const std::string& topic,
     return output;
 }
 
-int topicInfoCommand(const std::string& topic, bool verbose, std::int8_t domain) {
+int topicInfoCommand(const std::string& topic, bool verbose, std::int8_t domain,
+                     const std::optional<double>& spinTime) {
     const qorROS2::TopicDiscovery discovery(domain);
-    waitForSettledGraph(discovery);
+    waitForSettledGraph(discovery, spinTime);
     const GraphOutput output = topicInfoOutput(topic, discovery.endpoints(), verbose);
     std::fputs(output.err.c_str(), stderr);
     std::fputs(output.out.c_str(), stdout);

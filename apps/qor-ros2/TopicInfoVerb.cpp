@@ -4,6 +4,7 @@
 
 #include "CommandOptions.h"
 #include "GraphVerbs.h"
+#include "NodeOptions.h"
 #include "ToolDomain.h"
 #include "Verb.h"
 
@@ -13,6 +14,7 @@ namespace {
 class TopicInfoVerb : public Verb {
   public:
     explicit TopicInfoVerb(CLI::App& app) {
+        addStrategyNodeOptions(app, m_node, listingNodeUse());
         addPositional(app, "topic_name", m_topic, true,
                       "Name of the ROS topic to get info (e.g. '/chatter')");
         addFlag(app, "-v,--verbose", m_verbose,
@@ -20,9 +22,12 @@ class TopicInfoVerb : public Verb {
                 "GUID and QoS Profile of the publishers and subscribers to this topic");
     }
 
-    int run() override { return topicInfoCommand(m_topic, m_verbose, domainFromEnvironment()); }
+    int run() override {
+        return topicInfoCommand(m_topic, m_verbose, domainFromEnvironment(), m_node.spinTime);
+    }
 
   private:
+    NodeFlags m_node;
     std::string m_topic;
     bool m_verbose = false;
 };

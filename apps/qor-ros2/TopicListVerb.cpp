@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "CommandOptions.h"
+#include "NodeOptions.h"
 #include "ToolDomain.h"
 #include "TopicListing.h"
 #include "Verb.h"
@@ -14,6 +15,7 @@ namespace {
 class TopicListVerb : public Verb {
   public:
     explicit TopicListVerb(CLI::App& app) : m_app(app) {
+        addStrategyNodeOptions(app, m_node, listingNodeUse());
         addFlag(app, "-t,--show-types", m_showTypes, "Additionally show the topic type");
         addFlag(app, "-c,--count-topics", m_countOnly,
                 "Only display the number of topics discovered");
@@ -21,7 +23,8 @@ class TopicListVerb : public Verb {
     }
 
     int run() override {
-        const auto topics = settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app));
+        const auto topics =
+            settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app), m_node.spinTime);
         if (m_countOnly) {
             std::printf("%zu\n", topics.size());
             return 0;
@@ -44,6 +47,7 @@ class TopicListVerb : public Verb {
 
   private:
     const CLI::App& m_app;
+    NodeFlags m_node;
     bool m_showTypes = false;
     bool m_countOnly = false;
 };

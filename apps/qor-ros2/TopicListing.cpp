@@ -29,9 +29,10 @@ std::vector<std::string> topicsSummary(const qorROS2::TopicDiscovery& discovery)
     return summary;
 }
 
-std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden) {
+std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden,
+                                                    const std::optional<double>& spinTime) {
     const qorROS2::TopicDiscovery discovery(domain);
-    waitUntilSettled([&] { return topicsSummary(discovery); });
+    waitUntilSettled([&] { return topicsSummary(discovery); }, spinTime);
     std::vector<qorROS2::DiscoveredTopic> topics;
     for (qorROS2::DiscoveredTopic& topic : discovery.topics()) {
         if (includeHidden || !isHiddenTopic(topic.name)) {

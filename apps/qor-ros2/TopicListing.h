@@ -4,6 +4,7 @@
 // sorted, hidden topics left out unless asked for.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,10 @@ bool isHiddenTopic(const std::string& topic);
 /// What discovery sees of the topics: names and types, in one list that changes whenever they do.
 std::vector<std::string> topicsSummary(const qorROS2::TopicDiscovery& discovery);
 
-/// The topics of `domain` once discovery has settled; hidden ones only with `includeHidden`.
-std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden);
+/// The topics of `domain` once discovery has settled (or after `spinTime` seconds, when given);
+/// hidden ones only with `includeHidden`.
+std::vector<qorROS2::DiscoveredTopic> settledTopics(std::int8_t domain, bool includeHidden,
+                                                    const std::optional<double>& spinTime);
 
 /// Whether --include-hidden-topics was given to `verb` or to its command.
 bool includeHiddenTopics(const CLI::App& verb);

@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "EchoFormat.h"
+#include "MessageFilter.h"
 #include "qorROS2/QOS.h"
 
 namespace qorCli {
@@ -20,11 +22,18 @@ struct TopicOptions {
     std::uint64_t printEvery = 1;    ///< pub: print every N-th message sent; 0 prints none
     std::uint64_t waitMatching = 0;  ///< pub: matched subscriptions to wait for before sending
     double keepAlive = 0.1;          ///< pub: seconds the publisher stays after the last message
-    bool once = false;               ///< echo: one message, then exit
-    std::string savePath;            ///< echo: save images here as PNG
-    EchoFormat echoFormat;           ///< echo: what of each message is printed, and how
-    qorROS2::QOS qos;                ///< the QoS of the publisher or subscription
-    std::int8_t domain = 0;          ///< DDS domain, from ROS_DOMAIN_ID
+    /// pub: seconds of waiting for the subscriptions after which it gives up; none waits on
+    std::optional<double> maxWaitSeconds;
+    bool once = false;                      ///< echo: one message, then exit
+    std::string savePath;                   ///< echo: save images here as PNG
+    EchoFormat echoFormat;                  ///< echo: what of each message is printed, and how
+    bool raw = false;                       ///< echo: print each sample's bytes instead
+    const MessageFilter* filter = nullptr;  ///< echo: print only the messages it matches
+    std::optional<double> timeout;          ///< echo: seconds of ROS time after which it ends
+    bool useSimTime = false;                ///< ROS time is the /clock's (-s/--use-sim-time)
+    std::optional<double> spinTime;         ///< pub: longest wait for the first /clock with -s
+    qorROS2::QOS qos;                       ///< the QoS of the publisher or subscription
+    std::int8_t domain = 0;                 ///< DDS domain, from ROS_DOMAIN_ID
 };
 
 }  // namespace qorCli

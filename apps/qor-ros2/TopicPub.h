@@ -7,9 +7,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
+#include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "RecordToRepr.h"
+#include "RosClock.h"
 #include "StopSignal.h"
 #include "TopicOptions.h"
 #include "YamlToRecord.h"
@@ -34,28 +38,62 @@ inline std::chrono::steady_clock::duration clockDuration(double seconds) {
         std::chrono::duration<double>(std::min(seconds, kLongest)));
 }
 
-template <typename Record>
-int publishTopic(const TopicOptions& options) {
-    // The values are checked before any endpoint exists: bad input sends nothing.
-    const Record message = recordFromYaml<Record>(options.values);
-    qorROS2::Publisher<Record> publisher(options.topic, options.qos, options.domain);
-    for (int polls = 0; publisher.matchedSubscriptions() < options.waitMatching; ++polls) {
+/// How long ros2's node spins before it publishes, which is how long a simulation clock has to
+/// send its first message.
+inline constexpr double kDefaultSpinTime = 0.5;
+
+/// Waits, polling every kMatchPoll, until `publisher` has matched `wanted` subscriptions, saying
+/// so once a second. With `maxWaitSeconds`, gives up as ros2 does: after that many polls' worth
+/// of waiting, with std::runtime_error in ros2's words. Returns false on Ctrl-C.
+template <typename Publisher>
+bool waitForSubscriptions(const Publisher& publisher, std::uint64_t wanted,
+                          const std::optional<double>& maxWaitSeconds) {
+    // ros2 adds up its sleeps, so a limit of 1 s ends after 11 of them, not 10.
+    double waited = 0.0;
+    for (int polls = 0; publisher.matchedSubscriptions() < wanted; ++polls) {
         if (stopRequested()) {
-            return 0;
+            return false;
         }
         if (polls % kPollsBetweenWaitingLines == 0) {
             std::printf("Waiting for at least %llu matching subscription(s)...\n",
-                        static_cast<unsigned long long>(options.waitMatching));
+                        static_cast<unsigned long long>(wanted));
             std::fflush(stdout);
         }
+        if (maxWaitSeconds && *maxWaitSeconds <= waited) {
+            // "subcribers" is ros2's spelling.
+            throw std::runtime_error("Timed out waiting for subscribers: Expected " +
+                                     std::to_string(wanted) + " subcribers but only got " +
+                                     std::to_string(publisher.matchedSubscriptions()) +
+                                     " subscribers");
+        }
         std::this_thread::sleep_for(kMatchPoll);
+        waited += std::chrono::duration<double>(kMatchPoll).count();
+    }
+    return true;
+}
+
+template <typename Record>
+int publishTopic(const TopicOptions& options) {
+    // The values are checked before any endpoint exists: bad input sends nothing.
+    Record message{};
+    StampFields stamps;
+    fillRecordFromYaml(options.values, message, &stamps);
+    RosClock clock(options.useSimTime, options.domain);
+    qorROS2::Publisher<Record> publisher(options.topic, options.qos, options.domain);
+    if (options.waitMatching == 0 && options.maxWaitSeconds) {
+        throw std::runtime_error(
+            "--max-wait-time-secs option is only effective with --wait-matching-subscriptions, "
+            "--once or --times");
+    }
+    clock.waitForFirstMessage(options.spinTime.value_or(kDefaultSpinTime));
+    if (!waitForSubscriptions(publisher, options.waitMatching, options.maxWaitSeconds)) {
+        return 0;
     }
     if (options.waitMatching > 0) {
         std::this_thread::sleep_for(kMatchSettle);
     }
     std::printf("publisher: beginning loop\n");
     std::fflush(stdout);
-    const std::string text = recordToRepr(message);
     const auto period = clockDuration(1.0 / options.rate);
     auto next = std::chrono::steady_clock::now();
     for (std::uint64_t sent = 0; (options.times == 0 || sent < options.times) && !stopRequested();
@@ -68,10 +106,16 @@ int publishTopic(const TopicOptions& options) {
                 break;
             }
         }
+        // Every stamp of one message is the same instant, as ros2 reads its clock once.
+        const qorROS2::builtinInterfaces::Time now =
+            stamps.empty() ? qorROS2::builtinInterfaces::Time{} : rosTimeOf(clock.now());
+        for (qorROS2::builtinInterfaces::Time* stamp : stamps) {
+            *stamp = now;
+        }
         if (options.printEvery != 0 && (sent + 1) % options.printEvery == 0) {
             // ros2 prints the message's repr and a blank line after it.
             std::printf("publishing #%llu: %s\n\n", static_cast<unsigned long long>(sent + 1),
-                        text.c_str());
+                        recordToRepr(message).c_str());
             std::fflush(stdout);
         }
         if (!publisher.sendMessage(message)) {

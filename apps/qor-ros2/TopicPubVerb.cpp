@@ -6,11 +6,13 @@
 #include "CommandFailure.h"
 #include "CommandOptions.h"
 #include "DiscoveredType.h"
+#include "NodeOptions.h"
 #include "QosArguments.h"
 #include "ToolDomain.h"
 #include "UsageError.h"
 #include "Verb.h"
 #include "YamlToRecord.h"
+#include "qorROS2/NodeIdentity.h"
 
 namespace qorCli {
 namespace {
@@ -36,10 +38,22 @@ class TopicPubVerb : public Verb {
                           "Wait until finding the specified number of matching subscriptions. "
                           "Defaults to 1 when using \"-1\"/\"--once\"/\"--times\", otherwise "
                           "defaults to 0.");
+        addPositiveFloat(app, "--max-wait-time-secs", m_maxWaitSeconds, "MAX_WAIT_TIME_SECS",
+                         "This sets the maximum wait time in seconds if "
+                         "--wait-until-matching-subscriptions is set. By default, this flag is not "
+                         "set meaning the subscriber will wait endlessly.");
         addPositiveFloat(app, "--keep-alive", m_keepAlive, "N",
                          "Keep publishing node alive for N seconds after the last msg (default: "
                          "0.1)");
+        addText(app, "-n,--node-name", m_nodeName, "NODE_NAME",
+                "Name of the created publishing node");
         addQosOptions(app, m_qos, "publish", "system_default");
+        addDirectNodeOptions(
+            app, m_node,
+            {"qor-ros2 has no daemon: with -s, this is the longest wait for the first "
+             "rosgraph_msgs/msg/Clock on /clock before publishing (default 0.5 s)",
+             "here: the stamps given as 'now' or 'auto' take the time of the "
+             "rosgraph_msgs/msg/Clock messages on /clock, 0 until the first comes"});
     }
 
     int run() override {
@@ -47,6 +61,10 @@ class TopicPubVerb : public Verb {
             throw ArgumentError(m_app, "argument -t/--times: not allowed with argument -1/--once");
         }
         const MessageType& type = passedMessageType(m_type);
+        if (given(m_app, "--node-name")) {
+            // The publishing node is this process's node, as ros2's is the verb's own.
+            qorROS2::setNodeIdentity(m_nodeName, qorROS2::nodeIdentity().nameSpace);
+        }
         TopicOptions options;
         options.topic = m_topic;
         options.values = m_app.count("values") > 0 ? m_values : "{}";
@@ -60,6 +78,11 @@ class TopicPubVerb : public Verb {
             print < 0 ? 0 - static_cast<std::uint64_t>(print) : static_cast<std::uint64_t>(print);
         options.waitMatching = m_waitMatching.value_or(options.times != 0 ? 1 : 0);
         options.keepAlive = m_keepAlive;
+        if (given(m_app, "--max-wait-time-secs")) {
+            options.maxWaitSeconds = m_maxWaitSeconds;
+        }
+        options.useSimTime = m_node.useSimTime;
+        options.spinTime = m_node.spinTime;
         options.qos = qosFromFlags(m_qos.profile.empty() ? "system_default" : m_qos.profile, m_qos,
                                    QosRole::PUBLISHER);
         options.domain = domainFromEnvironment();
@@ -81,8 +104,11 @@ class TopicPubVerb : public Verb {
     bool m_once = false;
     std::optional<std::uint64_t> m_times;
     std::optional<std::uint64_t> m_waitMatching;
+    double m_maxWaitSeconds = 0.0;
     double m_keepAlive = 0.1;
+    std::string m_nodeName;
     QosFlags m_qos;
+    NodeFlags m_node;
 };
 
 }  // namespace

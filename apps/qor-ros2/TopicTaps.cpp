@@ -21,22 +21,23 @@ std::size_t measuringWindow(const CLI::App& verb, const std::optional<std::uint6
 }
 
 TopicTaps::TopicTaps(const std::vector<std::string>& topics, const std::string& typeName,
-                     const QosFlags& qos, std::int8_t domain)
+                     const QosFlags& qos, std::int8_t domain, const std::optional<double>& spinTime)
     : m_discovery(domain), m_topics(topics) {
     const MessageType* given = typeName.empty() ? nullptr : &passedMessageType(typeName);
     for (const std::string& topic : topics) {
         // One topic after the other, each waited for until it is published, as ros2 does.
         const MessageType& type = given != nullptr ? *given : awaitedType(m_discovery, topic);
-        m_taps.push_back(type.tap(topic, subscriptionQos(m_discovery, topic, qos), domain));
+        m_taps.push_back(
+            type.tap(topic, subscriptionQos(m_discovery, topic, qos, spinTime), domain));
         // Ctrl-C while looking for the publishers' QoS: the verb prints nothing more.
         throwIfStopRequested();
     }
 }
 
 bool TopicTaps::measure(const std::function<bool(std::size_t, const TappedSample&)>& sample,
-                        const std::function<void()>& second) {
+                        const std::function<void()>& second, RosClock& clock) {
     TappedSample taken;
-    auto nextSecond = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    RosTimer everySecond(clock, std::chrono::seconds(1));
     while (!stopRequested()) {
         bool any = false;
         for (std::size_t index = 0; index < m_taps.size(); ++index) {
@@ -47,8 +48,7 @@ bool TopicTaps::measure(const std::function<bool(std::size_t, const TappedSample
                 }
             }
         }
-        if (std::chrono::steady_clock::now() >= nextSecond) {
-            nextSecond += std::chrono::seconds(1);
+        if (everySecond.due()) {
             second();
         }
         if (!any) {

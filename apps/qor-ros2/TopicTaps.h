@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "QosArguments.h"
+#include "RosClock.h"
 #include "SampleTap.h"
 #include "qorROS2/TopicDiscovery.h"
 
@@ -30,19 +31,21 @@ class TopicTaps {
     /// Subscribes to each of `topics` in `domain`, with the type named `typeName` or, when it is
     /// empty, the type each topic's endpoints announce (waiting, after ros2's warning, for a
     /// topic that nobody publishes yet), and with the QoS `qos` asks for or that adapts to the
-    /// publishers found. Throws CommandFailure, in ros2's words, for a type it cannot use, and
-    /// StopRequested on Ctrl-C.
+    /// publishers found (within `spinTime` seconds, when given). Throws CommandFailure, in ros2's
+    /// words, for a type it cannot use, and StopRequested on Ctrl-C.
     TopicTaps(const std::vector<std::string>& topics, const std::string& typeName,
-              const QosFlags& qos, std::int8_t domain);
+              const QosFlags& qos, std::int8_t domain, const std::optional<double>& spinTime);
 
     std::size_t size() const { return m_taps.size(); }
     const std::string& topic(std::size_t index) const { return m_topics[index]; }
+    /// A message of the type of topic `index` at its defaults, as a --filter sees it.
+    PythonValue prototype(std::size_t index) const { return m_taps[index]->prototype(); }
 
     /// Takes the samples of every topic as they come until Ctrl-C, calling `sample` with the
-    /// topic's index for each and `second` once a second. Returns early, false, when `sample`
-    /// returns false; true once stopped.
+    /// topic's index for each and `second` once a second of `clock`, as ros2's timers run on
+    /// its node's clock. Returns early, false, when `sample` returns false; true once stopped.
     bool measure(const std::function<bool(std::size_t topic, const TappedSample&)>& sample,
-                 const std::function<void()>& second);
+                 const std::function<void()>& second, RosClock& clock);
 
   private:
     // Declared first, so it outlives the taps: its participant is theirs.

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "CommandOptions.h"
+#include "NodeOptions.h"
 #include "ToolDomain.h"
 #include "TopicListing.h"
 #include "Verb.h"
@@ -15,6 +16,7 @@ namespace {
 class TopicTypeVerb : public Verb {
   public:
     explicit TopicTypeVerb(CLI::App& app) : m_app(app) {
+        addStrategyNodeOptions(app, m_node, listingNodeUse());
         addPositional(app, "topic_name", m_topic, true,
                       "Name of the ROS topic to get type (e.g. '/chatter')");
         app.add_flag("--include-hidden-topics", "Consider hidden topics as well");
@@ -23,7 +25,7 @@ class TopicTypeVerb : public Verb {
     int run() override {
         // The name must match exactly, as ros2 compares it.
         for (const qorROS2::DiscoveredTopic& topic :
-             settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app))) {
+             settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app), m_node.spinTime)) {
             if (topic.name == m_topic) {
                 std::string text;
                 for (const std::string& type : topic.types) {
@@ -38,6 +40,7 @@ class TopicTypeVerb : public Verb {
 
   private:
     const CLI::App& m_app;
+    NodeFlags m_node;
     std::string m_topic;
 };
 

@@ -2,6 +2,8 @@
 
 // Fills a record from YAML values written as for `ros2 topic pub`: a mapping of field names,
 // nested mappings for nested records, sequences for arrays. Missing fields keep their zero value.
+// As ros2's pub does since Humble, a std_msgs/Header given as `auto` and a builtin_interfaces/Time
+// given as `now` are stamps to set as each message is sent.
 
 #include <yaml-cpp/yaml.h>
 
@@ -13,12 +15,19 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "FieldFilter.h"
 #include "UsageError.h"
 #include "qorROS2/MessageFields.h"
+#include "qorROS2/Messages.h"
 
 namespace qorCli {
+
+/// The stamps of a record that `topic pub` sets to the current time as it sends each message:
+/// each builtin_interfaces/Time field given as `now`, and the stamp of each std_msgs/Header
+/// given as `auto` (whose frame_id stays empty). They point into the record filled.
+using StampFields = std::vector<qorROS2::builtinInterfaces::Time*>;
 
 namespace detail {
 
@@ -107,10 +116,12 @@ inline bool parseCharacter(const std::string& text, unsigned char& out) {
 }
 
 template <typename Record>
-void readRecord(const YAML::Node& node, Record& record, const std::string& path);
+void readRecord(const YAML::Node& node, Record& record, const std::string& path,
+                StampFields* stamps);
 
 template <typename T>
-void readValue(const YAML::Node& node, T& out, const std::string& path, const char* rosElement);
+void readValue(const YAML::Node& node, T& out, const std::string& path, const char* rosElement,
+               StampFields* stamps);
 
 template <typename T>
 void readScalar(const YAML::Node& node, T& out, const std::string& path, const char* rosElement) {
@@ -170,9 +181,10 @@ void readScalar(const YAML::Node& node, T& out, const std::string& path, const c
 }
 
 template <typename T>
-void readValue(const YAML::Node& node, T& out, const std::string& path, const char* rosElement) {
+void readValue(const YAML::Node& node, T& out, const std::string& path, const char* rosElement,
+               StampFields* stamps) {
     if constexpr (qorROS2::isMessageRecord<T>) {
-        readRecord(node, out, path);
+        readRecord(node, out, path, stamps);
     } else if constexpr (qorROS2::isSequence<T>) {
         if (node.IsNull()) {
             out.clear();
@@ -183,24 +195,54 @@ void readValue(const YAML::Node& node, T& out, const std::string& path, const ch
         }
         out.resize(node.size());
         for (std::size_t i = 0; i < node.size(); ++i) {
-            typename T::value_type element{};
-            readValue(node[i], element, path + "[" + std::to_string(i) + "]", rosElement);
-            out[i] = element;
+            const std::string item = path + "[" + std::to_string(i) + "]";
+            if constexpr (std::is_same_v<typename T::value_type, bool>) {
+                // std::vector<bool> hands out no reference to its items.
+                bool element = false;
+                readValue(node[i], element, item, rosElement, stamps);
+                out[i] = element;
+            } else {
+                // In place: the stamps of a record in the sequence point into it.
+                out[i] = typename T::value_type{};
+                readValue(node[i], out[i], item, rosElement, stamps);
+            }
         }
     } else if constexpr (qorROS2::isFixedArray<T>) {
         if (!node.IsSequence() || node.size() != out.size()) {
             badValue(path, "a sequence of exactly " + std::to_string(out.size()) + " values", node);
         }
         for (std::size_t i = 0; i < out.size(); ++i) {
-            readValue(node[i], out[i], path + "[" + std::to_string(i) + "]", rosElement);
+            readValue(node[i], out[i], path + "[" + std::to_string(i) + "]", rosElement, stamps);
         }
     } else {
         readScalar(node, out, path, rosElement);
     }
 }
 
+// Whether `value`, given for a field of type `Member`, is a stamp to set when sending: `auto` for
+// a std_msgs/Header, `now` for a builtin_interfaces/Time. Takes the stamp into `stamps` if so.
+template <typename Member>
+bool takeStamp(const YAML::Node& value, Member& member, StampFields* stamps) {
+    if (stamps == nullptr || !value.IsScalar()) {
+        return false;
+    }
+    if constexpr (std::is_same_v<Member, qorROS2::stdMsgs::Header>) {
+        if (value.Scalar() == "auto") {
+            stamps->push_back(&member.stamp);
+            return true;
+        }
+    } else if constexpr (std::is_same_v<Member, qorROS2::builtinInterfaces::Time>) {
+        if (value.Scalar() == "now") {
+            stamps->push_back(&member);
+            return true;
+        }
+    }
+    return false;
+}
+
 template <typename Record>
-void readRecord(const YAML::Node& node, Record& record, const std::string& path) {
+void readRecord(const YAML::Node& node, Record& record, const std::string& path,
+                StampFields* stamps) {
     if (node.IsNull()) {
         return;
     }
@@ -231,9 +273,9 @@ void readRecord(const YAML::Node& node, Record& record, const std::string& path)
             return;
         }
         const YAML::Node value = node[field.name];
-        if (value.IsDefined()) {
+        if (value.IsDefined() && !takeStamp(value, member, stamps)) {
             readValue(value, member, path.empty() ? field.name : path + "." + field.name,
-                      field.rosElement);
+                      field.rosElement, stamps);
         }
     });
 }
@@ -249,14 +291,21 @@ inline YAML::Node loadValues(const std::string& values) {
     }
 }
 
+/// Fills `record`, at its defaults, as the YAML text `values` describes it; with `stamps`,
+/// `header: auto` and `stamp: now` are taken as stamps to set later, into `stamps`, which point
+/// into `record`. Throws UsageError as recordFromYaml() does.
+template <typename Record>
+void fillRecordFromYaml(const std::string& values, Record& record, StampFields* stamps) {
+    detail::readRecord(loadValues(values), record, "", stamps);
+}
+
 /// The record that the YAML text `values` describes. Throws UsageError naming the field when the
 /// text is not YAML, names a field the record does not have, or gives a value of the wrong type
 /// or (for a fixed array) length.
 template <typename Record>
 Record recordFromYaml(const std::string& values) {
-    const YAML::Node root = loadValues(values);
     Record record{};
-    detail::readRecord(root, record, "");
+    fillRecordFromYaml(values, record, nullptr);
     return record;
 }
 

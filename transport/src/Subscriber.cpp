@@ -29,7 +29,20 @@ class SubscriberState {
         using std::swap;
         swap(message, m_slot.record);
         m_lastSampleSize = m_slot.serializedSize;
+        if (m_slot.serializedBytes != nullptr) {
+            m_lastSampleBytes.swap(m_takenBytes);
+        }
         return true;
+    }
+
+    void keepSampleBytes() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_slot.serializedBytes = &m_takenBytes;
+    }
+
+    std::vector<std::uint8_t> lastSampleBytes() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_lastSampleBytes;
     }
 
     std::size_t lastSampleSize() {
@@ -44,6 +57,10 @@ class SubscriberState {
     std::mutex m_mutex;
     DecodeSlot<T> m_slot;
     std::size_t m_lastSampleSize = 0;
+    // The bytes of the sample being decoded and of the last one taken: a take that ends without
+    // a sample must not touch what lastSampleBytes() gives.
+    std::vector<std::uint8_t> m_takenBytes;
+    std::vector<std::uint8_t> m_lastSampleBytes;
 };
 
 }  // namespace detail
@@ -84,6 +101,18 @@ std::uint64_t Subscriber<T>::droppedSamples() const {
 template <typename T>
 std::size_t Subscriber<T>::lastSampleSize() const {
     return m_state != nullptr ? m_state->lastSampleSize() : 0;
+}
+
+template <typename T>
+void Subscriber<T>::keepSampleBytes() {
+    if (m_state != nullptr) {
+        m_state->keepSampleBytes();
+    }
+}
+
+template <typename T>
+std::vector<std::uint8_t> Subscriber<T>::lastSampleBytes() const {
+    return m_state != nullptr ? m_state->lastSampleBytes() : std::vector<std::uint8_t>{};
 }
 
 #define QORNTROS2_INSTANTIATE_SUBSCRIBER(Namespace, Name) \

@@ -56,6 +56,18 @@ ChildResult runCli(const std::string& arguments, int domain, bool withErrors) {
     return runLine(cliCommand(arguments, domain) + (withErrors ? " 2>&1" : " 2>/dev/null"));
 }
 
+ChildResult runCliUntilPrinted(const std::string& arguments, const std::string& printed,
+                               int domain) {
+    const std::string script = "out=$(mktemp); " + std::string(QOR_ROS2_CLI) + " " + arguments +
+                               " >\"$out\" 2>/dev/null & pid=$!; "
+                               "for i in $(seq 200); do " +
+                               printed +
+                               " && break; sleep 0.1; done; "
+                               "kill -INT $pid; wait $pid; code=$?; cat \"$out\"; rm -f \"$out\"; "
+                               "exit $code";
+    return runShellWithin("sh -c " + shellQuoted(script), domain, 40);
+}
+
 std::string shellQuoted(const std::string& text) {
     // Inside single quotes every character stands for itself; a single quote closes the
     // quoting, comes escaped, and reopens it.

@@ -26,6 +26,14 @@ ChildResult runShell(const std::string& command, int domain);
 /// As runShell, killed after `seconds` instead.
 ChildResult runShellWithin(const std::string& command, int domain, int seconds);
 
+/// Runs qor-ros2 with `arguments` until what it printed satisfies `printed` (a shell test of the
+/// file "$out" that holds its standard output) or 20 s have passed, then stops it as Ctrl-C would;
+/// killed after 40 s at most. Collects its standard output, not its errors. Waiting for the
+/// output rather than for a fixed time keeps a slow start on a busy machine (type discovery,
+/// matching) from cutting a measurement short.
+ChildResult runCliUntilPrinted(const std::string& arguments, const std::string& printed,
+                               int domain);
+
 /// `text` quoted for the shell as one word, whatever characters it holds.
 std::string shellQuoted(const std::string& text);
 

@@ -110,8 +110,9 @@ struct RefusedLine {
 
 TEST(CliArguments, MissingExtraAndMalformedArgumentsAreRefusedInArgparsesWords) {
     const std::string typeUsage =
-        "usage: qor-ros2 topic type [-h] [--include-hidden-topics] "
-        "topic_name\n";
+        "usage: qor-ros2 topic type [-h] [--spin-time SPIN_TIME] [-s] [--no-daemon]\n"
+        "                           [--include-hidden-topics]\n"
+        "                           topic_name\n";
     const std::string enclaveUsage = "usage: qor-ros2 security create_enclave [-h] ROOT NAME\n";
     const std::vector<RefusedLine> cases = {
         {"topic type", typeUsage,
@@ -120,7 +121,9 @@ TEST(CliArguments, MissingExtraAndMalformedArgumentsAreRefusedInArgparsesWords) 
          "qor-ros2 security create_enclave: error: the following arguments are required: ROOT, "
          "NAME\n"},
         {"topic type /a /b", typeUsage, "qor-ros2 topic type: error: unrecognized arguments: /b\n"},
-        {"node list -x", "usage: qor-ros2 node list [-h] [-a] [-c]\n",
+        {"node list -x",
+         "usage: qor-ros2 node list [-h] [--spin-time SPIN_TIME] [-s] [--no-daemon] [-a]\n"
+         "                          [-c]\n",
          "qor-ros2 node list: error: unrecognized arguments: -x\n"},
     };
     for (const RefusedLine& refused : cases) {

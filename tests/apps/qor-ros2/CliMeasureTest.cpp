@@ -5,10 +5,8 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <regex>
 #include <string>
-#include <utility>
 
 #include "ChildProcess.h"
 #include "RepeatingPublisher.h"
@@ -18,29 +16,11 @@ namespace {
 
 constexpr int kMeasureDomain = 103;
 
-// The shared repeating publisher, in this file's domain.
 template <typename Record>
-class RepeatingPublisher : public qorCliTest::RepeatingPublisher<Record> {
-  public:
-    RepeatingPublisher(const std::string& topic, std::function<Record()> next)
-        : qorCliTest::RepeatingPublisher<Record>(topic, kMeasureDomain, std::move(next)) {}
-};
+using RepeatingPublisher = qorCliTest::RepeatingPublisher<Record>;
 
-// Runs `arguments` until what it printed satisfies `printed` (a shell test of the file "$out"
-// that holds its standard output) or 20 s have passed, then stops the command as Ctrl-C would:
-// it exits with 2, as ros2 returns signal.SIGINT on KeyboardInterrupt. Waiting for the output
-// rather than for a fixed time keeps a slow start on a busy machine (type discovery, matching)
-// from cutting the measurement short.
 qorCliTest::ChildResult runUntilPrinted(const std::string& arguments, const std::string& printed) {
-    const std::string script = "out=$(mktemp); " + std::string(QOR_ROS2_CLI) + " " + arguments +
-                               " >\"$out\" 2>/dev/null & pid=$!; "
-                               "for i in $(seq 200); do " +
-                               printed +
-                               " && break; sleep 0.1; done; "
-                               "kill -INT $pid; wait $pid; code=$?; cat \"$out\"; rm -f \"$out\"; "
-                               "exit $code";
-    return qorCliTest::runShellWithin("sh -c " + qorCliTest::shellQuoted(script), kMeasureDomain,
-                                      40);
+    return qorCliTest::runCliUntilPrinted(arguments, printed, kMeasureDomain);
 }
 
 // A report of hz or delay ends with its window.
@@ -53,7 +33,7 @@ qorROS2::stdMsgs::String hello() {
 }
 
 TEST(CliMeasure, BwPrintsTheSizeOfEachSampleAsItCameOverTheWire) {
-    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/bw", hello);
+    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/bw", kMeasureDomain, hello);
     const auto result = runUntilPrinted("topic bw /cli/bw", "grep -q 'Message size mean' \"$out\"");
     EXPECT_EQ(result.exitCode, 2);
     ASSERT_EQ(result.output.rfind("Subscribed to [/cli/bw]\n", 0), 0U) << result.output;
@@ -70,17 +50,18 @@ TEST(CliMeasure, BwPrintsTheSizeOfEachSampleAsItCameOverTheWire) {
 }
 
 TEST(CliMeasure, DelayIsTheAgeOfTheHeaderStampOnArrival) {
-    const RepeatingPublisher<qorROS2::sensorMsgs::JointState> publisher("/cli/delay", [] {
-        // Stamped half a second in the past of the system clock.
-        const auto stamp =
-            std::chrono::system_clock::now().time_since_epoch() - std::chrono::milliseconds(500);
-        const auto nanoseconds =
-            std::chrono::duration_cast<std::chrono::nanoseconds>(stamp).count();
-        qorROS2::sensorMsgs::JointState state{};
-        state.header.stamp.sec = static_cast<std::int32_t>(nanoseconds / 1000000000);
-        state.header.stamp.nanosec = static_cast<std::uint32_t>(nanoseconds % 1000000000);
-        return state;
-    });
+    const RepeatingPublisher<qorROS2::sensorMsgs::JointState> publisher(
+        "/cli/delay", kMeasureDomain, [] {
+            // Stamped half a second in the past of the system clock.
+            const auto stamp = std::chrono::system_clock::now().time_since_epoch() -
+                               std::chrono::milliseconds(500);
+            const auto nanoseconds =
+                std::chrono::duration_cast<std::chrono::nanoseconds>(stamp).count();
+            qorROS2::sensorMsgs::JointState state{};
+            state.header.stamp.sec = static_cast<std::int32_t>(nanoseconds / 1000000000);
+            state.header.stamp.nanosec = static_cast<std::uint32_t>(nanoseconds % 1000000000);
+            return state;
+        });
     const auto result = runUntilPrinted("topic delay /cli/delay", kReportPrinted);
     EXPECT_EQ(result.exitCode, 2);
     const std::regex report(
@@ -93,7 +74,8 @@ TEST(CliMeasure, DelayIsTheAgeOfTheHeaderStampOnArrival) {
 }
 
 TEST(CliMeasure, DelayOfATypeWithoutHeaderSaysSoAndExitsWithOne) {
-    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/no_header", hello);
+    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/no_header", kMeasureDomain,
+                                                                 hello);
     const auto result = qorCliTest::runCli("topic delay /cli/no_header", kMeasureDomain, true);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.output, "msg does not have header\n");
@@ -101,7 +83,7 @@ TEST(CliMeasure, DelayOfATypeWithoutHeaderSaysSoAndExitsWithOne) {
 
 TEST(CliMeasure, HzPrintsTheRateOfOneTopicAsRos2Does) {
     const RepeatingPublisher<qorROS2::rosgraphMsgs::Clock> publisher(
-        "/cli/hz", [] { return qorROS2::rosgraphMsgs::Clock{}; });
+        "/cli/hz", kMeasureDomain, [] { return qorROS2::rosgraphMsgs::Clock{}; });
     const auto result = runUntilPrinted("topic hz /cli/hz rosgraph_msgs/msg/Clock", kReportPrinted);
     EXPECT_EQ(result.exitCode, 2);
     const std::regex report(
@@ -125,8 +107,8 @@ TEST(CliMeasure, HzPrintsTheRateOfOneTopicAsRos2Does) {
 }
 
 TEST(CliMeasure, HzOfSeveralTopicsPrintsTheirTable) {
-    const RepeatingPublisher<qorROS2::stdMsgs::String> first("/cli/hz_a", hello);
-    const RepeatingPublisher<qorROS2::stdMsgs::String> second("/cli/hz_b", hello);
+    const RepeatingPublisher<qorROS2::stdMsgs::String> first("/cli/hz_a", kMeasureDomain, hello);
+    const RepeatingPublisher<qorROS2::stdMsgs::String> second("/cli/hz_b", kMeasureDomain, hello);
     const auto result = runUntilPrinted("topic hz /cli/hz_a /cli/hz_b",
                                         "grep -A1 '^/cli/hz_a ' \"$out\" | grep -q '^/cli/hz_b '");
     EXPECT_EQ(result.exitCode, 2);
@@ -138,7 +120,8 @@ TEST(CliMeasure, HzOfSeveralTopicsPrintsTheirTable) {
 }
 
 TEST(CliMeasure, EchoPrintsOneFieldOrCsvAsAsked) {
-    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/echo_format", hello);
+    const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/echo_format", kMeasureDomain,
+                                                                 hello);
     const auto field = qorCliTest::runCli("topic echo --once --field data /cli/echo_format",
                                           kMeasureDomain, false);
     EXPECT_EQ(field.exitCode, 0);
@@ -154,11 +137,12 @@ TEST(CliMeasure, EchoPrintsOneFieldOrCsvAsAsked) {
 }
 
 TEST(CliMeasure, EchoCutsLongArraysAfter128UnlessToldOtherwise) {
-    const RepeatingPublisher<qorROS2::stdMsgs::Float64MultiArray> publisher("/cli/echo_long", [] {
-        qorROS2::stdMsgs::Float64MultiArray array{};
-        array.data.assign(200, 0.5);
-        return array;
-    });
+    const RepeatingPublisher<qorROS2::stdMsgs::Float64MultiArray> publisher(
+        "/cli/echo_long", kMeasureDomain, [] {
+            qorROS2::stdMsgs::Float64MultiArray array{};
+            array.data.assign(200, 0.5);
+            return array;
+        });
     const auto cut =
         qorCliTest::runCli("topic echo --once /cli/echo_long --no-str", kMeasureDomain, false);
     EXPECT_EQ(cut.exitCode, 0);

@@ -56,6 +56,14 @@ TEST(PythonText, ByteReprIsABytesLiteral) {
     EXPECT_EQ(pythonByteRepr(0xFF), "b'\\xff'");
 }
 
+TEST(PythonText, BytesReprQuotesAndEscapesAsPythonDoes) {
+    EXPECT_EQ(pythonBytesRepr(std::string("\0\1hi\n\t\r\\\x7f", 9)),
+              "b'\\x00\\x01hi\\n\\t\\r\\\\\\x7f'");
+    EXPECT_EQ(pythonBytesRepr("it's"), "b\"it's\"");
+    EXPECT_EQ(pythonBytesRepr("it's \"x\""), "b'it\\'s \"x\"'");
+    EXPECT_EQ(pythonBytesRepr(""), "b''");
+}
+
 TEST(PythonText, CenterPlacesTheOddSpaceAsPythonDoes) {
     EXPECT_EQ(pythonCenter("topic", 14), "    topic     ");
     EXPECT_EQ(pythonCenter("ab", 5), "  ab ");

@@ -36,11 +36,13 @@ std::set<std::string> exportedTransportFunctions() {
         ">::incompatibleSubscriptions() const",                                                 \
         "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name                                   \
         ">::incompatiblePublications() const",                                                  \
-        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::lastSampleSize() const",
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::lastSampleSize() const",      \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::keepSampleBytes()",           \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::lastSampleBytes() const",
 
 TEST(TransportSymbols, EveryRecordHasItsPublisherAndSubscriber) {
     const std::set<std::string> expected = {QORROS2_FOR_EACH_MESSAGE(QORNTROS2_EXPECTED_SYMBOLS)};
-    ASSERT_EQ(expected.size(), 8U * 89U);
+    ASSERT_EQ(expected.size(), 10U * 89U);
     const std::set<std::string> exported = exportedTransportFunctions();
     for (const std::string& name : expected) {
         EXPECT_EQ(exported.count(name), 1U) << name;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "qorROS2/Messages.h"
 #include "qorROS2/QOS.h"
@@ -61,6 +62,16 @@ class QORNTROS2_EXPORT Subscriber {
     /// over the wire: its CDR encoding with the 4-byte encapsulation header, the size ROS 2
     /// counts for `ros2 topic bw`. 0 before the first sample.
     std::size_t lastSampleSize() const;
+
+    /// From now on, receiveMessage() also keeps the bytes of the sample it takes, for
+    /// lastSampleBytes(). Off by default, as it copies every sample once more.
+    void keepSampleBytes();
+
+    /// The bytes of the sample the last successful receiveMessage() took, as the middleware
+    /// handed them over (what a raw ROS 2 subscription gets): the 4-byte encapsulation header,
+    /// then the CDR encoding, which a network pads with zeros to a multiple of 4 bytes.
+    /// lastSampleSize() of them. Empty before keepSampleBytes() and before the first sample.
+    std::vector<std::uint8_t> lastSampleBytes() const;
 
   private:
     std::unique_ptr<detail::SubscriberState<T>> m_state;

@@ -67,6 +67,9 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
                 cdr::decode(payload->data, payload->length, slot.record);
             if (result.ok()) {
                 slot.serializedSize = payload->length;
+                if (slot.serializedBytes != nullptr) {
+                    slot.serializedBytes->assign(payload->data, payload->data + payload->length);
+                }
                 return true;
             }
             if (slot.malformed != nullptr) {

@@ -4,7 +4,9 @@
 // type machinery.
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "detail/MalformedSampleReport.h"
 
@@ -35,6 +37,8 @@ struct DecodeSlot {
     T record{};
     MalformedSampleReport* malformed = nullptr;  ///< where dropped samples are counted
     std::size_t serializedSize = 0;  ///< bytes of the last sample decoded, header included
+    /// When set, receives the bytes of each sample decoded, header included.
+    std::vector<std::uint8_t>* serializedBytes = nullptr;
 };
 
 }  // namespace qorROS2::detail
