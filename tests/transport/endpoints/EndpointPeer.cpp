@@ -6,8 +6,9 @@
 //   qorNtROS2EndpointPeer ping <domain> <to-topic> <from-topic> <seconds>
 //       publishes a JointState on <to-topic> every 20 ms until it comes back on <from-topic>;
 //       exits 0 then, 1 when time runs out first (one topic for both asks this process itself)
-//   qorNtROS2EndpointPeer publish-images <domain> <topic> <width> <height> <qos> <seconds>
-//       publishes numbered rgb8 images every 20 ms; <qos> is "sensor" or "reliable"
+//   qorNtROS2EndpointPeer publish-images <domain> <topic> <width> <height> <qos> <seconds> [<ms>]
+//       publishes numbered rgb8 images every <ms> milliseconds (20 unless given); <qos> is
+//       "sensor" or "reliable"
 //   qorNtROS2EndpointPeer receive-images <domain> <topic> <width> <height> <qos> <count> <seconds>
 //       exits 0 once <count> images have arrived intact, 1 when time runs out first
 //   qorNtROS2EndpointPeer exit-holding-endpoints <domain> <topic>
@@ -104,7 +105,8 @@ int ping(std::int8_t domain, const std::string& to, const std::string& from,
     return 1;
 }
 
-int publishImages(const ImageStream& stream, Clock::time_point deadline) {
+int publishImages(const ImageStream& stream, Clock::time_point deadline,
+                  std::chrono::milliseconds period) {
     Publisher<sensorMsgs::Image> publisher(stream.topic, stream.qos, stream.domain);
     sensorMsgs::Image image{};
     image.width = stream.width;
@@ -118,7 +120,7 @@ int publishImages(const ImageStream& stream, Clock::time_point deadline) {
             image.data[i] = imageByte(i, number);
         }
         publisher.sendMessage(image);
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(period);
     }
     return 0;
 }
@@ -219,8 +221,9 @@ int main(int rawArgc, char** rawArgv) {
         if (argc == 6 && args[1] == "ping") {
             return ping(domainOf(argv[2]), args[3], args[4], deadlineOf(argv[5]));
         }
-        if (argc == 8 && args[1] == "publish-images") {
-            return publishImages(imageStreamOf(args), deadlineOf(argv[7]));
+        if ((argc == 8 || argc == 9) && args[1] == "publish-images") {
+            const std::chrono::milliseconds period(argc == 9 ? std::atoi(argv[8]) : 20);
+            return publishImages(imageStreamOf(args), deadlineOf(argv[7]), period);
         }
         if (argc == 9 && args[1] == "receive-images") {
             return receiveImages(imageStreamOf(args), std::atoi(argv[7]), deadlineOf(argv[8]));
