@@ -1,6 +1,40 @@
 #include "qorROS2/QosProfiles.h"
 
 namespace qorROS2 {
+namespace {
+
+struct ValueName {
+    std::uint32_t value;
+    const char* name;
+};
+
+// rclpy's names of the values of each policy; plain DDS's two durabilities as DDS names them.
+const ValueName kReliabilityNames[] = {{QOS::SYSTEM_DEFAULT, "SYSTEM_DEFAULT"},
+                                       {QOS::RELIABLE, "RELIABLE"},
+                                       {QOS::BEST_EFFORT, "BEST_EFFORT"}};
+const ValueName kDurabilityNames[] = {{QOS::SYSTEM_DEFAULT, "SYSTEM_DEFAULT"},
+                                      {QOS::TRANSIENT_LOCAL, "TRANSIENT_LOCAL"},
+                                      {QOS::VOLATILE, "VOLATILE"},
+                                      {DiscoveredQos::TRANSIENT, "TRANSIENT"},
+                                      {DiscoveredQos::PERSISTENT, "PERSISTENT"}};
+const ValueName kHistoryNames[] = {{QOS::SYSTEM_DEFAULT, "SYSTEM_DEFAULT"},
+                                   {QOS::KEEP_LAST, "KEEP_LAST"},
+                                   {QOS::KEEP_ALL, "KEEP_ALL"}};
+const ValueName kLivelinessNames[] = {{QOS::SYSTEM_DEFAULT, "SYSTEM_DEFAULT"},
+                                      {DiscoveredQos::AUTOMATIC, "AUTOMATIC"},
+                                      {DiscoveredQos::MANUAL_BY_TOPIC, "MANUAL_BY_TOPIC"}};
+
+template <std::size_t N>
+std::string nameIn(const ValueName (&names)[N], std::uint32_t value) {
+    for (const ValueName& each : names) {
+        if (each.value == value) {
+            return each.name;
+        }
+    }
+    return "UNKNOWN";
+}
+
+}  // namespace
 
 QOS qosForRole(QOS qos, QosRole role) {
     // Fast DDS's own defaults, which a "system default" policy leaves in place.
@@ -58,59 +92,19 @@ AdaptedQos adaptToPublishers(const QOS& profile,
 }
 
 std::string reliabilityName(std::uint32_t reliability) {
-    switch (reliability) {
-        case QOS::SYSTEM_DEFAULT:
-            return "SYSTEM_DEFAULT";
-        case QOS::RELIABLE:
-            return "RELIABLE";
-        case QOS::BEST_EFFORT:
-            return "BEST_EFFORT";
-        default:
-            return "UNKNOWN";
-    }
+    return nameIn(kReliabilityNames, reliability);
 }
 
 std::string durabilityName(std::uint32_t durability) {
-    switch (durability) {
-        case QOS::SYSTEM_DEFAULT:
-            return "SYSTEM_DEFAULT";
-        case QOS::TRANSIENT_LOCAL:
-            return "TRANSIENT_LOCAL";
-        case QOS::VOLATILE:
-            return "VOLATILE";
-        case DiscoveredQos::TRANSIENT:
-            return "TRANSIENT";
-        case DiscoveredQos::PERSISTENT:
-            return "PERSISTENT";
-        default:
-            return "UNKNOWN";
-    }
+    return nameIn(kDurabilityNames, durability);
 }
 
 std::string historyName(std::uint32_t history) {
-    switch (history) {
-        case QOS::SYSTEM_DEFAULT:
-            return "SYSTEM_DEFAULT";
-        case QOS::KEEP_LAST:
-            return "KEEP_LAST";
-        case QOS::KEEP_ALL:
-            return "KEEP_ALL";
-        default:
-            return "UNKNOWN";
-    }
+    return nameIn(kHistoryNames, history);
 }
 
 std::string livelinessName(std::uint32_t liveliness) {
-    switch (liveliness) {
-        case QOS::SYSTEM_DEFAULT:
-            return "SYSTEM_DEFAULT";
-        case DiscoveredQos::AUTOMATIC:
-            return "AUTOMATIC";
-        case DiscoveredQos::MANUAL_BY_TOPIC:
-            return "MANUAL_BY_TOPIC";
-        default:
-            return "UNKNOWN";
-    }
+    return nameIn(kLivelinessNames, liveliness);
 }
 
 }  // namespace qorROS2
