@@ -17,13 +17,17 @@ using qorDemo::parseDemoOptions;
 
 const qorROS2::RosEnvironment kNoVariables;
 
+// The ROS environment of a process whose only variable is ROS_DOMAIN_ID=`value`.
+qorROS2::RosEnvironment withDomain(const char* value) {
+    return qorROS2::readRosEnvironment([value](const char* name) -> const char* {
+        return std::string(name) == "ROS_DOMAIN_ID" ? value : nullptr;
+    });
+}
+
 TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
     const std::string snapshot = ::testing::TempDir() + "demo-options-out.png";
-    // The domain comes from the process's ROS environment, here one that a lookup gives.
-    const qorROS2::RosEnvironment domainSeven =
-        qorROS2::readRosEnvironment([](const char* name) -> const char* {
-            return std::string(name) == "ROS_DOMAIN_ID" ? "7" : nullptr;
-        });
+    // The domain comes from the process's ROS environment.
+    const qorROS2::RosEnvironment domainSeven = withDomain("7");
     const auto options = parseDemoOptions({"--fast",
                                            "--rate",
                                            "2",
@@ -67,6 +71,17 @@ TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
     EXPECT_EQ(options.domainId, 7);
     EXPECT_FALSE(options.help);
     EXPECT_FALSE(options.robotDescriptionPath.empty());
+}
+
+TEST(DemoOptions, AnUnusableDomainIsNamedAsRos2Programs) {
+    const qorROS2::RosEnvironment badDomain = withDomain("abc");
+    try {
+        parseDemoOptions({}, badDomain);
+        ADD_FAILURE() << "no error";
+    } catch (const qorDemo::UsageError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  "ROS_DOMAIN_ID must be a whole number from 0 to 127, got 'abc'");
+    }
 }
 
 TEST(DemoOptions, RosConventionsByDefault) {

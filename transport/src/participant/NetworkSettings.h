@@ -1,7 +1,7 @@
 #pragma once
 
-// The ROS 2 networking settings of this process, as ROS 2 programs read them from the
-// environment: how far automatic discovery reaches, the static peers, the discovery servers, the
+// The ROS 2 networking settings of this process, made from its ROS environment as ROS 2 programs
+// make them: how far automatic discovery reaches, the static peers, the discovery servers, the
 // XML profiles and security.
 
 #include <string>
