@@ -10,7 +10,6 @@
 #include <stdexcept>
 
 #include "PngFile.h"
-#include "qorROS2/RosDomain.h"
 
 namespace qorDemo {
 namespace {
@@ -74,9 +73,9 @@ SensorReliability parseSensorQos(const std::string& text) {
     throw UsageError("--sensor-qos expects reliable or best_effort, got '" + text + "'");
 }
 
-std::int8_t parseDomain(const char* text) {
+std::int8_t domainOf(const qorROS2::RosEnvironment& environment) {
     try {
-        return qorROS2::rosDomainId(text);
+        return environment.domainId();
     } catch (const std::invalid_argument& error) {
         throw UsageError(error.what());
     }
@@ -84,12 +83,13 @@ std::int8_t parseDomain(const char* text) {
 
 }  // namespace
 
-DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId) {
+DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
+                             const qorROS2::RosEnvironment& environment) {
     DemoOptions options;
     options.scenePath = QOR_DEMO_DEFAULT_SCENE;
     bool sceneChosen = false;
     bool descriptionChosen = false;
-    options.domainId = parseDomain(rosDomainId);
+    options.domainId = domainOf(environment);
 
     CLI::App line("", "qor-ros2-demo");
     line.set_help_flag();

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "qorROS2/ROS2ControlInterface.h"
+#include "qorROS2/RosEnvironment.h"
 
 namespace qorDemo {
 
@@ -45,10 +46,11 @@ struct DemoOptions {
     bool help = false;                 ///< print the usage and stop
 };
 
-/// Reads the command line (without the program name) and the environment's ROS_DOMAIN_ID.
+/// Reads the command line (without the program name) and the domain of `environment`.
 /// Throws UsageError for an unknown flag, a missing or malformed value, a missing scene file, or
 /// a snapshot that could not be written (see canWritePng).
-DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId);
+DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
+                             const qorROS2::RosEnvironment& environment);
 
 /// The text that --help prints.
 std::string demoUsage();

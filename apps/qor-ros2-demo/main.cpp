@@ -82,7 +82,7 @@ int main(int argc, char** argv) {
         std::vector<std::string> arguments(argv + 1, argv + argc);
         // "--ros-args -r __node:=NAME -r __ns:=/NS" names the demo's node, as in ROS 2.
         qorROS2::applyRosArguments(arguments);
-        options = qorDemo::parseDemoOptions(arguments, std::getenv("ROS_DOMAIN_ID"));
+        options = qorDemo::parseDemoOptions(arguments, qorROS2::processRosEnvironment());
     } catch (const qorDemo::UsageError& error) {
         std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
         return 2;

@@ -87,7 +87,8 @@ qorROS2::QOS subscriptionQos(const qorROS2::TopicDiscovery& discovery, const std
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    const AdaptedQos adapted = adaptToPublishers(base, publishersOf(discovery, name));
+    const qorROS2::AdaptedQos adapted =
+        qorROS2::adaptToPublishers(base, publishersOf(discovery, name));
     for (const std::string& notice : adapted.notices) {
         std::printf("%s\n", notice.c_str());
     }

@@ -10,22 +10,7 @@ namespace {
 using qorROS2::QOS;
 
 // ROS 2 numbers "system default" 0 in every policy; it is resolved per role at the end.
-constexpr std::uint32_t kSystemDefault = 0;
-
-struct Profile {
-    const char* name;
-    QOS qos;  // durability, reliability, history, depth
-};
-
-// rmw's and rcl_action's preset profiles; depth 0 is the middleware's default depth.
-const Profile kProfiles[] = {
-    {"system_default", QOS{kSystemDefault, kSystemDefault, kSystemDefault, 0}},
-    {"sensor_data", QOS{QOS::VOLATILE, QOS::BEST_EFFORT, QOS::KEEP_LAST, 5}},
-    {"services_default", QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 10}},
-    {"parameters", QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 1000}},
-    {"parameter_events", QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 1000}},
-    {"action_status_default", QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1}},
-};
+constexpr std::uint32_t kSystemDefault = QOS::SYSTEM_DEFAULT;
 
 struct PolicyName {
     const char* name;
@@ -69,8 +54,8 @@ bool QosFlags::anyPolicyGiven() const {
 const std::vector<std::string>& qosProfileNames() {
     static const std::vector<std::string> names = [] {
         std::vector<std::string> all;
-        for (const Profile& profile : kProfiles) {
-            all.emplace_back(profile.name);
+        for (const qorROS2::QosPreset& preset : qorROS2::kQosPresets) {
+            all.emplace_back(preset.name);
         }
         return all;
     }();
@@ -93,16 +78,7 @@ const std::vector<std::string>& historyNames() {
 }
 
 QOS qosFromFlags(const std::string& profileName, const QosFlags& flags, QosRole role) {
-    const Profile* profile = nullptr;
-    for (const Profile& candidate : kProfiles) {
-        if (profileName == candidate.name) {
-            profile = &candidate;
-        }
-    }
-    if (profile == nullptr) {
-        throw std::invalid_argument("unknown QoS profile '" + profileName + "'");
-    }
-    QOS qos = profile->qos;
+    QOS qos = qorROS2::presetQos(profileName.c_str());
     if (!flags.history.empty()) {
         qos.history = valueOf(kHistories, flags.history, "history");
     }
@@ -116,57 +92,7 @@ QOS qosFromFlags(const std::string& profileName, const QosFlags& flags, QosRole 
         qos.depth = static_cast<std::uint32_t>(
             std::min<std::int64_t>(*flags.depth, std::numeric_limits<std::int32_t>::max()));
     }
-    const bool publisher = role == QosRole::PUBLISHER;
-    if (qos.reliability == kSystemDefault) {
-        qos.reliability = publisher ? QOS::RELIABLE : QOS::BEST_EFFORT;
-    }
-    if (qos.durability == kSystemDefault) {
-        qos.durability = publisher ? QOS::TRANSIENT_LOCAL : QOS::VOLATILE;
-    }
-    if (qos.history == kSystemDefault) {
-        qos.history = QOS::KEEP_LAST;
-    }
-    if (qos.depth == 0) {
-        qos.depth = 1;
-    }
-    return qos;
-}
-
-AdaptedQos adaptToPublishers(const QOS& profile,
-                             const std::vector<qorROS2::DiscoveredEndpoint>& publishers) {
-    AdaptedQos adapted{profile, {}};
-    if (publishers.empty()) {
-        return adapted;
-    }
-    std::size_t reliable = 0;
-    std::size_t transientLocal = 0;
-    for (const qorROS2::DiscoveredEndpoint& publisher : publishers) {
-        reliable += publisher.qos.reliability == "RELIABLE" ? 1U : 0U;
-        transientLocal += publisher.qos.durability == "TRANSIENT_LOCAL" ? 1U : 0U;
-    }
-    if (reliable == publishers.size()) {
-        adapted.qos.reliability = QOS::RELIABLE;
-    } else {
-        if (reliable > 0) {
-            adapted.notices.emplace_back(
-                "Some, but not all, publishers are offering QoSReliabilityPolicy.RELIABLE. "
-                "Falling back to QoSReliabilityPolicy.BEST_EFFORT as it will connect to all "
-                "publishers");
-        }
-        adapted.qos.reliability = QOS::BEST_EFFORT;
-    }
-    if (transientLocal == publishers.size()) {
-        adapted.qos.durability = QOS::TRANSIENT_LOCAL;
-    } else {
-        if (transientLocal > 0) {
-            adapted.notices.emplace_back(
-                "Some, but not all, publishers are offering "
-                "QoSDurabilityPolicy.TRANSIENT_LOCAL. Falling back to "
-                "QoSDurabilityPolicy.VOLATILE as it will connect to all publishers");
-        }
-        adapted.qos.durability = QOS::VOLATILE;
-    }
-    return adapted;
+    return qorROS2::qosForRole(qos, role);
 }
 
 }  // namespace qorCli

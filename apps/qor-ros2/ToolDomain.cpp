@@ -3,13 +3,13 @@
 #include <stdexcept>
 
 #include "UsageError.h"
-#include "qorROS2/RosDomain.h"
+#include "qorROS2/RosEnvironment.h"
 
 namespace qorCli {
 
 std::int8_t domainFromEnvironment() {
     try {
-        return qorROS2::rosDomainIdFromEnvironment();
+        return qorROS2::processRosEnvironment().domainId();
     } catch (const std::invalid_argument& error) {
         throw UsageError(error.what());
     }

@@ -6,8 +6,8 @@
 
 namespace qorCli {
 
-/// ROS_DOMAIN_ID, as ROS 2 reads it; 0 when unset or empty. Throws UsageError naming the
-/// variable for a value that cannot be used.
+/// ROS_DOMAIN_ID of the process's ROS environment; 0 when unset or empty. Throws UsageError naming
+/// the variable for a value that cannot be used.
 std::int8_t domainFromEnvironment();
 
 }  // namespace qorCli

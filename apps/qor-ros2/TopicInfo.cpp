@@ -5,6 +5,7 @@
 #include <set>
 
 #include "GraphVerbs.h"
+#include "qorROS2/QosProfiles.h"
 
 namespace qorCli {
 namespace {
@@ -25,19 +26,28 @@ std::string gidText(const std::vector<std::uint8_t>& gid) {
     return text;
 }
 
-// One endpoint, as rclpy's TopicEndpointInfo prints it. Discovery does not carry the history,
-// which ROS 2 Humble then shows as UNKNOWN.
+// The history as rclpy's TopicEndpointInfo prints it: its depth only with KEEP_LAST. Discovery
+// does not carry the history, which ROS 2 Humble then shows as UNKNOWN.
+std::string historyText(const qorROS2::DiscoveredQos& qos) {
+    const std::string name = qorROS2::historyName(qos.history);
+    return qos.history == qorROS2::QOS::KEEP_LAST ? name + " (" + std::to_string(qos.depth) + ")"
+                                                  : name;
+}
+
+// One endpoint, as rclpy's TopicEndpointInfo prints it.
 std::string endpointText(const qorROS2::DiscoveredEndpoint& endpoint) {
+    const qorROS2::DiscoveredQos& qos = endpoint.qos;
     return "Node name: " + endpoint.nodeName + "\nNode namespace: " + endpoint.nodeNamespace +
            "\nTopic type: " + endpoint.type +
            "\nEndpoint type: " + (endpoint.publisher ? "PUBLISHER" : "SUBSCRIPTION") +
            "\nGID: " + gidText(endpoint.gid) +
-           "\nQoS profile:\n  Reliability: " + endpoint.qos.reliability +
-           "\n  History (Depth): UNKNOWN\n  Durability: " + endpoint.qos.durability +
-           "\n  Lifespan: " + durationText(endpoint.qos.lifespanNanoseconds) +
-           "\n  Deadline: " + durationText(endpoint.qos.deadlineNanoseconds) +
-           "\n  Liveliness: " + endpoint.qos.liveliness + "\n  Liveliness lease duration: " +
-           durationText(endpoint.qos.livelinessLeaseNanoseconds);
+           "\nQoS profile:\n  Reliability: " + qorROS2::reliabilityName(qos.reliability) +
+           "\n  History (Depth): " + historyText(qos) +
+           "\n  Durability: " + qorROS2::durabilityName(qos.durability) +
+           "\n  Lifespan: " + durationText(qos.lifespanNanoseconds) +
+           "\n  Deadline: " + durationText(qos.deadlineNanoseconds) +
+           "\n  Liveliness: " + qorROS2::livelinessName(qos.liveliness) +
+           "\n  Liveliness lease duration: " + durationText(qos.livelinessLeaseNanoseconds);
 }
 
 }  // namespace

@@ -17,9 +17,10 @@ namespace qorTest {
 /// Moves the calling thread, and every thread and child process it starts from then on, into a
 /// network namespace of its own with loopback up, and sets ROS_AUTOMATIC_DISCOVERY_RANGE to
 /// LOCALHOST (discovery by unicast to 127.0.0.1 only, no multicast, so nothing crosses into
-/// another namespace through shared memory either). Call it before the process makes its
-/// first participant: the transport reads the variable once. Needs CAP_SYS_ADMIN. Returns what
-/// failed, or "" when the network is private.
+/// another namespace through shared memory either). Call it before the process first asks for
+/// its ROS environment (when it makes its first participant, at the latest): the transport reads
+/// the variables once. Needs CAP_SYS_ADMIN. Returns what failed, or "" when the network is
+/// private.
 inline std::string enterPrivateNetwork() {
     if (::unshare(CLONE_NEWNET) != 0) {
         return std::string("unshare(CLONE_NEWNET) failed: ") + std::strerror(errno);

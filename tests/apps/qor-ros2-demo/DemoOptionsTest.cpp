@@ -15,8 +15,19 @@ namespace {
 
 using qorDemo::parseDemoOptions;
 
+const qorROS2::RosEnvironment kNoVariables;
+
+// The ROS environment of a process whose only variable is ROS_DOMAIN_ID=`value`.
+qorROS2::RosEnvironment withDomain(const char* value) {
+    return qorROS2::readRosEnvironment([value](const char* name) -> const char* {
+        return std::string(name) == "ROS_DOMAIN_ID" ? value : nullptr;
+    });
+}
+
 TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
     const std::string snapshot = ::testing::TempDir() + "demo-options-out.png";
+    // The domain comes from the process's ROS environment.
+    const qorROS2::RosEnvironment domainSeven = withDomain("7");
     const auto options = parseDemoOptions({"--fast",
                                            "--rate",
                                            "2",
@@ -41,7 +52,7 @@ TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
                                            "--snapshot",
                                            snapshot,
                                            "--design-conventions"},
-                                          "7");
+                                          domainSeven);
     EXPECT_TRUE(options.asFastAsPossible);
     EXPECT_EQ(options.rateFactor, 3.0);
     EXPECT_EQ(options.duration, 1.5);
@@ -62,13 +73,24 @@ TEST(DemoOptions, FlagsAreReadIntoTheirOptionsAndTheLastValueWins) {
     EXPECT_FALSE(options.robotDescriptionPath.empty());
 }
 
+TEST(DemoOptions, AnUnusableDomainIsNamedAsRos2Programs) {
+    const qorROS2::RosEnvironment badDomain = withDomain("abc");
+    try {
+        parseDemoOptions({}, badDomain);
+        ADD_FAILURE() << "no error";
+    } catch (const qorDemo::UsageError& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  "ROS_DOMAIN_ID must be a whole number from 0 to 127, got 'abc'");
+    }
+}
+
 TEST(DemoOptions, RosConventionsByDefault) {
-    EXPECT_FALSE(parseDemoOptions({}, nullptr).designConventions);
+    EXPECT_FALSE(parseDemoOptions({}, kNoVariables).designConventions);
 }
 
 TEST(DemoOptions, HelpNeedsNoSceneFile) {
-    EXPECT_TRUE(parseDemoOptions({"--scene", "/nonexistent.xml", "-h"}, nullptr).help);
-    EXPECT_TRUE(parseDemoOptions({"--help"}, nullptr).help);
+    EXPECT_TRUE(parseDemoOptions({"--scene", "/nonexistent.xml", "-h"}, kNoVariables).help);
+    EXPECT_TRUE(parseDemoOptions({"--help"}, kNoVariables).help);
 }
 
 struct Mistake {
@@ -101,7 +123,7 @@ TEST(DemoOptions, MistakesAreNamed) {
     };
     for (const Mistake& mistake : mistakes) {
         try {
-            parseDemoOptions(mistake.arguments, nullptr);
+            parseDemoOptions(mistake.arguments, kNoVariables);
             ADD_FAILURE() << mistake.message;
         } catch (const qorDemo::UsageError& error) {
             EXPECT_EQ(std::string(error.what()), mistake.message);
@@ -122,7 +144,7 @@ TEST(DemoOptions, ASnapshotIsTriedAndNothingIsLeftBehind) {
     const ScratchFolder folder;
     for (const char* name : {"shot.png", "SHOT.PNG", "shot.Png"}) {
         const std::filesystem::path snapshot = folder.path / name;
-        EXPECT_EQ(parseDemoOptions({"--snapshot", snapshot.string()}, nullptr).snapshotPath,
+        EXPECT_EQ(parseDemoOptions({"--snapshot", snapshot.string()}, kNoVariables).snapshotPath,
                   snapshot.string());
         EXPECT_FALSE(std::filesystem::exists(snapshot)) << snapshot;
     }
@@ -132,7 +154,7 @@ TEST(DemoOptions, AnExistingSnapshotIsKeptUntilItIsReplaced) {
     const ScratchFolder folder;
     const std::filesystem::path snapshot = folder.path / "old.png";
     std::ofstream(snapshot) << "an older picture";
-    parseDemoOptions({"--snapshot", snapshot.string()}, nullptr);
+    parseDemoOptions({"--snapshot", snapshot.string()}, kNoVariables);
     std::ifstream kept(snapshot);
     std::string text;
     std::getline(kept, text);
@@ -144,7 +166,7 @@ TEST(DemoOptions, ASnapshotThatIsAFolderCannotBeWritten) {
     const std::filesystem::path snapshot = folder.path / "folder.png";
     std::filesystem::create_directories(snapshot);
     try {
-        parseDemoOptions({"--snapshot", snapshot.string()}, nullptr);
+        parseDemoOptions({"--snapshot", snapshot.string()}, kNoVariables);
         ADD_FAILURE() << "a folder was taken for a snapshot";
     } catch (const qorDemo::UsageError& error) {
         EXPECT_EQ(std::string(error.what()),

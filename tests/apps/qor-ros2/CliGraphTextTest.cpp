@@ -26,7 +26,9 @@ DiscoveredEndpoint endpoint(const std::string& topic, bool publisher, const std:
     for (std::size_t i = 0; i < 16; ++i) {
         out.gid[i] = static_cast<std::uint8_t>(firstByte + i);
     }
-    out.qos = {publisher ? "BEST_EFFORT" : "RELIABLE", "VOLATILE", "AUTOMATIC", -1, -1, -1};
+    out.qos.reliability = publisher ? qorROS2::QOS::BEST_EFFORT : qorROS2::QOS::RELIABLE;
+    out.qos.durability = qorROS2::QOS::VOLATILE;
+    out.qos.liveliness = qorROS2::DiscoveredQos::AUTOMATIC;
     return out;
 }
 

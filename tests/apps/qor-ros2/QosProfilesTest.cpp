@@ -1,5 +1,4 @@
-// ROS 2's preset QoS profiles, the QoS flags laid over them, and the QoS a subscription picks
-// to meet the publishers it finds.
+// The QoS flags of the topic verbs laid over ROS 2's preset QoS profiles, for each end.
 
 #include <gtest/gtest.h>
 
@@ -7,6 +6,7 @@
 #include <vector>
 
 #include "QosProfiles.h"
+#include "QosTesting.h"
 
 namespace {
 
@@ -14,12 +14,7 @@ using qorCli::QosFlags;
 using qorCli::QosRole;
 using qorROS2::QOS;
 
-void expectQos(const QOS& actual, const QOS& expected, const std::string& what) {
-    EXPECT_EQ(actual.durability, expected.durability) << what;
-    EXPECT_EQ(actual.reliability, expected.reliability) << what;
-    EXPECT_EQ(actual.history, expected.history) << what;
-    EXPECT_EQ(actual.depth, expected.depth) << what;
-}
+using qorTest::expectQos;
 
 struct ProfileCase {
     std::string name;
@@ -104,50 +99,6 @@ TEST(QosProfiles, AnyPolicyGivenIgnoresTheProfile) {
     EXPECT_FALSE(flags.anyPolicyGiven());
     flags.depth = 3;
     EXPECT_TRUE(flags.anyPolicyGiven());
-}
-
-qorROS2::DiscoveredEndpoint publisher(const std::string& reliability,
-                                      const std::string& durability) {
-    qorROS2::DiscoveredEndpoint endpoint;
-    endpoint.topic = "/t";
-    endpoint.publisher = true;
-    endpoint.qos.reliability = reliability;
-    endpoint.qos.durability = durability;
-    return endpoint;
-}
-
-const QOS kSensorData{QOS::VOLATILE, QOS::BEST_EFFORT, QOS::KEEP_LAST, 5};
-
-TEST(QosProfiles, SubscriptionIsReliableOrTransientLocalOnlyWhenEveryPublisherIs) {
-    const auto both = qorCli::adaptToPublishers(
-        kSensorData,
-        {publisher("RELIABLE", "TRANSIENT_LOCAL"), publisher("RELIABLE", "TRANSIENT_LOCAL")});
-    expectQos(both.qos, {QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 5}, "all agree");
-    EXPECT_TRUE(both.notices.empty());
-
-    const auto bestEffort =
-        qorCli::adaptToPublishers(kSensorData, {publisher("BEST_EFFORT", "VOLATILE")});
-    expectQos(bestEffort.qos, kSensorData, "best effort");
-    EXPECT_TRUE(bestEffort.notices.empty());
-
-    const QOS reliableProfile{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 10};
-    const auto none = qorCli::adaptToPublishers(reliableProfile, {});
-    expectQos(none.qos, reliableProfile, "no publisher");
-}
-
-TEST(QosProfiles, PublishersThatDisagreeGetRos2sNotices) {
-    const auto mixed = qorCli::adaptToPublishers(
-        kSensorData,
-        {publisher("RELIABLE", "TRANSIENT_LOCAL"), publisher("BEST_EFFORT", "VOLATILE")});
-    expectQos(mixed.qos, kSensorData, "mixed");
-    EXPECT_EQ(mixed.notices,
-              (std::vector<std::string>{
-                  "Some, but not all, publishers are offering QoSReliabilityPolicy.RELIABLE. "
-                  "Falling back to QoSReliabilityPolicy.BEST_EFFORT as it will connect to all "
-                  "publishers",
-                  "Some, but not all, publishers are offering "
-                  "QoSDurabilityPolicy.TRANSIENT_LOCAL. Falling back to "
-                  "QoSDurabilityPolicy.VOLATILE as it will connect to all publishers"}));
 }
 
 }  // namespace

@@ -86,12 +86,39 @@ TEST(TransportSymbols, NodeIdentityFunctionsAreExported) {
     EXPECT_EQ(found, kNodeIdentityFunctions);
 }
 
+// The QoS functions and the ROS environment of the process, without their parameter lists.
+const std::set<std::string> kQosAndEnvironmentFunctions = {
+    "qorROS2::qosForRole",
+    "qorROS2::adaptToPublishers",
+    "qorROS2::reliabilityName",
+    "qorROS2::durabilityName",
+    "qorROS2::historyName",
+    "qorROS2::livelinessName",
+    "qorROS2::readRosEnvironment",
+    "qorROS2::processRosEnvironment",
+    "qorROS2::RosEnvironment::domainId",
+    "qorROS2::RosEnvironment::throwIfUnusable",
+    "qorROS2::RosEnvironmentOnce::RosEnvironmentOnce",
+    "qorROS2::RosEnvironmentOnce::~RosEnvironmentOnce",
+    "qorROS2::RosEnvironmentOnce::get"};
+
+TEST(TransportSymbols, QosAndEnvironmentFunctionsAreExported) {
+    std::set<std::string> found;
+    for (const std::string& name : exportedTransportFunctions()) {
+        if (kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0) {
+            found.insert(withoutParameters(name));
+        }
+    }
+    EXPECT_EQ(found, kQosAndEnvironmentFunctions);
+}
+
 TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExported) {
     for (const std::string& name : exportedTransportFunctions()) {
         const bool endpoint = name.rfind("qorROS2::Publisher<", 0) == 0 ||
                               name.rfind("qorROS2::Subscriber<", 0) == 0 ||
                               name.rfind(kDiscoveryScope, 0) == 0 ||
                               kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
+                              kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||
                               name == "qorROS2::rosDomainId(char const*)" ||
                               name == "qorROS2::rosDomainIdFromEnvironment()";
         EXPECT_TRUE(endpoint) << name;

@@ -77,13 +77,13 @@ TEST(GraphLive, EndpointsBelongToTheNodeOfTheProcess) {
     EXPECT_TRUE(hasNode(discovery, "/qor_test/" + node.name));
     const DiscoveredEndpoint writer = endpointsOf(discovery, published)[0];
     EXPECT_EQ(writer.type, "std_msgs/msg/Int32");
-    EXPECT_EQ(writer.qos.reliability, "RELIABLE");
-    EXPECT_EQ(writer.qos.durability, "VOLATILE");
-    EXPECT_EQ(writer.qos.liveliness, "AUTOMATIC");
+    EXPECT_EQ(writer.qos.reliability, QOS::RELIABLE);
+    EXPECT_EQ(writer.qos.durability, QOS::VOLATILE);
+    EXPECT_EQ(writer.qos.liveliness, DiscoveredQos::AUTOMATIC);
     EXPECT_EQ(writer.qos.deadlineNanoseconds, -1);
     EXPECT_EQ(writer.qos.lifespanNanoseconds, -1);
     EXPECT_EQ(writer.qos.livelinessLeaseNanoseconds, -1);
-    EXPECT_EQ(endpointsOf(discovery, subscribed)[0].qos.reliability, "BEST_EFFORT");
+    EXPECT_EQ(endpointsOf(discovery, subscribed)[0].qos.reliability, QOS::BEST_EFFORT);
 }
 
 TEST(GraphLive, EndpointsAddedAndRemovedFollowTheGraph) {

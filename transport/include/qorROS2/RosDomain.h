@@ -13,7 +13,7 @@ namespace qorROS2 {
 /// for anything else than such a number (127 is the largest the endpoints' domain carries).
 QORNTROS2_EXPORT std::int8_t rosDomainId(const char* text);
 
-/// rosDomainId() of this process's ROS_DOMAIN_ID.
+/// The domain of this process's ROS_DOMAIN_ID: processRosEnvironment().domainId().
 QORNTROS2_EXPORT std::int8_t rosDomainIdFromEnvironment();
 
 }  // namespace qorROS2

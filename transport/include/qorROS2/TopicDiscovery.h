@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "qorROS2/QOS.h"
 #include "qorROS2/TransportExport.h"
 
 namespace qorROS2 {
@@ -29,11 +30,22 @@ struct DiscoveredNode {
     QORNTROS2_EXPORT std::string fullName() const;
 };
 
-/// The QoS that a discovered endpoint announced, in the words of `ros2 topic info -v`.
+/// The QoS that a discovered endpoint announced, numbered as ROS 2's middleware layer reports it
+/// to `ros2 topic info -v` (qorROS2/QosProfiles.h names the values as ros2 prints them).
 struct DiscoveredQos {
-    std::string reliability;  ///< "RELIABLE" or "BEST_EFFORT"
-    std::string durability;   ///< "VOLATILE", "TRANSIENT_LOCAL", "TRANSIENT" or "PERSISTENT"
-    std::string liveliness;   ///< "AUTOMATIC" or "MANUAL_BY_TOPIC"
+    /// The durabilities that only plain DDS endpoints announce, beyond ROS 2's two: rmw has no
+    /// number for them, so theirs lie outside its numbering.
+    enum DdsDurability : std::uint32_t { TRANSIENT = 101, PERSISTENT = 102 };
+    /// How an endpoint shows that it is alive, in rmw's numbering.
+    enum Liveliness : std::uint32_t { AUTOMATIC = 1, MANUAL_BY_TOPIC = 3 };
+    /// rmw's number for a history that is not known: DDS discovery does not announce one.
+    static constexpr std::uint32_t HISTORY_UNKNOWN = 3;
+
+    std::uint32_t reliability = QOS::RELIABLE;     ///< a QOS::Reliability value
+    std::uint32_t durability = QOS::VOLATILE;      ///< a QOS::Durability or DdsDurability value
+    std::uint32_t history = HISTORY_UNKNOWN;       ///< a QOS::History value, or HISTORY_UNKNOWN
+    std::uint32_t depth = 0;                       ///< samples kept with KEEP_LAST; 0 when unknown
+    std::uint32_t liveliness = AUTOMATIC;          ///< a Liveliness value
     std::int64_t deadlineNanoseconds = -1;         ///< -1 for infinite
     std::int64_t lifespanNanoseconds = -1;         ///< -1 for infinite
     std::int64_t livelinessLeaseNanoseconds = -1;  ///< -1 for infinite

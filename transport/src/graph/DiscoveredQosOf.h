@@ -1,6 +1,6 @@
 #pragma once
 
-// The QoS that a remote endpoint announced, put in the words of `ros2 topic info -v`.
+// The QoS that a remote endpoint announced, numbered as ROS 2's middleware reports it.
 
 #include <cstdint>
 
@@ -25,23 +25,24 @@ DiscoveredQos discoveredQosOf(const EndpointQos& qos) {
     namespace dds = eprosima::fastdds::dds;
     DiscoveredQos out;
     out.reliability =
-        qos.m_reliability.kind == dds::RELIABLE_RELIABILITY_QOS ? "RELIABLE" : "BEST_EFFORT";
+        qos.m_reliability.kind == dds::RELIABLE_RELIABILITY_QOS ? QOS::RELIABLE : QOS::BEST_EFFORT;
     switch (qos.m_durability.kind) {
         case dds::TRANSIENT_LOCAL_DURABILITY_QOS:
-            out.durability = "TRANSIENT_LOCAL";
+            out.durability = QOS::TRANSIENT_LOCAL;
             break;
         case dds::TRANSIENT_DURABILITY_QOS:
-            out.durability = "TRANSIENT";
+            out.durability = DiscoveredQos::TRANSIENT;
             break;
         case dds::PERSISTENT_DURABILITY_QOS:
-            out.durability = "PERSISTENT";
+            out.durability = DiscoveredQos::PERSISTENT;
             break;
         default:
-            out.durability = "VOLATILE";
+            out.durability = QOS::VOLATILE;
             break;
     }
-    out.liveliness =
-        qos.m_liveliness.kind == dds::AUTOMATIC_LIVELINESS_QOS ? "AUTOMATIC" : "MANUAL_BY_TOPIC";
+    out.liveliness = qos.m_liveliness.kind == dds::AUTOMATIC_LIVELINESS_QOS
+                         ? DiscoveredQos::AUTOMATIC
+                         : DiscoveredQos::MANUAL_BY_TOPIC;
     out.deadlineNanoseconds = nanosecondsOrInfinite(qos.m_deadline.period);
     out.lifespanNanoseconds = nanosecondsOrInfinite(qos.m_lifespan.duration);
     out.livelinessLeaseNanoseconds = nanosecondsOrInfinite(qos.m_liveliness.lease_duration);

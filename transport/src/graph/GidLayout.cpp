@@ -1,11 +1,11 @@
 #include "graph/GidLayout.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <string>
 
 #include "cdr/CdrCodec.h"
 #include "graph/GraphRecords.h"
+#include "qorROS2/RosEnvironment.h"
 
 namespace qorROS2::graph {
 namespace {
@@ -95,8 +95,7 @@ GidLayout gidLayoutForDistro(const char* distro) {
 }
 
 GidLayout processGidLayout() {
-    static const GidLayout layout = gidLayoutForDistro(std::getenv("ROS_DISTRO"));
-    return layout;
+    return static_cast<GidLayout>(processRosEnvironment().gidSize);
 }
 
 std::size_t encodedParticipantEntitiesSize(const ParticipantEntities& entities, GidLayout layout) {

@@ -20,7 +20,7 @@ enum class GidLayout : std::uint8_t { humble = 24, iron = 16 };
 /// before it, an unset and an unknown value use 24.
 GidLayout gidLayoutForDistro(const char* distro);
 
-/// The layout this process writes: the one of ROS_DISTRO, read once.
+/// The layout this process writes: the one of its ROS_DISTRO (processRosEnvironment()).
 GidLayout processGidLayout();
 
 /// `entities` as a complete CDR payload (encapsulation header included) in `layout`.

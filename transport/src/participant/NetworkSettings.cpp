@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
 
-#include <fastdds/rtps/attributes/ServerAttributes.h>
 #include <fastrtps/utils/IPLocator.h>
 
 #include "detail/Warning.h"
@@ -18,45 +16,8 @@ namespace {
 using eprosima::fastrtps::rtps::IPLocator;
 
 // The value of `name`, or an empty text when it is not set: ROS 2 treats both alike.
-std::string valueOf(const EnvironmentLookup& lookup, const char* name) {
-    const char* value = lookup(name);
-    return value == nullptr ? std::string() : std::string(value);
-}
-
 std::invalid_argument unusable(const char* name, const std::string& value, const std::string& why) {
     return std::invalid_argument(std::string(name) + "=\"" + value + "\" cannot be used: " + why);
-}
-
-bool readLocalhostOnly(const EnvironmentLookup& lookup) {
-    const std::string value = valueOf(lookup, "ROS_LOCALHOST_ONLY");
-    if (value.empty() || value == "0") {
-        return false;
-    }
-    if (value == "1") {
-        return true;
-    }
-    throw unusable("ROS_LOCALHOST_ONLY", value,
-                   "use 1 to keep ROS 2 traffic on this machine, 0 "
-                   "or nothing to let it leave");
-}
-
-DiscoveryRange readRange(const EnvironmentLookup& lookup) {
-    const std::string value = valueOf(lookup, "ROS_AUTOMATIC_DISCOVERY_RANGE");
-    // Unset means what a ROS 2 program without it does: discover the subnet.
-    if (value.empty() || value == "SUBNET") {
-        return DiscoveryRange::SUBNET;
-    }
-    if (value == "OFF") {
-        return DiscoveryRange::OFF;
-    }
-    if (value == "LOCALHOST") {
-        return DiscoveryRange::LOCALHOST;
-    }
-    if (value == "SYSTEM_DEFAULT") {
-        return DiscoveryRange::SYSTEM_DEFAULT;
-    }
-    throw unusable("ROS_AUTOMATIC_DISCOVERY_RANGE", value,
-                   "the range is one of OFF, LOCALHOST, SUBNET and SYSTEM_DEFAULT");
 }
 
 // Letters, digits, hyphens and dots only: anything else is never asked of the resolver.
@@ -67,18 +28,10 @@ bool isHostName(const std::string& text) {
 }
 
 // Each peer is an IPv4 address or a host name, resolved now to its first IPv4 address, as the
-// ROS 2 middleware does; empty items between semicolons are skipped.
-std::vector<std::string> readStaticPeers(const EnvironmentLookup& lookup) {
-    const std::string value = valueOf(lookup, "ROS_STATIC_PEERS");
+// ROS 2 middleware does.
+std::vector<std::string> resolvedStaticPeers(const RosEnvironment& environment) {
     std::vector<std::string> peers;
-    std::size_t start = 0;
-    while (start <= value.size()) {
-        const std::size_t end = std::min(value.find(';', start), value.size());
-        const std::string peer = value.substr(start, end - start);
-        start = end + 1;
-        if (peer.empty()) {
-            continue;
-        }
+    for (const std::string& peer : environment.staticPeers) {
         if (IPLocator::isIPv4(peer)) {
             peers.push_back(peer);
             continue;
@@ -86,7 +39,7 @@ std::vector<std::string> readStaticPeers(const EnvironmentLookup& lookup) {
         const auto resolved = isHostName(peer) ? IPLocator::resolveNameDNS(peer)
                                                : decltype(IPLocator::resolveNameDNS(peer))();
         if (resolved.first.empty()) {
-            throw unusable("ROS_STATIC_PEERS", value,
+            throw unusable("ROS_STATIC_PEERS", environment.staticPeersValue,
                            "\"" + peer +
                                "\" is neither an IPv4 address nor a host name that "
                                "resolves to one");
@@ -94,37 +47,6 @@ std::vector<std::string> readStaticPeers(const EnvironmentLookup& lookup) {
         peers.push_back(*resolved.first.begin());
     }
     return peers;
-}
-
-std::string readDiscoveryServers(const EnvironmentLookup& lookup) {
-    const std::string value = valueOf(lookup, "ROS_DISCOVERY_SERVER");
-    if (value.empty()) {
-        return value;
-    }
-    eprosima::fastdds::rtps::RemoteServerList_t servers;
-    if (!eprosima::fastdds::rtps::load_environment_server_info(value, servers) || servers.empty()) {
-        throw unusable("ROS_DISCOVERY_SERVER", value,
-                       "it is a list of addresses with optional ports (\"IP:PORT\"), one per "
-                       "server id, separated by semicolons");
-    }
-    return value;
-}
-
-bool readSuperClient(const EnvironmentLookup& lookup) {
-    const std::string value = valueOf(lookup, "ROS_SUPER_CLIENT");
-    if (value == "TRUE" || value == "true" || value == "True") {
-        return true;
-    }
-    if (value.empty() || value == "FALSE" || value == "false" || value == "False") {
-        return false;
-    }
-    throw unusable("ROS_SUPER_CLIENT", value, "use TRUE or FALSE");
-}
-
-// The newer name wins, as in Fast DDS releases that know both.
-std::string readProfilesFile(const EnvironmentLookup& lookup) {
-    const std::string current = valueOf(lookup, "FASTDDS_DEFAULT_PROFILES_FILE");
-    return current.empty() ? valueOf(lookup, "FASTRTPS_DEFAULT_PROFILES_FILE") : current;
 }
 
 // The enclave of this process's participants, and whether one of them was configured with it.
@@ -150,16 +72,22 @@ std::string usedEnclave() {
 
 }  // namespace
 
-NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup, const std::string& enclave) {
+NetworkSettings readNetworkSettings(const RosEnvironment& environment, const std::string& enclave) {
+    // A participant meets the errors in the order ROS 2's variables are read; a bad domain is
+    // not its concern, since its domain is given.
+    environment.throwIfUnusable("ROS_LOCALHOST_ONLY");
+    environment.throwIfUnusable("ROS_AUTOMATIC_DISCOVERY_RANGE");
     NetworkSettings settings;
-    settings.localhostOnly = readLocalhostOnly(lookup);
-    settings.range = readRange(lookup);
-    settings.staticPeers = readStaticPeers(lookup);
-    settings.discoveryServers = readDiscoveryServers(lookup);
-    settings.superClient = readSuperClient(lookup);
-    settings.profilesFile = readProfilesFile(lookup);
+    settings.staticPeers = resolvedStaticPeers(environment);
+    environment.throwIfUnusable("ROS_DISCOVERY_SERVER");
+    environment.throwIfUnusable("ROS_SUPER_CLIENT");
+    settings.localhostOnly = environment.localhostOnly;
+    settings.range = environment.range;
+    settings.discoveryServers = environment.discoveryServers;
+    settings.superClient = environment.superClient;
+    settings.profilesFile = environment.profilesFile;
     settings.enclave = enclave;
-    settings.security = readSecuritySettings(lookup, enclave, settings.warnings);
+    settings.security = readSecuritySettings(environment, enclave, settings.warnings);
     if (settings.localhostOnly) {
         // The old variable still wins over the new ones while it is enabled.
         settings.warnings.emplace_back(
@@ -183,6 +111,10 @@ NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup, const std::
     return settings;
 }
 
+NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup, const std::string& enclave) {
+    return readNetworkSettings(readRosEnvironment(lookup), enclave);
+}
+
 void chooseEnclave(const std::string& enclave) {
     EnclaveChoice& choice = enclaveChoice();
     std::lock_guard<std::mutex> lock(choice.mutex);
@@ -200,7 +132,7 @@ const NetworkSettings& processNetworkSettings() {
     // said once. A value that cannot be used is kept as its error and thrown at every call.
     static const std::pair<NetworkSettings, std::string> read = [] {
         try {
-            NetworkSettings settings = readNetworkSettings(&std::getenv, usedEnclave());
+            NetworkSettings settings = readNetworkSettings(processRosEnvironment(), usedEnclave());
             for (const std::string& warning : settings.warnings) {
                 warn(warning);
             }

@@ -1,24 +1,19 @@
 #pragma once
 
-// The ROS 2 networking settings of this process, as ROS 2 programs read them from the
-// environment: how far automatic discovery reaches, the static peers, the discovery servers, the
+// The ROS 2 networking settings of this process, made from its ROS environment as ROS 2 programs
+// make them: how far automatic discovery reaches, the static peers, the discovery servers, the
 // XML profiles and security.
 
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "participant/SecuritySettings.h"
+#include "qorROS2/RosEnvironment.h"
 
 namespace qorROS2::detail {
 
-/// How far a participant looks for others on its own (ROS_AUTOMATIC_DISCOVERY_RANGE).
-enum class DiscoveryRange {
-    OFF,             // no automatic discovery at all, not even on this machine
-    LOCALHOST,       // this machine only
-    SUBNET,          // whatever multicast reaches: the default
-    SYSTEM_DEFAULT,  // the middleware's own settings, untouched
-};
+using qorROS2::DiscoveryRange;
+using qorROS2::EnvironmentLookup;
 
 /// Everything a participant of this process is configured from, besides its domain.
 struct NetworkSettings {
@@ -33,12 +28,12 @@ struct NetworkSettings {
     std::vector<std::string> warnings;              // what reading them had to say, once
 };
 
-/// Returns the value of one environment variable, or nullptr when it is not set.
-using EnvironmentLookup = std::function<const char*(const char*)>;
+/// The settings that `environment` gives participants of `enclave` (a valid enclave name).
+/// Throws std::invalid_argument naming the variable and its value when a value cannot be used
+/// (ROS_DOMAIN_ID aside); never falls back to another setting silently.
+NetworkSettings readNetworkSettings(const RosEnvironment& environment, const std::string& enclave);
 
-/// Reads the settings through `lookup`, for participants of `enclave` (a valid enclave name).
-/// Throws std::invalid_argument naming the variable and its value when a value cannot be used;
-/// never falls back to another setting silently.
+/// readNetworkSettings() of the environment read through `lookup`.
 NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup, const std::string& enclave);
 
 /// Makes `enclave` (a valid enclave name, rcl's --enclave) the enclave of this process's
@@ -46,9 +41,9 @@ NetworkSettings readNetworkSettings(const EnvironmentLookup& lookup, const std::
 /// another one: like rcl, a process has one enclave from its start.
 void chooseEnclave(const std::string& enclave);
 
-/// The settings of this process, read from its environment, for the enclave chosen, on the first
-/// call. A value that cannot be used throws std::invalid_argument at every call; the warnings are
-/// emitted once.
+/// The settings of this process, from processRosEnvironment(), for the enclave chosen, on the
+/// first call. A value that cannot be used throws std::invalid_argument at every call; the warnings
+/// are emitted once.
 const NetworkSettings& processNetworkSettings();
 
 }  // namespace qorROS2::detail

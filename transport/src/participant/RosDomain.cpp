@@ -1,5 +1,7 @@
 #include "qorROS2/RosDomain.h"
 
+#include "qorROS2/RosEnvironment.h"
+
 #include <cctype>
 #include <cerrno>
 #include <cstdlib>
@@ -26,7 +28,7 @@ std::int8_t rosDomainId(const char* text) {
 }
 
 std::int8_t rosDomainIdFromEnvironment() {
-    return rosDomainId(std::getenv("ROS_DOMAIN_ID"));
+    return processRosEnvironment().domainId();
 }
 
 }  // namespace qorROS2

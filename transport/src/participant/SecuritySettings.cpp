@@ -7,11 +7,6 @@
 namespace qorROS2::detail {
 namespace {
 
-std::string valueOf(const std::function<const char*(const char*)>& lookup, const char* name) {
-    const char* value = lookup(name);
-    return value == nullptr ? std::string() : std::string(value);
-}
-
 bool isDirectory(const std::string& path) {
     struct stat info {};
     return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
@@ -56,26 +51,16 @@ const std::vector<std::string>& enclaveFileNames() {
     return names;
 }
 
-SecuritySettings readSecuritySettings(const std::function<const char*(const char*)>& lookup,
-                                      const std::string& enclave,
+SecuritySettings readSecuritySettings(const RosEnvironment& environment, const std::string& enclave,
                                       std::vector<std::string>& warnings) {
+    environment.throwIfUnusable("ROS_SECURITY_");
     SecuritySettings settings;
-    const std::string enable = valueOf(lookup, "ROS_SECURITY_ENABLE");
-    if (enable != "true" && enable != "false" && !enable.empty()) {
-        throw std::invalid_argument("ROS_SECURITY_ENABLE=\"" + enable +
-                                    "\" cannot be used: use true or false");
-    }
-    const std::string strategy = valueOf(lookup, "ROS_SECURITY_STRATEGY");
-    if (strategy != "Enforce" && strategy != "Permissive" && !strategy.empty()) {
-        throw std::invalid_argument("ROS_SECURITY_STRATEGY=\"" + strategy +
-                                    "\" cannot be used: use Enforce or Permissive");
-    }
-    if (enable != "true") {
+    if (!environment.securityEnabled) {
         return settings;
     }
-    settings.enforce = strategy == "Enforce";
-    const std::string keystore = valueOf(lookup, "ROS_SECURITY_KEYSTORE");
-    const std::string enclaveOverride = valueOf(lookup, "ROS_SECURITY_ENCLAVE_OVERRIDE");
+    settings.enforce = environment.securityEnforced;
+    const std::string& keystore = environment.keystore;
+    const std::string& enclaveOverride = environment.enclaveOverride;
     // The override picks the files only: the enclave announced stays the process's own.
     const std::string directory =
         enclaveDirectory(keystore, enclaveOverride.empty() ? enclave : enclaveOverride);
@@ -91,6 +76,11 @@ SecuritySettings readSecuritySettings(const std::function<const char*(const char
                            ": running without security, as ROS_SECURITY_STRATEGY is not Enforce");
     }
     return settings;
+}
+
+SecuritySettings readSecuritySettings(const EnvironmentLookup& lookup, const std::string& enclave,
+                                      std::vector<std::string>& warnings) {
+    return readSecuritySettings(readRosEnvironment(lookup), enclave, warnings);
 }
 
 }  // namespace qorROS2::detail
