@@ -60,8 +60,6 @@ class QORNTROS2_EXPORT RawPublisher {
     std::uint64_t incompatibleSubscriptions() const;
 
   private:
-    bool send(const std::uint8_t* bytes, std::size_t size, const std::int64_t* sourceTimestampNs);
-
     std::unique_ptr<detail::WriterEndpoint> m_endpoint;
     std::string m_topic;
 };
