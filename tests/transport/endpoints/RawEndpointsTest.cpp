@@ -14,10 +14,12 @@
 #include "TestTopics.h"
 #include "WaitFor.h"
 #include "qorROS2/Messages.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/RawPublisher.h"
 #include "qorROS2/RawSubscriber.h"
 #include "qorROS2/Subscriber.h"
+#include "qorROS2/TopicDiscovery.h"
 
 namespace {
 
@@ -229,6 +231,43 @@ TEST(RawEndpoints, OnSampleIsCalledForArrivingDataUntilCleared) {
     ASSERT_TRUE(publisher.publish(sampleWith({2})));
     ASSERT_TRUE(subscriber.waitForSample(qorTest::kDeliveryDeadline));
     EXPECT_EQ(calls.load(), before);
+}
+
+TEST(RawEndpoints, AreAnnouncedUnderTheProcesssNodeWithTheirTypeName) {
+    RawPair pair("raw/graph");
+    const TopicDiscovery discovery(kDomain);
+    const std::string fullTopic = pair.topic;
+    const NodeIdentity node = nodeIdentity();
+    std::vector<DiscoveredEndpoint> seen;
+    // Both ends, each with its ROS 2 type name and owned by this process's node.
+    const bool announced = qorTest::waitFor([&] {
+        seen.clear();
+        for (const DiscoveredEndpoint& endpoint : discovery.endpoints()) {
+            if (endpoint.topic == fullTopic && endpoint.type == kCustomType &&
+                endpoint.nodeName == node.name && endpoint.nodeNamespace == node.nameSpace) {
+                seen.push_back(endpoint);
+            }
+        }
+        return seen.size() == 2 && seen[0].publisher != seen[1].publisher;
+    });
+    std::string found;
+    for (const DiscoveredEndpoint& endpoint : discovery.endpoints()) {
+        found += endpoint.topic + " " + endpoint.type + " " + endpoint.nodeName + "\n";
+    }
+    EXPECT_TRUE(announced) << "seen:\n" << found;
+}
+
+TEST(RawEndpoints, IncompatibleQosIsCountedOnBothSides) {
+    const std::string topic = uniqueTopic("raw/incompatible");
+    RawPublisher bestEffort(topic, kCustomType, createSensorDataQOS(), kDomain);
+    RawSubscriber reliable(topic, kCustomType, kDeep, kDomain);
+    EXPECT_TRUE(qorTest::waitFor([&] {
+        return reliable.incompatiblePublications() >= 1 &&
+               bestEffort.incompatibleSubscriptions() >= 1;
+    })) << reliable.incompatiblePublications()
+        << " " << bestEffort.incompatibleSubscriptions();
+    EXPECT_EQ(reliable.matchedPublications(), 0U);
+    EXPECT_EQ(bestEffort.matchedSubscriptions(), 0U);
 }
 
 TEST(RawEndpoints, MalformedTypeNamesAreRefusedByName) {
