@@ -13,6 +13,7 @@
 
 #include "TestTopics.h"
 #include "WaitFor.h"
+#include "qor/Notify.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
@@ -233,6 +234,30 @@ TEST(RawEndpoints, OnSampleIsCalledForArrivingDataUntilCleared) {
     EXPECT_EQ(calls.load(), before);
 }
 
+TEST(RawEndpoints, ACallbackThatThrowsIsReportedOnceAndSamplesStillArrive) {
+    RawPair pair("raw/throwing");
+    ASSERT_TRUE(pair.matched());
+    qor::NotifyLineCollector collector;
+    std::atomic<int> calls{0};
+    pair.subscriber.onSample([&calls] {
+        ++calls;
+        throw std::runtime_error("thrown by the test");
+    });
+    RawSample sample;
+    for (std::uint8_t i = 0; i < 3; ++i) {
+        ASSERT_TRUE(pair.publisher.publish(sampleWith({i})));
+        ASSERT_TRUE(takeWithin(pair.subscriber, sample));
+        EXPECT_EQ(sample.bytes, sampleWith({i}));
+    }
+    ASSERT_TRUE(qorTest::waitFor([&] { return calls.load() >= 3; })) << calls.load();
+    pair.subscriber.onSample({});
+    EXPECT_EQ(collector.lines(),
+              std::vector<std::string>{"Warning: The sample callback of the subscription of \"" +
+                                       pair.topic +
+                                       "\" threw an exception; it was ignored, and later ones "
+                                       "are too"});
+}
+
 TEST(RawEndpoints, AreAnnouncedUnderTheProcesssNodeWithTheirTypeName) {
     RawPair pair("raw/graph");
     const TopicDiscovery discovery(kDomain);
@@ -288,6 +313,14 @@ TEST(RawEndpoints, MalformedTypeNamesAreRefusedByName) {
         }
         EXPECT_THROW(RawSubscriber(topic, name, kDeep, kDomain), std::invalid_argument) << name;
     }
+    try {
+        RawSubscriber subscriber(topic, "sensor_msgs/Image", kDeep, kDomain);
+        ADD_FAILURE() << "accepted sensor_msgs/Image";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  "invalid message type \"sensor_msgs/Image\" for topic \"" + topic +
+                      "\": expected package/msg/Name, such as sensor_msgs/msg/Image");
+    }
     // Well-formed names of types this library has no record of, and of generated ones.
     EXPECT_NO_THROW(RawSubscriber(topic, "my_robot/msg/Status2", kDeep, kDomain));
     EXPECT_NO_THROW(RawSubscriber(uniqueTopic("raw/action"),
@@ -320,6 +353,20 @@ TEST(RawEndpoints, PayloadsWithoutEncapsulationHeaderAreRefused) {
             EXPECT_NE(std::string(error.what()).find(pair.topic), std::string::npos)
                 << error.what();
         }
+    }
+    try {
+        publisher.publish(Bytes{0x00, 0x01});
+    } catch (const std::invalid_argument& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  "cannot publish 2 bytes on topic \"" + pair.topic +
+                      "\": a sample starts with a 4-byte encapsulation header");
+    }
+    try {
+        publisher.publish(Bytes{0x7f, 0x45, 0x4c, 0x46});
+    } catch (const std::invalid_argument& error) {
+        EXPECT_EQ(std::string(error.what()),
+                  "cannot publish on topic \"" + pair.topic +
+                      "\": the bytes start with 7f 45 4c 46, not a CDR encapsulation header");
     }
     EXPECT_THROW(publisher.publish(nullptr, 8), std::invalid_argument);
     EXPECT_THROW(publisher.publish(sampleWith({1}), -1), std::invalid_argument);
@@ -356,8 +403,10 @@ TEST(RawEndpoints, RawAndTypedEndpointsOfOneTypeDoNotMixInAProcess) {
             RawPublisher raw(uniqueTopic("raw/mixed_other"), "std_msgs/msg/Int32", kDeep, kDomain);
             ADD_FAILURE() << "a raw endpoint shared the typed endpoints' type";
         } catch (const std::runtime_error& error) {
-            EXPECT_NE(std::string(error.what()).find("std_msgs/msg/Int32"), std::string::npos)
-                << error.what();
+            EXPECT_EQ(std::string(error.what()),
+                      "cannot use topic \"" + uniqueTopic("raw/mixed_other") +
+                          "\" for std_msgs/msg/Int32 as raw bytes: this process already has "
+                          "typed endpoints of that type in this domain");
         }
     }
     // Once the typed endpoint is gone, the type is free for raw endpoints, and then refused to

@@ -16,6 +16,7 @@
 #include <fastdds/dds/subscriber/qos/SubscriberQos.hpp>
 
 #include "detail/QosPolicies.h"
+#include "detail/Warning.h"
 #include "graph/GraphAnnouncer.h"
 
 namespace qorROS2::detail {
@@ -26,7 +27,8 @@ namespace dds = eprosima::fastdds::dds;
 // samples arriving.
 class ReaderEndpoint::Listener : public dds::DataReaderListener {
   public:
-    explicit Listener(IncompatibleQosReport& report) : m_report(report) {}
+    Listener(IncompatibleQosReport& report, std::string topic)
+        : m_report(report), m_topic(std::move(topic)) {}
 
     void on_requested_incompatible_qos(dds::DataReader* /*reader*/,
                                        const dds::RequestedIncompatibleQosStatus& status) override {
@@ -40,8 +42,18 @@ class ReaderEndpoint::Listener : public dds::DataReaderListener {
         }
         m_arrived.notify_all();
         std::lock_guard<std::mutex> lock(m_callbackMutex);
-        if (m_callback) {
+        if (!m_callback) {
+            return;
+        }
+        // An exception must not unwind into the middleware's thread; it is told once per reader.
+        try {
             m_callback();
+        } catch (...) {
+            if (!m_callbackThrew) {
+                m_callbackThrew = true;
+                warn("The sample callback of the subscription of \"" + m_topic +
+                     "\" threw an exception; it was ignored, and later ones are too");
+            }
         }
     }
 
@@ -66,11 +78,13 @@ class ReaderEndpoint::Listener : public dds::DataReaderListener {
 
   private:
     IncompatibleQosReport& m_report;
+    std::string m_topic;
     mutable std::mutex m_arrivalMutex;
     mutable std::condition_variable m_arrived;
     std::uint64_t m_arrivals = 0;
     std::mutex m_callbackMutex;
     std::function<void()> m_callback;
+    bool m_callbackThrew = false;
 };
 
 ReaderEndpoint::ReaderEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
@@ -81,7 +95,7 @@ ReaderEndpoint::ReaderEndpoint(const EndpointTopic& where, const QOS& qos, const
     : m_lease(where.domain, where.rosTopic, where.ddsTopic, type),
       m_malformed(where.rosTopic),
       m_incompatible(EndpointSide::subscription, fullyQualifiedName(where)),
-      m_listener(std::make_unique<Listener>(m_incompatible)) {
+      m_listener(std::make_unique<Listener>(m_incompatible, fullyQualifiedName(where))) {
     std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A subscriber of its own per reader: no partitions, and nothing to share on teardown.
