@@ -119,6 +119,23 @@ TEST(RawEndpoints, TypeWithoutRecordPassesFromRawToRawUnchanged) {
     EXPECT_TRUE(none.bytes.empty());
 }
 
+TEST(RawEndpoints, LargeSamplesPassWhole) {
+    RawPair pair("raw/large");
+    ASSERT_TRUE(pair.matched());
+    // An image's worth of bytes: the payloads of a raw type grow from 4 bytes as samples need.
+    Bytes sent(2 * 1024 * 1024 + 3);
+    for (std::size_t i = 0; i < sent.size(); ++i) {
+        sent[i] = static_cast<std::uint8_t>(i * 7U);
+    }
+    sent[0] = 0x00;
+    sent[1] = 0x01;
+    ASSERT_TRUE(pair.publisher.publish(sent));
+    RawSample received;
+    ASSERT_TRUE(takeWithin(pair.subscriber, received));
+    EXPECT_EQ(received.bytes.size(), sent.size());
+    EXPECT_TRUE(received.bytes == sent);
+}
+
 TEST(RawEndpoints, SourceTimestampGivenAtPublishArrives) {
     RawPair pair("raw/replayed");
     ASSERT_TRUE(pair.matched());
