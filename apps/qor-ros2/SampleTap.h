@@ -5,9 +5,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "DelayMeter.h"
 #include "PythonValue.h"
@@ -30,6 +32,8 @@ class SampleTap {
     virtual ~SampleTap() = default;
     /// Takes the oldest waiting sample into `sample` and returns true; false when none waits.
     virtual bool take(TappedSample& sample) = 0;
+    /// Calls `callback` on the middleware's thread whenever data arrives; an empty one stops.
+    virtual void onSample(std::function<void()> callback) = 0;
     /// A message of the tap's type at its defaults, as a --filter sees it.
     virtual PythonValue prototype() const = 0;
 };
@@ -48,6 +52,10 @@ class RecordSampleTap final : public SampleTap {
         sample.headerStampNanoseconds = headerStampNanoseconds(m_message);
         sample.message = pythonValueOf(m_message, nullptr);
         return true;
+    }
+
+    void onSample(std::function<void()> callback) override {
+        m_subscriber.onSample(std::move(callback));
     }
 
     PythonValue prototype() const override {

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <optional>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -108,8 +107,9 @@ int echoTopic(const TopicOptions& options) {
             return 0;
         }
         if (!any) {
-            // The subscriber never blocks: poll often enough for a high-rate topic.
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            // Woken as soon as a sample arrives; the timeout only keeps Ctrl-C and --timeout
+            // prompt.
+            subscriber.waitForSample(std::chrono::milliseconds(50));
         }
     }
     return 0;

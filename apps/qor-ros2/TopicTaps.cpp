@@ -1,13 +1,66 @@
 #include "TopicTaps.h"
 
 #include <chrono>
-#include <thread>
+#include <condition_variable>
+#include <mutex>
 
 #include "ArgumentError.h"
 #include "DiscoveredType.h"
 #include "StopSignal.h"
 
 namespace qorCli {
+namespace {
+
+// Rung by every tap when data arrives, on the middleware's threads, so that one wait covers all
+// topics. Counts rings, so a ring between looking and waiting is not lost.
+class SampleBell {
+  public:
+    void ring() {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            ++m_rings;
+        }
+        m_rung.notify_all();
+    }
+
+    std::uint64_t rings() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_rings;
+    }
+
+    void waitForRingAfter(std::uint64_t seen, std::chrono::milliseconds timeout) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_rung.wait_for(lock, timeout, [&] { return m_rings != seen; });
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::condition_variable m_rung;
+    std::uint64_t m_rings = 0;
+};
+
+// Has the taps ring `bell` while it lives.
+class RingingTaps {
+  public:
+    RingingTaps(const std::vector<std::unique_ptr<SampleTap>>& taps, SampleBell& bell)
+        : m_taps(taps) {
+        for (const auto& tap : m_taps) {
+            tap->onSample([&bell] { bell.ring(); });
+        }
+    }
+    ~RingingTaps() {
+        for (const auto& tap : m_taps) {
+            tap->onSample({});
+        }
+    }
+    RingingTaps(const RingingTaps&) = delete;
+    RingingTaps& operator=(const RingingTaps&) = delete;
+
+  private:
+    const std::vector<std::unique_ptr<SampleTap>>& m_taps;
+};
+
+}  // namespace
 
 std::size_t measuringWindow(const CLI::App& verb, const std::optional<std::uint64_t>& given,
                             std::size_t fallback) {
@@ -38,7 +91,10 @@ bool TopicTaps::measure(const std::function<bool(std::size_t, const TappedSample
                         const std::function<void()>& second, RosClock& clock) {
     TappedSample taken;
     RosTimer everySecond(clock, std::chrono::seconds(1));
+    SampleBell bell;
+    const RingingTaps ringing(m_taps, bell);
     while (!stopRequested()) {
+        const std::uint64_t rings = bell.rings();
         bool any = false;
         for (std::size_t index = 0; index < m_taps.size(); ++index) {
             while (m_taps[index]->take(taken)) {
@@ -52,8 +108,9 @@ bool TopicTaps::measure(const std::function<bool(std::size_t, const TappedSample
             second();
         }
         if (!any) {
-            // Subscriptions never block: poll often enough for a high-rate topic.
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            // Woken as soon as a sample arrives; the timeout only keeps Ctrl-C and the report
+            // of each second prompt.
+            bell.waitForRingAfter(rings, std::chrono::milliseconds(20));
         }
     }
     return true;

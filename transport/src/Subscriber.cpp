@@ -84,6 +84,18 @@ bool Subscriber<T>::receiveMessage(T& message) const {
 }
 
 template <typename T>
+bool Subscriber<T>::waitForSample(std::chrono::nanoseconds timeout) const {
+    return m_state != nullptr && m_state->endpoint().waitForSample(timeout);
+}
+
+template <typename T>
+void Subscriber<T>::onSample(std::function<void()> callback) {
+    if (m_state != nullptr) {
+        m_state->endpoint().onSample(std::move(callback));
+    }
+}
+
+template <typename T>
 std::size_t Subscriber<T>::matchedPublications() const {
     return m_state != nullptr ? m_state->endpoint().matchedPublications() : 0;
 }

@@ -17,7 +17,7 @@ eprosima::fastdds::dds::TopicDataType* createRecordDataType() {
 
 template <typename T>
 WireType wireTypeOf() {
-    return WireType{ddsTypeNameOf<T>(), rosTypeName<T>(), &createRecordDataType<T>};
+    return WireType{ddsTypeNameOf<T>(), rosTypeName<T>(), &createRecordDataType<T>, false, {}};
 }
 
 #define QORNTROS2_INSTANTIATE_WIRE_TYPE(Namespace, Name) \

@@ -13,6 +13,11 @@
 //       exits 0 once <count> images have arrived intact, 1 when time runs out first
 //   qorNtROS2EndpointPeer exit-holding-endpoints <domain> <topic>
 //       returns from main while static endpoints still hold the participant
+//   qorNtROS2EndpointPeer publish-joint-states <domain> <topic> <seconds>
+//       publishes knownJointState() every 20 ms
+//   qorNtROS2EndpointPeer print-joint-state-bytes <domain> <topic> <seconds>
+//       waits for a JointState and prints its bytes, as received, in hex; exits 0 then, 1 when
+//       time runs out first
 //   qorNtROS2EndpointPeer drain <domain> <topic> <type> <qos> <seconds>
 //       takes every sample of <type> ("clock", "joint_state" or "image") as it comes; <qos> is
 //       "clock" or "sensor"
@@ -27,6 +32,7 @@
 #include <thread>
 #include <vector>
 
+#include "../cdr/KnownRecords.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
@@ -157,6 +163,36 @@ int receiveImages(const ImageStream& stream, int count, Clock::time_point deadli
     return received == count ? 0 : 1;
 }
 
+// Deep enough that the samples of a burst all wait to be taken.
+const QOS kDeepReliable{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 10};
+
+int publishJointStates(std::int8_t domain, const std::string& topic, Clock::time_point deadline) {
+    Publisher<sensorMsgs::JointState> publisher(topic, kDeepReliable, domain);
+    const sensorMsgs::JointState state = qorTest::knownJointState();
+    while (Clock::now() < deadline) {
+        publisher.sendMessage(state);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return 0;
+}
+
+int printJointStateBytes(std::int8_t domain, const std::string& topic, Clock::time_point deadline) {
+    Subscriber<sensorMsgs::JointState> subscriber(topic, kDeepReliable, domain);
+    subscriber.keepSampleBytes();
+    sensorMsgs::JointState state{};
+    while (Clock::now() < deadline) {
+        if (subscriber.receiveMessage(state)) {
+            for (std::uint8_t byte : subscriber.lastSampleBytes()) {
+                std::printf("%02x", byte);
+            }
+            std::printf("\n");
+            return 0;
+        }
+        subscriber.waitForSample(std::chrono::milliseconds(100));
+    }
+    return 1;
+}
+
 int exitHoldingEndpoints(std::int8_t domain, const std::string& topic) {
     // Destroyed after main returns, in the middle of the static destructors of the process.
     static Publisher<rosgraphMsgs::Clock> publisher(topic, createClockQOS(), domain);
@@ -227,6 +263,12 @@ int main(int rawArgc, char** rawArgv) {
         }
         if (argc == 9 && args[1] == "receive-images") {
             return receiveImages(imageStreamOf(args), std::atoi(argv[7]), deadlineOf(argv[8]));
+        }
+        if (argc == 5 && args[1] == "publish-joint-states") {
+            return publishJointStates(domainOf(argv[2]), args[3], deadlineOf(argv[4]));
+        }
+        if (argc == 5 && args[1] == "print-joint-state-bytes") {
+            return printJointStateBytes(domainOf(argv[2]), args[3], deadlineOf(argv[4]));
         }
         if (argc == 7 && args[1] == "drain") {
             return drain(args, deadlineOf(argv[6]));

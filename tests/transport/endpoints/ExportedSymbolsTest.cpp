@@ -1,6 +1,6 @@
 // Reads the dynamic symbol table of the built transport library: the publishers and subscribers
-// of the 89 records and the topic discovery are its whole interface, and nothing of its internals
-// or of Fast DDS leaks.
+// of the 89 records, the raw publisher and subscriber, and the topic discovery are its whole
+// interface, and nothing of its internals or of Fast DDS leaks.
 
 #include <gtest/gtest.h>
 
@@ -38,11 +38,15 @@ std::set<std::string> exportedTransportFunctions() {
         ">::incompatiblePublications() const",                                                  \
         "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::lastSampleSize() const",      \
         "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::keepSampleBytes()",           \
-        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::lastSampleBytes() const",
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name ">::lastSampleBytes() const",     \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name                                   \
+        ">::waitForSample(std::chrono::duration<long, std::ratio<1l, 1000000000l> >) const",    \
+        "qorROS2::Subscriber<qorROS2::" #Namespace "::" #Name                                   \
+        ">::onSample(std::function<void ()>)",
 
 TEST(TransportSymbols, EveryRecordHasItsPublisherAndSubscriber) {
     const std::set<std::string> expected = {QORROS2_FOR_EACH_MESSAGE(QORNTROS2_EXPECTED_SYMBOLS)};
-    ASSERT_EQ(expected.size(), 10U * 89U);
+    ASSERT_EQ(expected.size(), 12U * 89U);
     const std::set<std::string> exported = exportedTransportFunctions();
     for (const std::string& name : expected) {
         EXPECT_EQ(exported.count(name), 1U) << name;
@@ -50,17 +54,33 @@ TEST(TransportSymbols, EveryRecordHasItsPublisherAndSubscriber) {
 }
 
 const std::string kDiscoveryScope = "qorROS2::TopicDiscovery::";
+const std::string kRawPublisherScope = "qorROS2::RawPublisher::";
+const std::string kRawSubscriberScope = "qorROS2::RawSubscriber::";
 
-TEST(TransportSymbols, TopicDiscoveryExportsItsMembers) {
-    // The member names, without their parameter lists (whose spelling is the compiler's).
+// The names of the members of `scope` the library exports, without their parameter lists (whose
+// spelling is the compiler's).
+std::set<std::string> exportedMembers(const std::string& scope) {
     std::set<std::string> members;
     for (const std::string& name : exportedTransportFunctions()) {
-        if (name.rfind(kDiscoveryScope, 0) == 0) {
-            members.insert(
-                name.substr(kDiscoveryScope.size(), name.find('(') - kDiscoveryScope.size()));
+        if (name.rfind(scope, 0) == 0) {
+            members.insert(name.substr(scope.size(), name.find('(') - scope.size()));
         }
     }
-    EXPECT_EQ(members,
+    return members;
+}
+
+TEST(TransportSymbols, RawEndpointsExportTheirMembers) {
+    EXPECT_EQ(exportedMembers(kRawPublisherScope),
+              (std::set<std::string>{"RawPublisher", "~RawPublisher", "operator=", "publish",
+                                     "matchedSubscriptions", "incompatibleSubscriptions"}));
+    EXPECT_EQ(exportedMembers(kRawSubscriberScope),
+              (std::set<std::string>{"RawSubscriber", "~RawSubscriber", "operator=", "takeSample",
+                                     "waitForSample", "onSample", "matchedPublications",
+                                     "incompatiblePublications"}));
+}
+
+TEST(TransportSymbols, TopicDiscoveryExportsItsMembers) {
+    EXPECT_EQ(exportedMembers(kDiscoveryScope),
               (std::set<std::string>{"TopicDiscovery", "~TopicDiscovery", "topics", "waitForTopic",
                                      "nodes", "endpoints", "waitForNode"}));
 }
@@ -114,13 +134,14 @@ TEST(TransportSymbols, QosAndEnvironmentFunctionsAreExported) {
 
 TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExported) {
     for (const std::string& name : exportedTransportFunctions()) {
-        const bool endpoint = name.rfind("qorROS2::Publisher<", 0) == 0 ||
-                              name.rfind("qorROS2::Subscriber<", 0) == 0 ||
-                              name.rfind(kDiscoveryScope, 0) == 0 ||
-                              kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
-                              kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||
-                              name == "qorROS2::rosDomainId(char const*)" ||
-                              name == "qorROS2::rosDomainIdFromEnvironment()";
+        const bool endpoint =
+            name.rfind("qorROS2::Publisher<", 0) == 0 ||
+            name.rfind("qorROS2::Subscriber<", 0) == 0 || name.rfind(kDiscoveryScope, 0) == 0 ||
+            name.rfind(kRawPublisherScope, 0) == 0 || name.rfind(kRawSubscriberScope, 0) == 0 ||
+            kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
+            kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||
+            name == "qorROS2::rosDomainId(char const*)" ||
+            name == "qorROS2::rosDomainIdFromEnvironment()";
         EXPECT_TRUE(endpoint) << name;
         EXPECT_EQ(name.find("qorROS2::detail::"), std::string::npos) << name;
         EXPECT_EQ(name.find("eprosima"), std::string::npos) << name;

@@ -2,8 +2,10 @@
 
 // Receives message records from a ROS 2 topic.
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,6 +25,9 @@ class SubscriberState;
 /// Receives records of type T from one ROS 2 topic. Samples wait in the subscriber's history
 /// (as deep as its QOS says) until receiveMessage() takes them. Provided for each record named by
 /// QORROS2_FOR_EACH_MESSAGE. Not copyable; a moved-from subscriber receives nothing.
+///
+/// Threads: receiveMessage(), waitForSample() and the counts may be called from any thread. The
+/// callback of onSample() runs on a thread of the middleware.
 template <typename T>
 class QORNTROS2_EXPORT Subscriber {
     static_assert(detail::isTransportRecord<T>,
@@ -46,6 +51,19 @@ class QORNTROS2_EXPORT Subscriber {
     /// dropped, counted and reported with a warning. Once `message` has held samples of the
     /// usual size, receiving does not allocate.
     bool receiveMessage(T& message) const;
+
+    /// Blocks until a sample waits to be received (true) or `timeout` has passed (false), woken
+    /// by the middleware when data arrives. A negative timeout only looks. A sample that turns
+    /// out malformed, or a notice that a publisher went away, also ends the wait, and then
+    /// receiveMessage() may find nothing. To stay responsive to something else (a stop request),
+    /// wait in a loop with a short timeout.
+    bool waitForSample(std::chrono::nanoseconds timeout) const;
+
+    /// Calls `callback` each time data arrives, on the middleware's thread, which must not be
+    /// held up: receive the sample elsewhere, or quickly. An empty function stops the calls. Once
+    /// onSample() returns, the previous callback is not running and not called again. The
+    /// callback must not call onSample() or destroy the subscriber.
+    void onSample(std::function<void()> callback);
 
     /// The number of publications this subscriber has matched right now.
     std::size_t matchedPublications() const;

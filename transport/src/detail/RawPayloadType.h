@@ -1,8 +1,10 @@
 #pragma once
 
-// A DDS type whose samples are payload bytes passed through untouched, for tools that must put
-// arbitrary bytes on a topic or look at the exact bytes a writer sent.
+// A DDS type whose samples are payload bytes passed through untouched: the type of the raw
+// publishers and subscribers, and of the tests' tools that put arbitrary bytes on a topic or look
+// at the exact bytes a writer sent.
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <functional>
@@ -14,8 +16,15 @@
 
 namespace qorROS2::detail {
 
-/// Samples are std::vector<std::uint8_t> holding a whole payload, encapsulation header
-/// included, under whatever DDS type name the tool needs.
+/// The bytes a writer hands to DataWriter::write(): a whole payload, encapsulation header
+/// included, which the writer's caller keeps alive during the write.
+struct RawPayloadView {
+    const std::uint8_t* data = nullptr;
+    std::size_t size = 0;
+};
+
+/// Writes RawPayloadView samples and reads samples into std::vector<std::uint8_t>, each a whole
+/// payload, encapsulation header included, under whatever DDS type name the caller needs.
 class RawPayloadType final : public eprosima::fastdds::dds::TopicDataType {
   public:
     explicit RawPayloadType(const std::string& ddsTypeName) {
@@ -27,14 +36,16 @@ class RawPayloadType final : public eprosima::fastdds::dds::TopicDataType {
     }
 
     bool serialize(void* data, eprosima::fastrtps::rtps::SerializedPayload_t* payload) override {
-        const auto& bytes = *static_cast<const std::vector<std::uint8_t>*>(data);
-        if (bytes.size() > payload->max_size) {
+        const auto& bytes = *static_cast<const RawPayloadView*>(data);
+        if (bytes.size > payload->max_size) {
             return false;
         }
-        if (!bytes.empty()) {
-            std::memcpy(payload->data, bytes.data(), bytes.size());
+        if (bytes.size != 0) {
+            std::memcpy(payload->data, bytes.data, bytes.size);
         }
-        payload->length = static_cast<std::uint32_t>(bytes.size());
+        payload->length = static_cast<std::uint32_t>(bytes.size);
+        // The second byte of the header is odd for every little-endian representation.
+        payload->encapsulation = bytes.size >= 2 && (bytes.data[1] & 1U) != 0 ? CDR_LE : CDR_BE;
         return true;
     }
 
@@ -50,8 +61,7 @@ class RawPayloadType final : public eprosima::fastdds::dds::TopicDataType {
 
     std::function<std::uint32_t()> getSerializedSizeProvider(void* data) override {
         return [data]() {
-            return static_cast<std::uint32_t>(
-                static_cast<const std::vector<std::uint8_t>*>(data)->size());
+            return static_cast<std::uint32_t>(static_cast<const RawPayloadView*>(data)->size);
         };
     }
 

@@ -66,7 +66,8 @@ RawPayloadWriter::RawPayloadWriter(const std::string& ddsTopic, const std::strin
 RawPayloadWriter::~RawPayloadWriter() = default;
 
 bool RawPayloadWriter::write(const std::vector<std::uint8_t>& payload) {
-    return m_entities->writer->write(const_cast<std::vector<std::uint8_t>*>(&payload));
+    RawPayloadView view{payload.data(), payload.size()};
+    return m_entities->writer->write(&view);
 }
 
 std::size_t RawPayloadWriter::matchedSubscriptions() const {

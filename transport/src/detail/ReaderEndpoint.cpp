@@ -1,7 +1,10 @@
 #include "detail/ReaderEndpoint.h"
 
+#include <algorithm>
+#include <condition_variable>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 
 #include <fastdds/dds/core/status/StatusMask.hpp>
 #include <fastdds/dds/core/status/SubscriptionMatchedStatus.hpp>
@@ -13,24 +16,75 @@
 #include <fastdds/dds/subscriber/qos/SubscriberQos.hpp>
 
 #include "detail/QosPolicies.h"
+#include "detail/Warning.h"
 #include "graph/GraphAnnouncer.h"
 
 namespace qorROS2::detail {
 
 namespace dds = eprosima::fastdds::dds;
 
-// Hears, on the middleware's threads, of publications that cannot match the reader.
+// Hears, on the middleware's threads, of publications that cannot match the reader and of
+// samples arriving.
 class ReaderEndpoint::Listener : public dds::DataReaderListener {
   public:
-    explicit Listener(IncompatibleQosReport& report) : m_report(report) {}
+    Listener(IncompatibleQosReport& report, std::string topic)
+        : m_report(report), m_topic(std::move(topic)) {}
 
     void on_requested_incompatible_qos(dds::DataReader* /*reader*/,
                                        const dds::RequestedIncompatibleQosStatus& status) override {
         m_report.found(status.last_policy_id);
     }
 
+    void on_data_available(dds::DataReader* /*reader*/) override {
+        {
+            std::lock_guard<std::mutex> lock(m_arrivalMutex);
+            ++m_arrivals;
+        }
+        m_arrived.notify_all();
+        std::lock_guard<std::mutex> lock(m_callbackMutex);
+        if (!m_callback) {
+            return;
+        }
+        // An exception must not unwind into the middleware's thread; it is told once per reader.
+        try {
+            m_callback();
+        } catch (...) {
+            if (!m_callbackThrew) {
+                m_callbackThrew = true;
+                warn("The sample callback of the subscription of \"" + m_topic +
+                     "\" threw an exception; it was ignored, and later ones are too");
+            }
+        }
+    }
+
+    std::uint64_t arrivals() const {
+        std::lock_guard<std::mutex> lock(m_arrivalMutex);
+        return m_arrivals;
+    }
+
+    // Waits until data arrived after `seen` arrivals (true) or `deadline` passes (false). The
+    // middleware's lock of the reader is never taken under m_arrivalMutex, as the middleware
+    // holds it while it tells of data.
+    bool waitForArrivalAfter(std::uint64_t seen,
+                             std::chrono::steady_clock::time_point deadline) const {
+        std::unique_lock<std::mutex> lock(m_arrivalMutex);
+        return m_arrived.wait_until(lock, deadline, [&] { return m_arrivals != seen; });
+    }
+
+    void setCallback(std::function<void()> callback) {
+        std::lock_guard<std::mutex> lock(m_callbackMutex);
+        m_callback = std::move(callback);
+    }
+
   private:
     IncompatibleQosReport& m_report;
+    std::string m_topic;
+    mutable std::mutex m_arrivalMutex;
+    mutable std::condition_variable m_arrived;
+    std::uint64_t m_arrivals = 0;
+    std::mutex m_callbackMutex;
+    std::function<void()> m_callback;
+    bool m_callbackThrew = false;
 };
 
 ReaderEndpoint::ReaderEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
@@ -41,7 +95,7 @@ ReaderEndpoint::ReaderEndpoint(const EndpointTopic& where, const QOS& qos, const
     : m_lease(where.domain, where.rosTopic, where.ddsTopic, type),
       m_malformed(where.rosTopic),
       m_incompatible(EndpointSide::subscription, fullyQualifiedName(where)),
-      m_listener(std::make_unique<Listener>(m_incompatible)) {
+      m_listener(std::make_unique<Listener>(m_incompatible, fullyQualifiedName(where))) {
     std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A subscriber of its own per reader: no partitions, and nothing to share on teardown.
@@ -51,7 +105,8 @@ ReaderEndpoint::ReaderEndpoint(const EndpointTopic& where, const QOS& qos, const
                                  "\": Fast DDS could not create a subscriber");
     }
     m_reader = m_subscriber->create_datareader(&m_lease.topic(), readerQos(qos), m_listener.get(),
-                                               dds::StatusMask::requested_incompatible_qos());
+                                               dds::StatusMask::requested_incompatible_qos()
+                                                   << dds::StatusMask::data_available());
     if (m_reader == nullptr) {
         participant.delete_subscriber(m_subscriber);
         throw std::runtime_error("cannot subscribe to topic \"" + where.rosTopic +
@@ -67,7 +122,7 @@ ReaderEndpoint::~ReaderEndpoint() {
     m_lease.participant().delete_subscriber(m_subscriber);
 }
 
-bool ReaderEndpoint::takeNext(void* slot) {
+bool ReaderEndpoint::takeNext(void* slot, SampleOrigin* origin) {
     dds::SampleInfo info;
     for (;;) {
         const ReturnCode_t result = m_reader->take_next_sample(slot, &info);
@@ -76,9 +131,37 @@ bool ReaderEndpoint::takeNext(void* slot) {
         }
         // Notices that a writer went away carry no data.
         if (info.valid_data) {
-            return true;
+            break;
         }
     }
+    if (origin != nullptr) {
+        origin->sourceTimestampNs = info.source_timestamp.to_ns();
+        origin->receptionTimestampNs = info.reception_timestamp.to_ns();
+        origin->writerGuid = graph::guidBytes(&info.sample_identity.writer_guid());
+    }
+    return true;
+}
+
+bool ReaderEndpoint::waitForSample(std::chrono::nanoseconds timeout) const {
+    // A century at most, so the deadline cannot overflow the clock.
+    constexpr std::chrono::nanoseconds kLongest = std::chrono::hours(24 * 365 * 100);
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::clamp(timeout, std::chrono::nanoseconds::zero(), kLongest);
+    for (;;) {
+        // Counted before looking, so data that arrives in between ends the wait at once.
+        const std::uint64_t seen = m_listener->arrivals();
+        dds::SampleInfo info;
+        if (m_reader->get_first_untaken_info(&info) == ReturnCode_t::RETCODE_OK) {
+            return true;
+        }
+        if (!m_listener->waitForArrivalAfter(seen, deadline)) {
+            return false;
+        }
+    }
+}
+
+void ReaderEndpoint::onSample(std::function<void()> callback) {
+    m_listener->setCallback(std::move(callback));
 }
 
 std::size_t ReaderEndpoint::matchedPublications() const {

@@ -2,8 +2,11 @@
 
 // The untyped part of a Subscriber: a DDS reader on a leased topic.
 
+#include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -21,6 +24,13 @@ class Subscriber;
 
 namespace qorROS2::detail {
 
+/// What the middleware tells of a sample besides its bytes.
+struct SampleOrigin {
+    std::int64_t sourceTimestampNs = 0;     ///< set by the writer
+    std::int64_t receptionTimestampNs = 0;  ///< set by this reader's host
+    std::array<std::uint8_t, 16> writerGuid{};
+};
+
 /// A DDS reader for the records of one wire type on one ROS 2 topic.
 class ReaderEndpoint {
   public:
@@ -36,7 +46,17 @@ class ReaderEndpoint {
     /// Takes the oldest waiting sample that decodes into `slot`, a DecodeSlot of the endpoint's
     /// wire type, and returns true; false when none waits. Samples that do not decode are
     /// reported to the slot's MalformedSampleReport and skipped on the way.
-    bool takeNext(void* slot);
+    /// When `origin` is given, it receives what the middleware tells of the sample taken.
+    bool takeNext(void* slot, SampleOrigin* origin = nullptr);
+
+    /// Blocks until a sample waits to be taken (true) or `timeout` has passed (false); woken by
+    /// the middleware's notice that data arrived. A notice that a writer went away may also
+    /// count as waiting, and then the next take finds nothing.
+    bool waitForSample(std::chrono::nanoseconds timeout) const;
+
+    /// Calls `callback` (none: no longer) on the middleware's thread each time data arrives.
+    /// Once this returns, the previous callback is not running and is not called again.
+    void onSample(std::function<void()> callback);
 
     std::size_t matchedPublications() const;
 

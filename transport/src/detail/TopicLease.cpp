@@ -35,14 +35,20 @@ struct TopicEntry {
     std::size_t leases = 0;
 };
 
+// How many topics of a participant use a registered type, and as what.
+struct TypeUse {
+    std::size_t topics = 0;
+    bool rawBytes = false;
+};
+
 struct DomainEntry {
     // Keeps the factory alive as long as its participant: an endpoint held by a static object may
     // be destroyed after the factory's own static reference.
     std::shared_ptr<dds::DomainParticipantFactory> factory;
     dds::DomainParticipant* participant = nullptr;
     std::size_t leases = 0;
-    std::map<std::string, TopicEntry> topics;      // by DDS topic name
-    std::map<std::string, std::size_t> typeUsers;  // topics per registered DDS type name
+    std::map<std::string, TopicEntry> topics;  // by DDS topic name
+    std::map<std::string, TypeUse> typeUsers;  // by registered DDS type name
     std::unique_ptr<graph::GraphAnnouncer> announcer;
     // The participant's listener: created before it and deleted after it.
     std::unique_ptr<graph::DomainGraph> graph;
@@ -114,6 +120,15 @@ DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string&
 // registering its type) for the first one. Leaves `entry` as it was when it throws.
 dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const std::string& ddsTopic,
                        const WireType& type) {
+    // A participant knows one description of a type name: samples of that type are either
+    // decoded records or payload bytes for all of its endpoints.
+    const auto use = entry.typeUsers.find(type.ddsTypeName);
+    if (use != entry.typeUsers.end() && use->second.rawBytes != type.rawBytes) {
+        throw std::runtime_error("cannot use topic \"" + rosTopic + "\" for " + type.rosTypeName +
+                                 (type.rawBytes ? " as raw bytes" : " as records") +
+                                 ": this process already has " + (type.rawBytes ? "typed" : "raw") +
+                                 " endpoints of that type in this domain");
+    }
     auto found = entry.topics.find(ddsTopic);
     if (found != entry.topics.end()) {
         // One DDS topic has one type; a second type on it would never match anyone.
@@ -125,7 +140,7 @@ dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const st
         ++found->second.leases;
         return found->second.topic;
     }
-    const bool registered = entry.typeUsers.count(type.ddsTypeName) != 0;
+    const bool registered = use != entry.typeUsers.end();
     if (!registered) {
         dds::TypeSupport support(type.createDataType());
         if (support.register_type(entry.participant) != ReturnCode_t::RETCODE_OK) {
@@ -144,7 +159,9 @@ dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const st
                                  "\": Fast DDS could not create the DDS topic \"" + ddsTopic +
                                  "\"");
     }
-    ++entry.typeUsers[type.ddsTypeName];
+    TypeUse& users = entry.typeUsers[type.ddsTypeName];
+    ++users.topics;
+    users.rawBytes = type.rawBytes;
     entry.topics.emplace(ddsTopic, TopicEntry{topic, type.ddsTypeName, type.rosTypeName, 1});
     return topic;
 }
@@ -161,15 +178,18 @@ void releaseTopic(DomainEntry& entry, const std::string& ddsTopic) {
     }
     entry.topics.erase(found);
     auto users = entry.typeUsers.find(typeName);
-    if (users != entry.typeUsers.end() && --users->second == 0) {
+    if (users != entry.typeUsers.end() && --users->second.topics == 0) {
         entry.typeUsers.erase(users);
         entry.participant->unregister_type(typeName);
     }
 }
 
 void startAnnouncing(DomainEntry& entry) {
-    const WireType graphType{graph::kGraphTypeName, "rmw_dds_common/msg/ParticipantEntitiesInfo",
-                             &createGraphDataType};
+    const WireType graphType{graph::kGraphTypeName,
+                             "rmw_dds_common/msg/ParticipantEntitiesInfo",
+                             &createGraphDataType,
+                             false,
+                             {}};
     dds::Topic* topic =
         leaseTopic(entry, graph::kGraphTopicName, graph::kGraphTopicName, graphType);
     try {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,12 @@ struct WireType {
     std::string ddsTypeName;  ///< "sensor_msgs::msg::dds_::JointState_"
     std::string rosTypeName;  ///< "sensor_msgs/msg/JointState", for messages
     /// Makes the middleware's description of the type; the caller owns the result.
-    eprosima::fastdds::dds::TopicDataType* (*createDataType)();
+    std::function<eprosima::fastdds::dds::TopicDataType*()> createDataType;
+    /// Whether samples travel as payload bytes (RawPayloadType) rather than as decoded records.
+    /// A participant has one description per type name, so both cannot share a type name.
+    bool rawBytes = false;
+    /// "RIHS01_<64 hex digits>", or empty when unknown; for announcing with the endpoint.
+    std::string typeHash;
 };
 
 /// The wire type of record T; provided for every record named by QORROS2_FOR_EACH_MESSAGE.

@@ -75,6 +75,30 @@ bool WriterEndpoint::write(const void* record) {
     }
 }
 
+namespace {
+constexpr std::int64_t kNsPerSecond = 1000000000;
+}  // namespace
+
+bool WriterEndpoint::validSourceTimestamp(std::int64_t sourceTimestampNs) {
+    constexpr std::int64_t kLastSecond = 0x7FFFFFFE;
+    return sourceTimestampNs >= 0 && sourceTimestampNs / kNsPerSecond <= kLastSecond;
+}
+
+bool WriterEndpoint::writeAt(const void* record, std::int64_t sourceTimestampNs) {
+    if (!validSourceTimestamp(sourceTimestampNs)) {
+        return false;
+    }
+    const eprosima::fastrtps::Time_t timestamp(
+        static_cast<std::int32_t>(sourceTimestampNs / kNsPerSecond),
+        static_cast<std::uint32_t>(sourceTimestampNs % kNsPerSecond));
+    try {
+        return m_writer->write_w_timestamp(const_cast<void*>(record), dds::HANDLE_NIL, timestamp) ==
+               ReturnCode_t::RETCODE_OK;
+    } catch (...) {
+        return false;
+    }
+}
+
 std::size_t WriterEndpoint::matchedSubscriptions() const {
     dds::PublicationMatchedStatus status;
     if (m_writer->get_publication_matched_status(status) != ReturnCode_t::RETCODE_OK) {

@@ -35,6 +35,14 @@ class WriterEndpoint {
     /// Writes `record`, a record of the endpoint's wire type; false when the middleware refused.
     bool write(const void* record);
 
+    /// Writes `record` with the source timestamp `sourceTimestampNs` (since the epoch) instead of
+    /// now; false when the middleware refused or the time is not a validSourceTimestamp().
+    bool writeAt(const void* record, std::int64_t sourceTimestampNs);
+
+    /// Whether the middleware can carry `sourceTimestampNs`: from the epoch to 2038, as it keeps
+    /// seconds in a signed 32-bit count whose last value means "infinite".
+    static bool validSourceTimestamp(std::int64_t sourceTimestampNs);
+
     std::size_t matchedSubscriptions() const;
 
     /// The subscriptions found so far whose QoS cannot match this writer's.

@@ -1,0 +1,66 @@
+#include "qorROS2/RawPublisher.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "detail/RawPayloadType.h"
+#include "detail/RawWireType.h"
+#include "detail/WriterEndpoint.h"
+
+namespace qorROS2 {
+namespace {
+
+// Sends the bytes checked to be a sample, stamped now when `sourceTimestampNs` is null.
+bool send(detail::WriterEndpoint* endpoint, const std::string& topic, const std::uint8_t* bytes,
+          std::size_t size, const std::int64_t* sourceTimestampNs) {
+    detail::checkRawPayload(topic, bytes, size);
+    if (endpoint == nullptr) {
+        return false;
+    }
+    const detail::RawPayloadView view{bytes, size};
+    if (sourceTimestampNs == nullptr) {
+        return endpoint->write(&view);
+    }
+    if (!detail::WriterEndpoint::validSourceTimestamp(*sourceTimestampNs)) {
+        throw std::invalid_argument(
+            "cannot publish on topic \"" + topic + "\" with the source time " +
+            std::to_string(*sourceTimestampNs) + " ns: it must lie between 1970 and 2038");
+    }
+    return endpoint->writeAt(&view, *sourceTimestampNs);
+}
+
+}  // namespace
+
+RawPublisher::RawPublisher(const std::string& topic, const std::string& typeName, const QOS& qos,
+                           std::int8_t domainId, const std::string& typeHash)
+    : m_endpoint(std::make_unique<detail::WriterEndpoint>(
+          topic, qos, domainId, detail::rawWireType(topic, typeName, typeHash))),
+      m_topic(topic) {}
+
+RawPublisher::~RawPublisher() = default;
+
+RawPublisher::RawPublisher(RawPublisher&& other) noexcept = default;
+
+RawPublisher& RawPublisher::operator=(RawPublisher&& other) noexcept = default;
+
+bool RawPublisher::publish(const std::uint8_t* bytes, std::size_t size) {
+    return send(m_endpoint.get(), m_topic, bytes, size, nullptr);
+}
+
+bool RawPublisher::publish(const std::vector<std::uint8_t>& bytes) {
+    return send(m_endpoint.get(), m_topic, bytes.data(), bytes.size(), nullptr);
+}
+
+bool RawPublisher::publish(const std::vector<std::uint8_t>& bytes, std::int64_t sourceTimestampNs) {
+    return send(m_endpoint.get(), m_topic, bytes.data(), bytes.size(), &sourceTimestampNs);
+}
+
+std::size_t RawPublisher::matchedSubscriptions() const {
+    return m_endpoint != nullptr ? m_endpoint->matchedSubscriptions() : 0;
+}
+
+std::uint64_t RawPublisher::incompatibleSubscriptions() const {
+    return m_endpoint != nullptr ? m_endpoint->incompatibleSubscriptions() : 0;
+}
+
+}  // namespace qorROS2
