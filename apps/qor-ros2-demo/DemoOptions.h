@@ -47,7 +47,7 @@ struct DemoOptions {
 
 /// Reads the command line (without the program name) and the environment's ROS_DOMAIN_ID.
 /// Throws UsageError for an unknown flag, a missing or malformed value, a missing scene file, or
-/// a snapshot that could not be written (see canWritePng).
+/// a snapshot that could not be written (see qorApps::canWritePng).
 DemoOptions parseDemoOptions(const std::vector<std::string>& arguments, const char* rosDomainId);
 
 /// The text that --help prints.
