@@ -15,7 +15,7 @@
 #include "cli/RosClock.h"
 #include "cli/StopSignal.h"
 #include "qorROS2/Publisher.h"
-#include "text/RecordToRepr.h"
+#include "text/PythonValueText.h"
 #include "text/YamlToRecord.h"
 #include "topic/TopicOptions.h"
 
@@ -115,7 +115,7 @@ int publishTopic(const TopicOptions& options) {
         if (options.printEvery != 0 && (sent + 1) % options.printEvery == 0) {
             // ros2 prints the message's repr and a blank line after it.
             std::printf("publishing #%llu: %s\n\n", static_cast<unsigned long long>(sent + 1),
-                        recordToRepr(message).c_str());
+                        pythonMessageRepr(message).c_str());
             std::fflush(stdout);
         }
         if (!publisher.sendMessage(message)) {
