@@ -4,7 +4,7 @@
 #include <thread>
 #include <tuple>
 
-#include "cli/GraphVerbs.h"
+#include "cli/GraphWait.h"
 #include "cli/StopSignal.h"
 
 namespace qorCli {

@@ -5,7 +5,7 @@
 #include <map>
 #include <set>
 
-#include "cli/GraphVerbs.h"
+#include "node/NodeVerbs.h"
 
 namespace qorCli {
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/CommandFailure.h"
-#include "cli/GraphVerbs.h"
+#include "cli/GraphWait.h"
 #include "cli/StopSignal.h"
 #include "cli/UsageError.h"
 #include "topic/TopicListing.h"

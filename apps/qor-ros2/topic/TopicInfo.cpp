@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <set>
 
-#include "cli/GraphVerbs.h"
+#include "topic/TopicInfo.h"
 
 namespace qorCli {
 namespace {

@@ -3,10 +3,10 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/CommandOptions.h"
-#include "cli/GraphVerbs.h"
 #include "cli/NodeOptions.h"
 #include "cli/ToolDomain.h"
 #include "cli/Verb.h"
+#include "topic/TopicInfo.h"
 
 namespace qorCli {
 namespace {

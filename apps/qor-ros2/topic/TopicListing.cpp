@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "cli/CommandOptions.h"
-#include "cli/GraphVerbs.h"
+#include "cli/GraphWait.h"
 
 namespace qorCli {
 

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/GraphVerbs.h"
+#include "node/NodeVerbs.h"
+#include "topic/TopicInfo.h"
 
 namespace {
 
