@@ -48,11 +48,6 @@ std::string firstName(const CLI::Option& option) {
     return "--" + option.get_lnames().front();
 }
 
-// Every option that takes a value declares its metavar; flags have none.
-bool takesValue(const CLI::Option& option) {
-    return !option.get_type_name().empty();
-}
-
 std::string metavar(const CLI::Option& option) {
     return option.get_type_name();
 }
@@ -195,6 +190,11 @@ std::vector<const CLI::App*> verbsOf(const CLI::App& command) {
 }
 
 }  // namespace
+
+bool takesValue(const CLI::Option& option) {
+    // Every option that takes a value declares its metavar; flags have none.
+    return !option.get_type_name().empty();
+}
 
 std::string commandPath(const CLI::App& command) {
     std::string path = command.get_name();

@@ -7,6 +7,7 @@
 
 namespace CLI {
 class App;
+class Option;
 }  // namespace CLI
 
 namespace qorCli {
@@ -27,5 +28,9 @@ std::string errorText(const CLI::App& command, const std::string& message);
 
 /// "-r/--rate": how argparse names an option in its errors.
 std::string optionLabel(const CLI::App& command, const std::string& anyName);
+
+/// Whether `option` takes a value ("--rate N" in the help) rather than being a flag: every
+/// option that takes one declares its metavar.
+bool takesValue(const CLI::Option& option);
 
 }  // namespace qorCli
