@@ -7,7 +7,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "PngFile.h"
+#include "common/PngFile.h"
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/ROS2Conventions.h"
 #include "qorROS2/ROS2Util.h"
@@ -277,7 +277,7 @@ bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) {
         return false;
     }
     m_camera->render();
-    return writeRgbPng(
+    return qorApps::writePng(
         path, qorROS2::convertCameraOutput(m_cameraOutput.get(), time(), kCameraFrame), error);
 }
 

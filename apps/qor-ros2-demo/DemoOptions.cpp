@@ -9,7 +9,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "PngFile.h"
+#include "common/PngFile.h"
 
 namespace qorDemo {
 namespace {
@@ -190,7 +190,7 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
             throw UsageError("--snapshot needs the camera, which --camera-rate 0 turns off");
         }
         std::string problem;
-        if (!canWritePng(options.snapshotPath, problem)) {
+        if (!qorApps::canWritePng(options.snapshotPath, problem)) {
             throw UsageError("--snapshot " + problem);
         }
     }

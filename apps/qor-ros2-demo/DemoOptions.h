@@ -48,7 +48,7 @@ struct DemoOptions {
 
 /// Reads the command line (without the program name) and the domain of `environment`.
 /// Throws UsageError for an unknown flag, a missing or malformed value, a missing scene file, or
-/// a snapshot that could not be written (see canWritePng).
+/// a snapshot that could not be written (see qorApps::canWritePng).
 DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
                              const qorROS2::RosEnvironment& environment);
 

@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "ArgparseText.h"
-#include "ArgumentError.h"
-#include "CommandFailure.h"
-#include "CommandTree.h"
-#include "StopSignal.h"
+#include "cli/ArgparseText.h"
+#include "cli/ArgumentError.h"
+#include "cli/CommandFailure.h"
+#include "cli/CommandTree.h"
+#include "cli/StopSignal.h"
 #include "qorROS2/NodeIdentity.h"
 
 int main(int argc, char** argv) {

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "FuzzedRecords.h"
-#include "UsageError.h"
-#include "YamlToRecord.h"
 #include "cdr/CdrCodec.h"
+#include "cli/UsageError.h"
+#include "text/YamlToRecord.h"
 
 namespace {
 

@@ -1,0 +1,37 @@
+// `qor-ros2 interface show TYPE`: a message type's definition, as `ros2 interface show` prints
+// it.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "cli/CommandOptions.h"
+#include "cli/Verb.h"
+#include "types/MessageTypes.h"
+
+namespace qorCli {
+namespace {
+
+class InterfaceShowVerb : public Verb {
+  public:
+    explicit InterfaceShowVerb(CLI::App& app) {
+        addPositional(app, "type", m_type, true,
+                      "Show an interface definition (e.g. \"std_msgs/msg/String\")");
+    }
+
+    int run() override {
+        const std::string text = findMessageType(m_type).definition();
+        std::fwrite(text.data(), 1, text.size(), stdout);
+        return 0;
+    }
+
+  private:
+    std::string m_type;
+};
+
+}  // namespace
+
+std::unique_ptr<Verb> makeInterfaceShowVerb(CLI::App& app) {
+    return std::make_unique<InterfaceShowVerb>(app);
+}
+
+}  // namespace qorCli

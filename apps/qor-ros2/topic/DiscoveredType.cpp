@@ -1,0 +1,89 @@
+#include "topic/DiscoveredType.h"
+
+#include <chrono>
+#include <cstdio>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "cli/CommandFailure.h"
+#include "cli/GraphWait.h"
+#include "cli/StopSignal.h"
+#include "cli/UsageError.h"
+#include "topic/TopicListing.h"
+
+namespace qorCli {
+namespace {
+
+// How often a topic that nobody publishes yet is looked for again, as ros2 does.
+constexpr std::chrono::milliseconds kPublishedPoll{100};
+
+std::string absoluteName(const std::string& topic) {
+    return !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
+}
+
+// The types the endpoints of `topic` announce, or nothing when no endpoint uses it.
+std::optional<std::vector<std::string>> typesOf(const qorROS2::TopicDiscovery& discovery,
+                                                const std::string& topic) {
+    const std::string name = absoluteName(topic);
+    for (qorROS2::DiscoveredTopic& found : discovery.topics()) {
+        if (found.name == name) {
+            return std::move(found.types);
+        }
+    }
+    return std::nullopt;
+}
+
+// The known type that `types` names, in the words of ros2topic's _get_msg_class otherwise.
+const MessageType& knownType(const std::vector<std::string>& types, const std::string& topic) {
+    const std::string& name = soleType(types, topic);
+    for (const MessageType& type : messageTypes()) {
+        if (type.name == name) {
+            return type;
+        }
+    }
+    throw CommandFailure("The message type '" + name + "' is invalid");
+}
+
+void warnNotPublished(const std::string& topic) {
+    std::printf("WARNING: topic [%s] does not appear to be published yet\n", topic.c_str());
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+const MessageType& passedMessageType(const std::string& name) {
+    try {
+        return findMessageType(name);
+    } catch (const UsageError&) {
+        throw CommandFailure("The passed message type is invalid");
+    }
+}
+
+const MessageType* announcedType(const qorROS2::TopicDiscovery& discovery,
+                                 const std::string& topic) {
+    // Without a daemon that has watched the graph all along, the topic is unknown only once
+    // discovery has settled without it.
+    waitUntilSettled([&] { return topicsSummary(discovery); }, std::nullopt,
+                     [&] { return discovery.waitForTopic(absoluteName(topic), kGraphPoll); });
+    if (const auto types = typesOf(discovery, topic)) {
+        return &knownType(*types, topic);
+    }
+    warnNotPublished(topic);
+    return nullptr;
+}
+
+const MessageType& awaitedType(const qorROS2::TopicDiscovery& discovery, const std::string& topic) {
+    if (const MessageType* type = announcedType(discovery, topic)) {
+        return *type;
+    }
+    for (;;) {
+        throwIfStopRequested();
+        if (const auto types = typesOf(discovery, topic)) {
+            return knownType(*types, topic);
+        }
+        std::this_thread::sleep_for(kPublishedPoll);
+    }
+}
+
+}  // namespace qorCli

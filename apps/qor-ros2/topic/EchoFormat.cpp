@@ -1,0 +1,57 @@
+#include "topic/EchoFormat.h"
+
+namespace qorCli {
+
+std::vector<std::string> echoFieldPath(const std::string& field) {
+    std::vector<std::string> path;
+    if (field.empty()) {
+        return path;
+    }
+    std::size_t start = 0;
+    while (start <= field.size()) {
+        const std::size_t dot = std::min(field.find('.', start), field.size());
+        if (dot > start) {
+            path.push_back(field.substr(start, dot - start));
+        }
+        start = dot + 1;
+    }
+    if (path.empty()) {
+        throw CommandFailure("Invalid field value '" + field + "'");
+    }
+    return path;
+}
+
+std::string rawEchoText(const std::string& bytes, const EchoFormat& format) {
+    return pythonBytesRepr(bytes) + (format.csv ? "\n" : "\n---\n");
+}
+
+PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& format) {
+    PythonValue subject = message;
+    const std::vector<std::string> path = echoFieldPath(format.field);
+    for (std::size_t depth = 0; depth < path.size(); ++depth) {
+        PythonValue field;
+        if (!pythonAttribute(subject, path[depth], field)) {
+            const auto* view = std::get_if<PythonView>(&subject.value);
+            throw CommandFailure(detail::invalidFieldMessage(
+                path, depth, view != nullptr ? view->ops->typeName(view->rosElement) : "object"));
+        }
+        subject = std::move(field);
+    }
+    return subject;
+}
+
+namespace detail {
+
+std::string invalidFieldMessage(const std::vector<std::string>& path, std::size_t missing,
+                                const std::string& typeName) {
+    std::string joined;
+    for (const std::string& name : path) {
+        joined += (joined.empty() ? "" : ".") + name;
+    }
+    return "Invalid field '" + joined + "': '" + typeName + "' object has no attribute '" +
+           path[missing] + "'";
+}
+
+}  // namespace detail
+
+}  // namespace qorCli

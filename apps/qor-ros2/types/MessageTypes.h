@@ -1,0 +1,32 @@
+#pragma once
+
+// The 89 message types the tool knows, by their ROS 2 names, with what each command does for them.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "topic/SampleTap.h"
+#include "topic/TopicOptions.h"
+
+namespace qorCli {
+
+/// One message type and its commands, instantiated for its record.
+struct MessageType {
+    std::string name;                     ///< "sensor_msgs/msg/JointState"
+    std::string (*definition)();          ///< the text of `interface show`
+    std::string (*prototype)();           ///< the YAML of `interface proto`
+    int (*publish)(const TopicOptions&);  ///< `topic pub`
+    int (*echo)(const TopicOptions&);     ///< `topic echo`
+    /// `topic bw`, `delay` and `hz`: a subscription of `topic` measured sample by sample
+    std::unique_ptr<SampleTap> (*tap)(const std::string& topic, const qorROS2::QOS& qos,
+                                      std::int8_t domain);
+};
+
+/// Every type, sorted by name.
+const std::vector<MessageType>& messageTypes();
+
+/// The type named "pkg/msg/Name" or "pkg/Name"; throws UsageError for any other name.
+const MessageType& findMessageType(const std::string& name);
+
+}  // namespace qorCli

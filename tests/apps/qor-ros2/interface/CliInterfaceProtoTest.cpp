@@ -1,0 +1,289 @@
+#include <gtest/gtest.h>
+#include <yaml-cpp/yaml.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ChildProcess.h"
+#include "WaitFor.h"
+#include "qorROS2/Messages.h"
+#include "qorROS2/Subscriber.h"
+#include "text/RecordToYaml.h"
+#include "text/YamlToRecord.h"
+
+namespace {
+
+// The domain of the subscribers that receive what `topic pub` sends; the proto runs get it too.
+constexpr int kProtoDomain = 105;
+constexpr int kPubDomain = kProtoDomain;
+
+// The YAML that `interface proto TYPE` prints between its quotes; fails the test when the quotes
+// or the exit code are not as ros2 gives them.
+std::string protoYaml(const std::string& type) {
+    const auto result = qorCliTest::runCli("interface proto " + type, kProtoDomain, true);
+    EXPECT_EQ(result.exitCode, 0) << type << ": " << result.output;
+    const std::string& out = result.output;
+    if (out.size() < 3 || out.front() != '"' || out.compare(out.size() - 2, 2, "\"\n") != 0) {
+        ADD_FAILURE() << type << ": not inside double quotes: " << out;
+        return "";
+    }
+    return out.substr(1, out.size() - 3);
+}
+
+// The prototype of `Record`, read back by the reader of `topic pub`: accepted, with every field
+// of the record written, and giving the default record.
+template <typename Record>
+void expectPrototypeReadsBackAsTheDefault() {
+    const std::string type = qorROS2::rosTypeName<Record>();
+    const std::string yaml = protoYaml(type);
+    Record read{};
+    try {
+        read = qorCli::recordFromYaml<Record>(yaml);
+    } catch (const std::exception& error) {
+        ADD_FAILURE() << type << ": the prototype is refused: " << error.what() << "\n" << yaml;
+        return;
+    }
+    EXPECT_EQ(qorCli::recordToYaml(read), qorCli::recordToYaml(Record{})) << type;
+    const YAML::Node root = YAML::Load(yaml);
+    qorROS2::forEachFieldOf<Record>([&](const auto& field) {
+        if (qorCli::isVisibleField(field.name)) {
+            EXPECT_TRUE(root[field.name].IsDefined()) << type << " lacks " << field.name;
+        }
+    });
+}
+
+#define QORCLI_EXPECT_PROTOTYPE(Namespace, Name) \
+    expectPrototypeReadsBackAsTheDefault<qorROS2::Namespace::Name>();
+
+TEST(CliInterfaceProto, EveryPrototypeIsAcceptedByPubAndGivesTheDefaultRecord){
+    QORROS2_FOR_EACH_MESSAGE(QORCLI_EXPECT_PROTOTYPE)}
+#undef QORCLI_EXPECT_PROTOTYPE
+
+TEST(CliInterfaceProto, BytesWrittenAsCharactersReadBackAsTheSameCodes) {
+    qorROS2::stdMsgs::ByteMultiArray bytes{};
+    // Every code but the line feed: written as PyYAML writes it, '<break><break>  ', which
+    // yaml-cpp (unlike PyYAML) reads as an empty string, as it does any single-quoted scalar of
+    // nothing but line breaks and spaces.
+    for (int code = 0; code < 256; ++code) {
+        if (code != '\n') {
+            bytes.data.push_back(static_cast<std::uint8_t>(code));
+        }
+    }
+    const std::string yaml = qorCli::recordToYaml(bytes);
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::ByteMultiArray>(yaml).data, bytes.data);
+    // A plain number is still a number; a quoted digit is its character.
+    const auto mixed =
+        qorCli::recordFromYaml<qorROS2::stdMsgs::ByteMultiArray>("{data: [7, '7', A, \"\\xE9\"]}");
+    EXPECT_EQ(mixed.data, (std::vector<std::uint8_t>{7, '7', 'A', 0xE9}));
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: \"\\xFF\"}").data,
+              static_cast<char>(0xFF));
+    // A char is echoed as its code, so a plain number is read as the code.
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: 7}").data, '\x07');
+    EXPECT_EQ(qorCli::recordFromYaml<qorROS2::stdMsgs::Char>("{data: '7'}").data, '7');
+}
+
+TEST(CliInterfaceProto, StringsWithLineBreaksReadBackAsWritten) {
+    qorROS2::sensorMsgs::JointState state{};
+    state.header.frame_id = "\nbase\n\nlink\n";
+    state.name = {"a\nb", "<robot>\n  <link/>\n</robot>", "it's\n"};
+    const std::string yaml = qorCli::recordToYaml(state);
+    const auto read = qorCli::recordFromYaml<qorROS2::sensorMsgs::JointState>(yaml);
+    EXPECT_EQ(read.header.frame_id, state.header.frame_id) << yaml;
+    EXPECT_EQ(read.name, state.name) << yaml;
+}
+
+TEST(CliInterfaceProto, PrintsTheDefaultsInsideDoubleQuotesAsRos2Does) {
+    const auto result =
+        qorCliTest::runCli("interface proto geometry_msgs/msg/PoseStamped", kProtoDomain, true);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output,
+              "\"header:\n"
+              "  stamp:\n"
+              "    sec: 0\n"
+              "    nanosec: 0\n"
+              "  frame_id: ''\n"
+              "pose:\n"
+              "  position:\n"
+              "    x: 0.0\n"
+              "    y: 0.0\n"
+              "    z: 0.0\n"
+              "  orientation:\n"
+              "    x: 0.0\n"
+              "    y: 0.0\n"
+              "    z: 0.0\n"
+              "    w: 0.0\n"
+              "\"\n");
+}
+
+TEST(CliInterfaceProto, WritesFixedArraysElementByElementAndBytesAsCharacters) {
+    const auto result =
+        qorCliTest::runCli("interface proto std_msgs/Byte --no-quotes", kProtoDomain, true);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output, "data: \"\\0\"\n\n");
+    const std::string imu = protoYaml("sensor_msgs/msg/Imu");
+    EXPECT_NE(imu.find("orientation_covariance:\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- "
+                       "0.0\n- 0.0\n- 0.0\nangular_velocity:\n"),
+              std::string::npos)
+        << imu;
+}
+
+TEST(CliInterfaceProto, NoQuotesLeavesTheQuotesOutAndKeepsTheEmptyLine) {
+    const auto quoted =
+        qorCliTest::runCli("interface proto std_msgs/msg/Empty", kProtoDomain, true);
+    EXPECT_EQ(quoted.exitCode, 0);
+    EXPECT_EQ(quoted.output, "\"{}\n\"\n");
+    const auto bare =
+        qorCliTest::runCli("interface proto std_msgs/msg/String --no-quotes", kProtoDomain, true);
+    EXPECT_EQ(bare.exitCode, 0);
+    EXPECT_EQ(bare.output, "data: ''\n\n");
+}
+
+TEST(CliInterfaceProto, UnknownTypeExitsWithOneAndAMissingTypeWithTwo) {
+    const auto unknown =
+        qorCliTest::runCli("interface proto std_msgs/msg/Strin", kProtoDomain, true);
+    EXPECT_EQ(unknown.exitCode, 1);
+    EXPECT_EQ(unknown.output,
+              "qor-ros2: unknown message type 'std_msgs/msg/Strin' (see 'qor-ros2 interface list' "
+              "for the known ones)\n");
+    const auto missing = qorCliTest::runCli("interface proto", kProtoDomain, true);
+    EXPECT_EQ(missing.exitCode, 2);
+    EXPECT_EQ(missing.output,
+              "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
+              "qor-ros2 interface proto: error: the following arguments are required: type\n");
+    const auto badOption =
+        qorCliTest::runCli("interface proto std_msgs/msg/String --quotes", kProtoDomain, true);
+    EXPECT_EQ(badOption.exitCode, 2);
+    EXPECT_EQ(badOption.output,
+              "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
+              "qor-ros2 interface proto: error: unrecognized arguments: --quotes\n");
+}
+
+const qorROS2::QOS kLatched{qorROS2::QOS::TRANSIENT_LOCAL, qorROS2::QOS::RELIABLE,
+                            qorROS2::QOS::KEEP_LAST, 1};
+
+// Publishes `values` once on `topic` with a child `topic pub` and returns what a subscriber got.
+template <typename Record>
+Record publishedByPub(const std::string& topic, const std::string& values) {
+    // Transient local, as the publisher of `topic pub` is, and the publisher stays a while: a
+    // subscription that learns of the publisher only after the message went out still gets it.
+    const qorROS2::Subscriber<Record> subscriber(topic, kLatched, kPubDomain);
+    const std::string type = qorROS2::rosTypeName<Record>();
+    const auto result = qorCliTest::runCli("topic pub --once --keep-alive 2 " + topic + " " + type +
+                                               " " + qorCliTest::shellQuoted(values),
+                                           kPubDomain, true);
+    EXPECT_EQ(result.exitCode, 0) << result.output;
+    Record received{};
+    EXPECT_TRUE(qorTest::receiveWithin(subscriber, received)) << type << " was not received";
+    return received;
+}
+
+// Replaces the one occurrence of `from` in `text` by `to`.
+std::string edited(std::string text, const std::string& from, const std::string& to) {
+    const auto at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    EXPECT_EQ(text.find(from, at + 1), std::string::npos) << from;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+TEST(CliInterfaceProto, EditedPrototypeOfJointStatePublishesThatValueAndDefaultsElsewhere) {
+    using JointState = qorROS2::sensorMsgs::JointState;
+    const std::string proto = protoYaml("sensor_msgs/msg/JointState");
+    const JointState received = publishedByPub<JointState>(
+        "/proto/joint_state", edited(proto, "frame_id: ''", "frame_id: base"));
+    JointState expected{};
+    expected.header.frame_id = "base";
+    EXPECT_EQ(qorCli::recordToYaml(received), qorCli::recordToYaml(expected));
+}
+
+TEST(CliInterfaceProto, EditedPrototypeOfCameraInfoPublishesThoseValuesAndDefaultsElsewhere) {
+    using CameraInfo = qorROS2::sensorMsgs::CameraInfo;
+    const std::string proto = protoYaml("sensor_msgs/msg/CameraInfo");
+    const std::string values = edited(edited(proto, "\nheight: 0\n", "\nheight: 480\n"),
+                                      "do_rectify: false", "do_rectify: true");
+    const CameraInfo received = publishedByPub<CameraInfo>("/proto/camera_info", values);
+    CameraInfo expected{};
+    expected.height = 480;
+    expected.roi.do_rectify = true;
+    EXPECT_EQ(qorCli::recordToYaml(received), qorCli::recordToYaml(expected));
+}
+
+TEST(CliInterfaceProto, PrototypesOfByteAndEmptyArePublishedAsTheDefault) {
+    const auto byte =
+        publishedByPub<qorROS2::stdMsgs::Byte>("/proto/byte", protoYaml("std_msgs/Byte"));
+    EXPECT_EQ(byte.data, '\0');
+    publishedByPub<qorROS2::stdMsgs::Empty>("/proto/empty", protoYaml("std_msgs/msg/Empty"));
+}
+
+}  // namespace
+
+namespace {
+
+// A subscription of one type's round-trip topic, and the check of what it received.
+class RoundTrip {
+  public:
+    virtual ~RoundTrip() = default;
+    virtual const std::string& type() const = 0;
+    virtual const std::string& topic() const = 0;
+    /// Whether the default record arrived; says what came otherwise.
+    virtual void expectTheDefaultRecord() = 0;
+};
+
+template <typename Record>
+class RecordRoundTrip final : public RoundTrip {
+  public:
+    RecordRoundTrip()
+        : m_type(qorROS2::rosTypeName<Record>()),
+          m_topic("/proto_all/" + std::string(qorROS2::MessageDescription<Record>::package) + "_" +
+                  qorROS2::MessageDescription<Record>::name),
+          // Latched, for the reason publishedByPub gives.
+          m_subscriber(m_topic, kLatched, kPubDomain) {}
+
+    const std::string& type() const override { return m_type; }
+    const std::string& topic() const override { return m_topic; }
+
+    void expectTheDefaultRecord() override {
+        Record received{};
+        EXPECT_TRUE(qorTest::receiveWithin(m_subscriber, received))
+            << m_type << " was not received";
+        EXPECT_EQ(qorCli::recordToYaml(received), qorCli::recordToYaml(Record{})) << m_type;
+    }
+
+  private:
+    std::string m_type;
+    std::string m_topic;
+    qorROS2::Subscriber<Record> m_subscriber;
+};
+
+#define QORCLI_ROUND_TRIP(Namespace, Name) \
+    trips.push_back(std::make_unique<RecordRoundTrip<qorROS2::Namespace::Name>>());
+
+TEST(CliInterfaceProto, EveryTypesPrototypeGoesThroughTopicPubToASubscriber) {
+    std::vector<std::unique_ptr<RoundTrip>> trips;
+    QORROS2_FOR_EACH_MESSAGE(QORCLI_ROUND_TRIP)
+    ASSERT_EQ(trips.size(), 89U);
+    // Each type's prototype, as the tool prints it, given to `topic pub` as a user would paste
+    // it; twelve commands at a time, each waiting for its subscription and staying two seconds
+    // after its message.
+    std::string script = "cli=" + qorCliTest::shellQuoted(QOR_ROS2_CLI) + "; failed=0\n";
+    for (std::size_t i = 0; i < trips.size(); ++i) {
+        const std::string& type = trips[i]->type();
+        script += "{ \"$cli\" topic pub --once --keep-alive 2 " + trips[i]->topic() + " " + type +
+                  " \"$(\"$cli\" interface proto --no-quotes " + type +
+                  ")\" >/dev/null || echo \"failed: " + type + "\"; } &\n";
+        if (i % 12 == 11) {
+            script += "wait\n";
+        }
+    }
+    script += "wait\n";
+    const auto result =
+        qorCliTest::runShellWithin("bash -c " + qorCliTest::shellQuoted(script), kPubDomain, 120);
+    EXPECT_EQ(result.output, "");
+    for (const auto& trip : trips) {
+        trip->expectTheDefaultRecord();
+    }
+}
+
+#undef QORCLI_ROUND_TRIP
+
+}  // namespace
