@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "InterfacePrototype.h"
-#include "InterfaceText.h"
 #include "TopicEcho.h"
 #include "TopicPub.h"
 #include "UsageError.h"
@@ -15,9 +14,8 @@ namespace {
 
 template <typename Record>
 MessageType makeMessageType() {
-    return MessageType{
-        qorROS2::rosTypeName<Record>(), &interfaceText<Record>, &interfacePrototype<Record>,
-        &publishTopic<Record>,          &echoTopic<Record>,     &makeSampleTap<Record>};
+    return MessageType{qorROS2::rosTypeName<Record>(), &interfacePrototype<Record>,
+                       &publishTopic<Record>, &echoTopic<Record>, &makeSampleTap<Record>};
 }
 
 #define QORCLI_MESSAGE_TYPE(Namespace, Name) makeMessageType<qorROS2::Namespace::Name>(),
