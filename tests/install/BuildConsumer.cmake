@@ -18,7 +18,7 @@ run_step("configure consumer" ${CMAKE_COMMAND} -S "${CONSUMER_DIR}" -B "${SCRATC
 run_step("build consumer" ${CMAKE_COMMAND} --build "${SCRATCH_DIR}/build")
 run_step("run consumer" "${SCRATCH_DIR}/build/consumer")
 
-set(expected "stamp 12.500000000 names 0 capacity 0")
+set(expected "stamp 12.500000000 names 0 capacity 0 RIHS01_df668c74")
 string(STRIP "${step_output}" printed)
 if(NOT printed STREQUAL expected)
   message(FATAL_ERROR "consumer printed '${printed}', expected '${expected}'")

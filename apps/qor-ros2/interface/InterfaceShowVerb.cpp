@@ -7,6 +7,7 @@
 #include "cli/CommandOptions.h"
 #include "cli/Verb.h"
 #include "types/MessageTypes.h"
+#include "qorROS2/typesupport/TypeSupport.h"
 
 namespace qorCli {
 namespace {
@@ -19,7 +20,9 @@ class InterfaceShowVerb : public Verb {
     }
 
     int run() override {
-        const std::string text = findMessageType(m_type).definition();
+        // The tool's own lookup gives its error text for an unknown name.
+        const std::string& text =
+            qorROS2::typesupport::getTypeSupport(findMessageType(m_type).name).definitionText();
         std::fwrite(text.data(), 1, text.size(), stdout);
         return 0;
     }

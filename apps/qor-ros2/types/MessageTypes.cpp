@@ -4,7 +4,6 @@
 
 #include "cli/UsageError.h"
 #include "interface/InterfacePrototype.h"
-#include "interface/InterfaceText.h"
 #include "qorROS2/Messages.h"
 #include "topic/TopicEcho.h"
 #include "topic/TopicPub.h"
@@ -15,9 +14,8 @@ namespace {
 
 template <typename Record>
 MessageType makeMessageType() {
-    return MessageType{
-        qorROS2::rosTypeName<Record>(), &interfaceText<Record>, &interfacePrototype<Record>,
-        &publishTopic<Record>,          &echoTopic<Record>,     &makeSampleTap<Record>};
+    return MessageType{qorROS2::rosTypeName<Record>(), &interfacePrototype<Record>,
+                       &publishTopic<Record>, &echoTopic<Record>, &makeSampleTap<Record>};
 }
 
 #define QORCLI_MESSAGE_TYPE(Namespace, Name) makeMessageType<qorROS2::Namespace::Name>(),

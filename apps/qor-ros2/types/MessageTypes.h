@@ -14,7 +14,6 @@ namespace qorCli {
 /// One message type and its commands, instantiated for its record.
 struct MessageType {
     std::string name;                     ///< "sensor_msgs/msg/JointState"
-    std::string (*definition)();          ///< the text of `interface show`
     std::string (*prototype)();           ///< the YAML of `interface proto`
     int (*publish)(const TopicOptions&);  ///< `topic pub`
     int (*echo)(const TopicOptions&);     ///< `topic echo`

@@ -3,6 +3,7 @@
 #include <qor/Range.h>
 #include <qorROS2/FreeContainerMemory.h>
 #include <qorROS2/TimeConversion.h>
+#include <qorROS2/typesupport/TypeSupport.h>
 
 int main() {
     const qor::Range<double> range(-1.0, 1.0);
@@ -12,6 +13,8 @@ int main() {
     state.position = {range.lower, range.upper};
     std::printf("stamp %d.%09u", state.header.stamp.sec, state.header.stamp.nanosec);
     qorROS2::freeContainerMemory(state);
-    std::printf(" names %zu capacity %zu\n", state.name.size(), state.name.capacity());
+    std::printf(" names %zu capacity %zu", state.name.size(), state.name.capacity());
+    const auto& type = qorROS2::typesupport::getTypeSupport("std_msgs/String");
+    std::printf(" %s\n", type.typeHash().substr(0, 15).c_str());
     return 0;
 }

@@ -44,6 +44,39 @@ TEST(CliInterface, ShowAcceptsTheNameWithoutMsg) {
     EXPECT_EQ(result.output, "string data\n");
 }
 
+// Constants come where the definition declares them, as ROS 2 writes them, spacing included;
+// those of a nested type below its field.
+TEST(CliInterface, ShowPrintsConstantsInDefinitionOrder) {
+    const auto result = qorCliTest::runCli("interface show sensor_msgs/NavSatFix", kDomain, false);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_EQ(result.output,
+              "std_msgs/Header header\n"
+              "\tbuiltin_interfaces/Time stamp\n"
+              "\t\tint32 sec\n"
+              "\t\tuint32 nanosec\n"
+              "\tstring frame_id\n"
+              "sensor_msgs/NavSatStatus status\n"
+              "\tint8 STATUS_NO_FIX =  -1\n"
+              "\tint8 STATUS_FIX =      0\n"
+              "\tint8 STATUS_SBAS_FIX = 1\n"
+              "\tint8 STATUS_GBAS_FIX = 2\n"
+              "\tint8 status\n"
+              "\tuint16 SERVICE_GPS =     1\n"
+              "\tuint16 SERVICE_GLONASS = 2\n"
+              "\tuint16 SERVICE_COMPASS = 4\n"
+              "\tuint16 SERVICE_GALILEO = 8\n"
+              "\tuint16 service\n"
+              "float64 latitude\n"
+              "float64 longitude\n"
+              "float64 altitude\n"
+              "float64[9] position_covariance\n"
+              "uint8 COVARIANCE_TYPE_UNKNOWN = 0\n"
+              "uint8 COVARIANCE_TYPE_APPROXIMATED = 1\n"
+              "uint8 COVARIANCE_TYPE_DIAGONAL_KNOWN = 2\n"
+              "uint8 COVARIANCE_TYPE_KNOWN = 3\n"
+              "uint8 position_covariance_type\n");
+}
+
 TEST(CliInterface, ShowOfEmptyPrintsNoField) {
     const auto result = qorCliTest::runCli("interface show std_msgs/msg/Empty", kDomain, false);
     EXPECT_EQ(result.exitCode, 0);

@@ -1,0 +1,26 @@
+// Prints the constants of the ROS 2 message definitions of the packages the bridge mirrors, as the
+// independent package @foxglove/rosmsg-msgs-common carries them, one line per constant:
+//   <distribution> <package>/<Name> <type> <NAME> <value> <the field declared next, or ->
+"use strict";
+
+const definitions = require("@foxglove/rosmsg-msgs-common");
+
+const packages = ["builtin_interfaces", "rosgraph_msgs", "std_msgs", "geometry_msgs", "sensor_msgs"];
+
+for (const distribution of process.argv.slice(2)) {
+  const catalogue = definitions[distribution];
+  if (!catalogue) {
+    console.error(`unknown distribution ${distribution}`);
+    process.exit(2);
+  }
+  for (const [type, definition] of Object.entries(catalogue)) {
+    if (!packages.includes(type.split("/")[0])) continue;
+    const lines = definition.definitions;
+    lines.forEach((line, index) => {
+      if (!line.isConstant) return;
+      const next = lines.slice(index).find((later) => !later.isConstant);
+      const value = line.valueText ?? String(line.value);
+      console.log(`${distribution} ${type} ${line.type} ${line.name} ${value} ${next ? next.name : "-"}`);
+    });
+  }
+}

@@ -1,0 +1,216 @@
+#pragma once
+
+// What the programs know about each message type at run time: its names, its fields and
+// constants, the texts ROS 2 tools show for it, its type hash, and how to make, encode and decode
+// a sample of it chosen by name.
+//
+//   const TypeSupport& type = getTypeSupport("sensor_msgs/msg/JointState");
+//   Sample sample = type.createSample();
+//   sample.as<sensorMsgs::JointState>().name = {"elbow"};
+//   const std::vector<std::uint8_t> bytes = type.encode(sample);
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "qorROS2/MessageFields.h"
+#include "qorROS2/typesupport/Export.h"
+
+namespace qorROS2::typesupport {
+
+/// A wrong name, a sample of another type or bytes that are no sample of the type.
+class QORTYPESUPPORT_EXPORT TypeSupportError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The kind of one element of a field, as a message definition spells it.
+enum class FieldKind : std::uint8_t {
+    boolean,    ///< bool
+    byte,       ///< byte: an 8-bit value that is not a number
+    character,  ///< char: an 8-bit character (ROS 2 hashes it as uint8, as its .msg reader does)
+    int8,
+    uint8,
+    int16,
+    uint16,
+    int32,
+    uint32,
+    int64,
+    uint64,
+    float32,
+    float64,
+    string,  ///< an unbounded string
+    record,  ///< another message record
+};
+
+/// How many elements a field holds.
+enum class Container : std::uint8_t {
+    single,      ///< one element
+    fixedArray,  ///< exactly FieldDescription::arrayLength elements: "float64[9]"
+    sequence,    ///< any number of elements: "string[]"
+};
+
+class RecordDescription;
+
+/// One field of a message record.
+struct QORTYPESUPPORT_EXPORT FieldDescription {
+    std::string name;                           ///< "position_covariance"
+    FieldKind kind = FieldKind::boolean;        ///< the kind of each element
+    Container container = Container::single;    ///< one element, a fixed array or a sequence
+    std::size_t arrayLength = 0;                ///< the length of a fixed array, else 0
+    const RecordDescription* record = nullptr;  ///< the nested type when kind is record
+
+    /// The type as a message definition spells it: "float64[9]", "std_msgs/Header".
+    std::string typeText() const;
+};
+
+/// A constant of a message type, as its definition declares it.
+struct ConstantDescription {
+    std::string type;   ///< "uint8"
+    std::string name;   ///< "FLOAT32"
+    std::string value;  ///< "7", as written
+    /// The declaration as ROS 2 writes it, spacing included: "uint8 INT8    = 1"
+    std::string declaration;
+    /// The index of the field the declaration comes before; the field count when after them all
+    std::size_t beforeField = 0;
+};
+
+/// The description of one record type, standalone message or only nested in others.
+class QORTYPESUPPORT_EXPORT RecordDescription {
+  public:
+    RecordDescription(std::string rosName, std::vector<FieldDescription> fields,
+                      std::vector<ConstantDescription> constants);
+
+    /// "std_msgs/msg/MultiArrayLayout"
+    const std::string& rosName() const noexcept { return m_rosName; }
+    /// "std_msgs/MultiArrayLayout": how definitions name the type in a field
+    std::string shortName() const;
+    /// The fields, in definition order. std_msgs/Empty has none: the placeholder member of its
+    /// record is no field of ROS 2's definition.
+    const std::vector<FieldDescription>& fields() const noexcept { return m_fields; }
+    /// The constants, in definition order.
+    const std::vector<ConstantDescription>& constants() const noexcept { return m_constants; }
+
+  private:
+    std::string m_rosName;
+    std::vector<FieldDescription> m_fields;
+    std::vector<ConstantDescription> m_constants;
+};
+
+class TypeSupport;
+
+/// One sample of a type chosen at run time: it owns its record and hands it back typed, after
+/// checking that the type asked for is the sample's.
+class QORTYPESUPPORT_EXPORT Sample {
+  public:
+    Sample(Sample&& other) noexcept;
+    Sample& operator=(Sample&& other) noexcept;
+    Sample(const Sample&) = delete;
+    Sample& operator=(const Sample&) = delete;
+    ~Sample();
+
+    /// The type of the record held.
+    const TypeSupport& type() const noexcept { return *m_type; }
+
+    /// The record; a TypeSupportError when `Record` is not the sample's type.
+    template <typename Record>
+    Record& as() {
+        check(rosTypeName<Record>());
+        return *static_cast<Record*>(m_record);
+    }
+    template <typename Record>
+    const Record& as() const {
+        check(rosTypeName<Record>());
+        return *static_cast<const Record*>(m_record);
+    }
+
+    /// The record, untyped, for code that goes through the TypeSupport only.
+    void* data() noexcept { return m_record; }
+    const void* data() const noexcept { return m_record; }
+
+  private:
+    friend class TypeSupport;
+    Sample(const TypeSupport& type, void* record) noexcept : m_type(&type), m_record(record) {}
+    void check(const std::string& rosName) const;
+
+    const TypeSupport* m_type;
+    void* m_record;
+};
+
+namespace detail {
+
+/// The operations of one record type, instantiated in the library.
+struct RecordOperations {
+    void* (*create)();
+    void (*destroy)(void* record) noexcept;
+    std::vector<std::uint8_t> (*encode)(const void* record);
+    /// Empty on success, else what was wrong with the bytes.
+    std::string (*decode)(const std::uint8_t* data, std::size_t size, void* record);
+};
+
+}  // namespace detail
+
+/// Everything known at run time about one of the 89 message types.
+class QORTYPESUPPORT_EXPORT TypeSupport {
+  public:
+    TypeSupport(const RecordDescription& description, const detail::RecordOperations& operations);
+    TypeSupport(const TypeSupport&) = delete;
+    TypeSupport& operator=(const TypeSupport&) = delete;
+
+    /// "sensor_msgs/msg/JointState"
+    const std::string& rosName() const noexcept { return m_description->rosName(); }
+    /// "sensor_msgs::msg::dds_::JointState_": the type name on the DDS wire
+    const std::string& ddsName() const noexcept { return m_ddsName; }
+    /// The fields and constants.
+    const RecordDescription& description() const noexcept { return *m_description; }
+    const std::vector<FieldDescription>& fields() const noexcept { return m_description->fields(); }
+    const std::vector<ConstantDescription>& constants() const noexcept {
+        return m_description->constants();
+    }
+
+    /// What `ros2 interface show --no-comments` prints: constants and fields in definition order,
+    /// each nested record's fields below its field with one more tab.
+    const std::string& definitionText() const noexcept { return m_definitionText; }
+    /// The `ros2msg` schema rosbag2 writes into MCAP files: this type's definition, then each
+    /// type it depends on once, depth first, after a line of 80 '=' and "MSG: pkg/Name".
+    const std::string& schemaText() const noexcept { return m_schemaText; }
+    /// "RIHS01_" and 64 hex digits: the hash ROS 2 (Iron and later) gives the type.
+    const std::string& typeHash() const noexcept { return m_typeHash; }
+
+    /// A sample holding a value-initialised record.
+    Sample createSample() const;
+    /// The payload ROS 2 exchanges: the encapsulation header `00 01 00 00` and plain CDR.
+    std::vector<std::uint8_t> encode(const Sample& sample) const;
+    /// Decodes a payload into a new sample; a TypeSupportError naming the type and what is wrong
+    /// when the bytes are no sample of this type.
+    Sample decode(const std::uint8_t* data, std::size_t size) const;
+    Sample decode(const std::vector<std::uint8_t>& payload) const {
+        return decode(payload.data(), payload.size());
+    }
+
+  private:
+    friend class Sample;
+    void checkOwns(const Sample& sample) const;
+
+    const RecordDescription* m_description;
+    detail::RecordOperations m_operations;
+    std::string m_ddsName;
+    std::string m_definitionText;
+    std::string m_schemaText;
+    std::string m_typeHash;
+};
+
+/// All 89 message types, sorted by ROS name.
+QORTYPESUPPORT_EXPORT const std::vector<const TypeSupport*>& typeSupports();
+
+/// The type named "pkg/msg/Name" or "pkg/Name"; nullptr for any other name, so that a caller
+/// decides how an unknown name is reported.
+QORTYPESUPPORT_EXPORT const TypeSupport* findTypeSupport(const std::string& name);
+
+/// As findTypeSupport, but a TypeSupportError for an unknown name.
+QORTYPESUPPORT_EXPORT const TypeSupport& getTypeSupport(const std::string& name);
+
+}  // namespace qorROS2::typesupport
