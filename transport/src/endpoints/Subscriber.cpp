@@ -3,8 +3,8 @@
 #include <mutex>
 #include <utility>
 
-#include "detail/ReaderEndpoint.h"
-#include "detail/WireType.h"
+#include "common/WireType.h"
+#include "endpoints/ReaderEndpoint.h"
 
 namespace qorROS2 {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "detail/MalformedSampleReport.h"
+#include "endpoints/MalformedSampleReport.h"
 
 namespace eprosima::fastdds::dds {
 class TopicDataType;
