@@ -16,6 +16,7 @@
 
 #include "FuzzedRecords.h"
 #include "common/WireType.h"
+#include "endpoints/DecodeSlot.h"
 #include "endpoints/RecordDataType.h"
 #include "qor/Notify.h"
 

@@ -14,6 +14,7 @@
 
 #include "cdr/CdrCodec.h"
 #include "common/WireType.h"
+#include "endpoints/DecodeSlot.h"
 #include "qorROS2/MessageFields.h"
 
 namespace qorROS2::detail {

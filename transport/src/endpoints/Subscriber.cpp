@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "common/WireType.h"
+#include "endpoints/DecodeSlot.h"
 #include "endpoints/ReaderEndpoint.h"
 
 namespace qorROS2 {
