@@ -15,8 +15,9 @@
 #include <string>
 
 #include "FuzzedRecords.h"
-#include "detail/RecordDataType.h"
-#include "detail/WireType.h"
+#include "common/WireType.h"
+#include "endpoints/DecodeSlot.h"
+#include "endpoints/RecordDataType.h"
 #include "qor/Notify.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "detail/MalformedSampleReport.h"
+#include "endpoints/MalformedSampleReport.h"
 #include "qor/Notify.h"
 
 namespace {

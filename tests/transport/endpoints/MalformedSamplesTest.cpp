@@ -11,7 +11,7 @@
 #include "TestTopics.h"
 #include "WaitFor.h"
 #include "cdr/CdrCodec.h"
-#include "detail/RawPayloadWriter.h"
+#include "endpoints/RawPayloadWriter.h"
 #include "qor/Notify.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Subscriber.h"

@@ -12,7 +12,7 @@
 #include "RawReader.h"
 #include "TestTopics.h"
 #include "WaitFor.h"
-#include "detail/RawPayloadWriter.h"
+#include "endpoints/RawPayloadWriter.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/Subscriber.h"

@@ -18,7 +18,7 @@
 #include <fastdds/dds/topic/Topic.hpp>
 #include <fastdds/dds/topic/TypeSupport.hpp>
 
-#include "detail/RawPayloadType.h"
+#include "endpoints/RawPayloadType.h"
 
 namespace qorTest {
 

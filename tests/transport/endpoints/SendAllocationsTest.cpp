@@ -24,7 +24,7 @@
 #include "TestTopics.h"
 #include "WaitFor.h"
 #include "cdr/CdrCodec.h"
-#include "detail/RawPayloadWriter.h"
+#include "endpoints/RawPayloadWriter.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"

@@ -15,7 +15,7 @@
 #include "RawReader.h"
 #include "TestTopics.h"
 #include "WaitFor.h"
-#include "detail/RawPayloadWriter.h"
+#include "endpoints/RawPayloadWriter.h"
 #include "graph/GidLayout.h"
 #include "graph/GraphModel.h"
 #include "qor/Notify.h"

@@ -15,8 +15,8 @@
 #include <fastdds/dds/subscriber/Subscriber.hpp>
 #include <fastdds/dds/subscriber/qos/SubscriberQos.hpp>
 
-#include "detail/QosPolicies.h"
-#include "detail/Warning.h"
+#include "common/QosPolicies.h"
+#include "common/Warning.h"
 #include "graph/DiscoveredQosOf.h"
 #include "graph/GraphAnnouncer.h"
 

@@ -9,8 +9,8 @@
 #include <fastdds/dds/publisher/Publisher.hpp>
 #include <fastdds/dds/publisher/qos/PublisherQos.hpp>
 
-#include "detail/QosPolicies.h"
-#include "detail/Warning.h"
+#include "common/QosPolicies.h"
+#include "common/Warning.h"
 #include "graph/GraphDataType.h"
 #include "qorROS2/NodeIdentity.h"
 

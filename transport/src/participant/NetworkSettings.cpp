@@ -8,7 +8,7 @@
 
 #include <fastrtps/utils/IPLocator.h>
 
-#include "detail/Warning.h"
+#include "common/Warning.h"
 
 namespace qorROS2::detail {
 namespace {

@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "detail/TopicLease.h"
 #include "participant/NetworkSettings.h"
+#include "participant/TopicLease.h"
 
 namespace qorROS2 {
 namespace {

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "detail/RawPayloadWriter.h"
+#include "endpoints/RawPayloadWriter.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/Subscriber.h"
 

@@ -7,10 +7,10 @@
 #include <memory>
 #include <string>
 
-#include "detail/EndpointTopic.h"
-#include "detail/IncompatibleQosReport.h"
-#include "detail/TopicLease.h"
-#include "detail/WireType.h"
+#include "common/WireType.h"
+#include "endpoints/EndpointTopic.h"
+#include "endpoints/IncompatibleQosReport.h"
+#include "participant/TopicLease.h"
 #include "qorROS2/QOS.h"
 
 namespace eprosima::fastdds::dds {

@@ -1,10 +1,10 @@
-#include "detail/IncompatibleQosReport.h"
+#include "endpoints/IncompatibleQosReport.h"
 
 #include <utility>
 
 #include <fastdds/dds/core/policy/QosPolicies.hpp>
 
-#include "detail/Warning.h"
+#include "common/Warning.h"
 
 namespace qorROS2::detail {
 

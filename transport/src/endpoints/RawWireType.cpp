@@ -1,10 +1,10 @@
-#include "detail/RawWireType.h"
+#include "endpoints/RawWireType.h"
 
 #include <limits>
 #include <stdexcept>
 #include <vector>
 
-#include "detail/RawPayloadType.h"
+#include "endpoints/RawPayloadType.h"
 
 namespace qorROS2::detail {
 namespace {

@@ -1,4 +1,4 @@
-#include "detail/QosPolicies.h"
+#include "common/QosPolicies.h"
 
 #include <algorithm>
 #include <limits>

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "detail/WireType.h"
-#include "detail/WriterEndpoint.h"
+#include "common/WireType.h"
+#include "endpoints/WriterEndpoint.h"
 
 namespace qorROS2 {
 

@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "detail/RawPayloadType.h"
-#include "detail/RawWireType.h"
-#include "detail/WriterEndpoint.h"
+#include "endpoints/RawPayloadType.h"
+#include "endpoints/RawWireType.h"
+#include "endpoints/WriterEndpoint.h"
 
 namespace qorROS2 {
 namespace {

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "detail/WireType.h"
+#include "common/WireType.h"
 
 namespace eprosima::fastdds::dds {
 class DomainParticipant;

@@ -1,4 +1,4 @@
-#include "detail/ReaderEndpoint.h"
+#include "endpoints/ReaderEndpoint.h"
 
 #include <algorithm>
 #include <condition_variable>
@@ -15,8 +15,8 @@
 #include <fastdds/dds/subscriber/Subscriber.hpp>
 #include <fastdds/dds/subscriber/qos/SubscriberQos.hpp>
 
-#include "detail/QosPolicies.h"
-#include "detail/Warning.h"
+#include "common/QosPolicies.h"
+#include "common/Warning.h"
 #include "graph/GraphAnnouncer.h"
 
 namespace qorROS2::detail {

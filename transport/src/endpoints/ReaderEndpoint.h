@@ -10,11 +10,11 @@
 #include <memory>
 #include <string>
 
-#include "detail/EndpointTopic.h"
-#include "detail/IncompatibleQosReport.h"
-#include "detail/MalformedSampleReport.h"
-#include "detail/TopicLease.h"
-#include "detail/WireType.h"
+#include "common/WireType.h"
+#include "endpoints/EndpointTopic.h"
+#include "endpoints/IncompatibleQosReport.h"
+#include "endpoints/MalformedSampleReport.h"
+#include "participant/TopicLease.h"
 #include "qorROS2/QOS.h"
 
 namespace eprosima::fastdds::dds {

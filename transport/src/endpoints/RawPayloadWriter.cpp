@@ -1,4 +1,4 @@
-#include "detail/RawPayloadWriter.h"
+#include "endpoints/RawPayloadWriter.h"
 
 #include <stdexcept>
 
@@ -13,8 +13,8 @@
 #include <fastdds/dds/topic/TypeSupport.hpp>
 #include <fastdds/dds/topic/qos/TopicQos.hpp>
 
-#include "detail/QosPolicies.h"
-#include "detail/RawPayloadType.h"
+#include "common/QosPolicies.h"
+#include "endpoints/RawPayloadType.h"
 #include "participant/ParticipantQos.h"
 
 namespace qorROS2::detail {

@@ -1,4 +1,4 @@
-#include "detail/Warning.h"
+#include "common/Warning.h"
 
 #include <ostream>
 

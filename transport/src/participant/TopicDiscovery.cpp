@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "detail/TopicLease.h"
 #include "graph/DomainGraph.h"
+#include "participant/TopicLease.h"
 
 namespace qorROS2 {
 

@@ -1,4 +1,4 @@
-#include "detail/TopicLease.h"
+#include "participant/TopicLease.h"
 
 #include <cstddef>
 #include <map>
@@ -16,7 +16,7 @@
 #include <fastdds/dds/topic/TypeSupport.hpp>
 #include <fastdds/dds/topic/qos/TopicQos.hpp>
 
-#include "detail/Warning.h"
+#include "common/Warning.h"
 #include "graph/DomainGraph.h"
 #include "graph/GidLayout.h"
 #include "graph/GraphAnnouncer.h"

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "detail/RawWireType.h"
-#include "detail/ReaderEndpoint.h"
+#include "endpoints/RawWireType.h"
+#include "endpoints/ReaderEndpoint.h"
 
 namespace qorROS2 {
 

@@ -3,8 +3,9 @@
 #include <mutex>
 #include <utility>
 
-#include "detail/ReaderEndpoint.h"
-#include "detail/WireType.h"
+#include "common/WireType.h"
+#include "endpoints/DecodeSlot.h"
+#include "endpoints/ReaderEndpoint.h"
 
 namespace qorROS2 {
 

@@ -13,7 +13,8 @@
 #include <fastdds/dds/topic/TopicDataType.hpp>
 
 #include "cdr/CdrCodec.h"
-#include "detail/WireType.h"
+#include "common/WireType.h"
+#include "endpoints/DecodeSlot.h"
 #include "qorROS2/MessageFields.h"
 
 namespace qorROS2::detail {

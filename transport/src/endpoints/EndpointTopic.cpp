@@ -1,7 +1,7 @@
-#include "detail/EndpointTopic.h"
+#include "endpoints/EndpointTopic.h"
 
-#include "detail/QosPolicies.h"
-#include "detail/TopicName.h"
+#include "common/QosPolicies.h"
+#include "common/TopicName.h"
 
 namespace qorROS2::detail {
 

@@ -1,4 +1,4 @@
-#include "detail/TopicName.h"
+#include "common/TopicName.h"
 
 #include <cstddef>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "detail/WriterEndpoint.h"
+#include "endpoints/WriterEndpoint.h"
 
 #include <mutex>
 #include <stdexcept>
@@ -11,7 +11,7 @@
 #include <fastdds/dds/publisher/Publisher.hpp>
 #include <fastdds/dds/publisher/qos/PublisherQos.hpp>
 
-#include "detail/QosPolicies.h"
+#include "common/QosPolicies.h"
 #include "graph/GraphAnnouncer.h"
 
 namespace qorROS2::detail {

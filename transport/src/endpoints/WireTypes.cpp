@@ -1,8 +1,8 @@
 // The wire types of all records, in one place: this is where the codec is instantiated for
 // every record, once.
 
-#include "detail/RecordDataType.h"
-#include "detail/WireType.h"
+#include "common/WireType.h"
+#include "endpoints/RecordDataType.h"
 #include "qorROS2/Messages.h"
 
 namespace qorROS2::detail {

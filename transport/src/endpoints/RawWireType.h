@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "detail/WireType.h"
+#include "common/WireType.h"
 
 namespace qorROS2::detail {
 

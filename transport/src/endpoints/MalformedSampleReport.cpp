@@ -1,8 +1,8 @@
-#include "detail/MalformedSampleReport.h"
+#include "endpoints/MalformedSampleReport.h"
 
 #include <utility>
 
-#include "detail/Warning.h"
+#include "common/Warning.h"
 
 namespace qorROS2::detail {
 
