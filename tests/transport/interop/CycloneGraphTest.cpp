@@ -17,6 +17,8 @@
 #include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
+#include "qorROS2/RawPublisher.h"
+#include "qorROS2/RawSubscriber.h"
 #include "qorROS2/Subscriber.h"
 #include "qorROS2/TopicDiscovery.h"
 
@@ -28,6 +30,20 @@ using qorInterop::PeerProcess;
 constexpr std::chrono::milliseconds kPeerDeadline{20000};
 
 using qorInterop::runCli;
+
+constexpr std::int8_t kTypeHashDomain = 50;
+const std::string kClockHash =
+    "RIHS01_692f7a66e93a3c83e71765d033b60349ba68023a8c689a79e48078bcb5c58564";
+
+// The USER_DATA of the publication and the subscription on the ROS 2 topic `topic`, as Cyclone
+// discovered them: {"publication <text>", "subscription <text>"}, "none" for no USER_DATA.
+std::vector<std::string> userDataSeenByCyclone(const std::string& topic) {
+    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "userdata", std::to_string(kTypeHashDomain),
+                      "rt/" + topic, std::to_string(kPeerDeadline.count())});
+    EXPECT_EQ(peer.waitForExit(qorInterop::deadlineIn(kPeerDeadline + kPeerDeadline)), 0)
+        << peer.transcript();
+    return peer.lines();
+}
 
 TEST(CycloneGraph, CycloneFindsOurNodeWithTheGuidsItDiscovered) {
     const std::string node = "cyclone_reads_p" + std::to_string(::getpid());
@@ -96,6 +112,25 @@ TEST(CycloneGraph, NodeOfACycloneProcessIsListedWithItsPublisher) {
                   "  Liveliness: AUTOMATIC\n  Liveliness lease duration: Infinite\n\n"
                   "Subscription count: 0\n\n");
     peer.stop();
+}
+
+TEST(CycloneGraph, CycloneReadsTheTypeHashOfTypedEndpoints) {
+    const std::string topic = qorInterop::interopTopic("typehash_typed");
+    const Publisher<rosgraphMsgs::Clock> publisher(topic, QOS{}, kTypeHashDomain);
+    const Subscriber<rosgraphMsgs::Clock> subscriber(topic, QOS{}, kTypeHashDomain);
+    EXPECT_EQ(userDataSeenByCyclone(topic),
+              (std::vector<std::string>{"publication typehash=" + kClockHash + ";",
+                                        "subscription typehash=" + kClockHash + ";"}));
+}
+
+TEST(CycloneGraph, CycloneReadsTheTypeHashGivenToRawEndpointsAndNoneWithoutOne) {
+    const std::string topic = qorInterop::interopTopic("typehash_raw");
+    const RawPublisher publisher(topic, "rosgraph_msgs/msg/Clock", QOS{}, kTypeHashDomain,
+                                 kClockHash);
+    const RawSubscriber subscriber(topic, "rosgraph_msgs/msg/Clock", QOS{}, kTypeHashDomain);
+    EXPECT_EQ(userDataSeenByCyclone(topic),
+              (std::vector<std::string>{"publication typehash=" + kClockHash + ";",
+                                        "subscription none"}));
 }
 
 }  // namespace
