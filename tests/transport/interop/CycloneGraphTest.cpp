@@ -7,6 +7,7 @@
 
 #include <sys/wait.h>
 #include <cstdio>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -131,6 +132,33 @@ TEST(CycloneGraph, CycloneReadsTheTypeHashGivenToRawEndpointsAndNoneWithoutOne) 
     EXPECT_EQ(userDataSeenByCyclone(topic),
               (std::vector<std::string>{"publication typehash=" + kClockHash + ";",
                                         "subscription none"}));
+}
+
+TEST(CycloneGraph, OurGraphReadsTheTypeHashACyclonePeerAnnounces) {
+    const std::string hashed = qorInterop::interopTopic("typehash_cyclone");
+    const std::string malformed = qorInterop::interopTopic("typehash_cyclone_malformed");
+    const std::string plain = qorInterop::interopTopic("typehash_cyclone_none");
+    const std::string domain = std::to_string(kTypeHashDomain);
+    PeerProcess withHash({QOR_CYCLONE_GRAPH_PEER, "announce", domain, "hashed", hashed, "30",
+                          "enclave=/;typehash=" + kClockHash + ";"});
+    PeerProcess withBadHash({QOR_CYCLONE_GRAPH_PEER, "announce", domain, "malformed", malformed,
+                             "30", "typehash=RIHS01_00;"});
+    PeerProcess withoutHash({QOR_CYCLONE_GRAPH_PEER, "announce", domain, "plain", plain, "30"});
+    const TopicDiscovery ours(kTypeHashDomain);
+    for (const std::string& topic : {hashed, malformed, plain}) {
+        ASSERT_TRUE(ours.waitForTopic("/" + topic, std::chrono::seconds(15)))
+            << withHash.transcript() << withBadHash.transcript() << withoutHash.transcript();
+    }
+    std::map<std::string, std::string> hashes;
+    for (const DiscoveredEndpoint& endpoint : ours.endpoints()) {
+        hashes[endpoint.topic] = endpoint.typeHash;
+    }
+    EXPECT_EQ(hashes["/" + hashed], kClockHash);
+    EXPECT_EQ(hashes["/" + malformed], "INVALID");
+    EXPECT_EQ(hashes["/" + plain], "INVALID");
+    withHash.stop();
+    withBadHash.stop();
+    withoutHash.stop();
 }
 
 }  // namespace

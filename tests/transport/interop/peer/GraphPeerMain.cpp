@@ -9,9 +9,10 @@
 //         writer <gid in hex> <DDS topic of the publication Cyclone discovered with that GUID>
 //         reader <gid in hex> <DDS topic of the subscription ...>
 //       and exits 0; exits 2 when time runs out first.
-//   qor_cyclone_graph_peer announce <domain> <node name> <topic> <seconds>
+//   qor_cyclone_graph_peer announce <domain> <node name> <topic> <seconds> [<user data>]
 //       announces the node "/<node name>" with one std_msgs/msg/String publisher on "rt/<topic>",
-//       as a ROS 2 node on Cyclone DDS would, prints "writer <gid in hex>", and lives <seconds>.
+//       as a ROS 2 node on Cyclone DDS would, prints "writer <gid in hex>", and lives <seconds>;
+//       the publisher's USER_DATA is <user data> when given, else it has none.
 //   qor_cyclone_graph_peer userdata <domain> <DDS topic> <timeout ms>
 //       waits until Cyclone has discovered a publication and a subscription on <DDS topic>, and
 //       prints the USER_DATA of each as text, or "none" when it has none:
@@ -212,7 +213,7 @@ int readGraph(std::uint32_t domain, const std::string& nameSpace, const std::str
 }
 
 int announce(std::uint32_t domain, const std::string& name, const std::string& topic,
-             std::chrono::seconds lifetime) {
+             std::chrono::seconds lifetime, const std::string& userData) {
     const dds_entity_t participant = createPeerParticipant(domain);
     const dds_entity_t stringTopic =
         checked(dds_create_topic(participant, &std_msgs_msg_dds__String__desc,
@@ -223,6 +224,9 @@ int announce(std::uint32_t domain, const std::string& name, const std::string& t
     dds_qset_durability(qos.get(), DDS_DURABILITY_VOLATILE);
     const dds_data_representation_id_t plainCdr = DDS_DATA_REPRESENTATION_XCDR1;
     dds_qset_data_representation(qos.get(), 1, &plainCdr);
+    if (!userData.empty()) {
+        dds_qset_userdata(qos.get(), userData.data(), userData.size());
+    }
     const dds_entity_t writer =
         checked(dds_create_writer(participant, stringTopic, qos.get(), nullptr), "create writer");
     const dds_entity_t graphWriter =
@@ -330,9 +334,10 @@ int main(int argc, char** argv) {
             return readUserData(static_cast<std::uint32_t>(std::stoul(args[2])), args[3],
                                 std::chrono::milliseconds(std::stoul(args[4])));
         }
-        if (argc == 6 && args[1] == "announce") {
+        if ((argc == 6 || argc == 7) && args[1] == "announce") {
             return announce(static_cast<std::uint32_t>(std::stoul(args[2])), args[3], args[4],
-                            std::chrono::seconds(std::stoul(args[5])));
+                            std::chrono::seconds(std::stoul(args[5])),
+                            argc == 7 ? args[6] : std::string());
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "qor_cyclone_graph_peer: %s\n", error.what());
