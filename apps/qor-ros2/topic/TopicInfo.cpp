@@ -1,10 +1,11 @@
 // `qor-ros2 topic info TOPIC [-v]`: a topic's type and endpoints, as `ros2 topic info` of ROS 2
-// Humble prints them.
+// Humble prints them, or of the release that ROS_DISTRO names.
 
 #include <cstdio>
 #include <set>
 
 #include "qorROS2/QosProfiles.h"
+#include "qorROS2/RosEnvironment.h"
 #include "topic/TopicInfo.h"
 
 namespace qorCli {
@@ -34,11 +35,13 @@ std::string historyText(const qorROS2::DiscoveredQos& qos) {
                                                   : name;
 }
 
-// One endpoint, as rclpy's TopicEndpointInfo prints it.
-std::string endpointText(const qorROS2::DiscoveredEndpoint& endpoint) {
+// One endpoint, as rclpy's TopicEndpointInfo prints it; its type hash only from Iron on, whose
+// endpoints announce one.
+std::string endpointText(const qorROS2::DiscoveredEndpoint& endpoint, bool typeHash) {
     const qorROS2::DiscoveredQos& qos = endpoint.qos;
     return "Node name: " + endpoint.nodeName + "\nNode namespace: " + endpoint.nodeNamespace +
            "\nTopic type: " + endpoint.type +
+           (typeHash ? "\nTopic type hash: " + endpoint.typeHash : std::string()) +
            "\nEndpoint type: " + (endpoint.publisher ? "PUBLISHER" : "SUBSCRIPTION") +
            "\nGID: " + gidText(endpoint.gid) +
            "\nQoS profile:\n  Reliability: " + qorROS2::reliabilityName(qos.reliability) +
@@ -53,8 +56,8 @@ std::string endpointText(const qorROS2::DiscoveredEndpoint& endpoint) {
 }  // namespace
 
 GraphOutput topicInfoOutput(const std::string& topic,
-                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,
-                            bool verbose) {
+                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints, bool verbose,
+                            bool typeHashes) {
     GraphOutput output;
     const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
     std::set<std::string> types;
@@ -86,13 +89,13 @@ GraphOutput topicInfoOutput(const std::string& topic,
     output.out += "Publisher count: " + std::to_string(publishers.size()) + lineEnd;
     if (verbose) {
         for (const qorROS2::DiscoveredEndpoint* endpoint : publishers) {
-            output.out += endpointText(*endpoint) + lineEnd;
+            output.out += endpointText(*endpoint, typeHashes) + lineEnd;
         }
     }
     output.out += "Subscription count: " + std::to_string(subscriptions.size()) + lineEnd;
     if (verbose) {
         for (const qorROS2::DiscoveredEndpoint* endpoint : subscriptions) {
-            output.out += endpointText(*endpoint) + lineEnd;
+            output.out += endpointText(*endpoint, typeHashes) + lineEnd;
         }
     }
     return output;
@@ -102,7 +105,10 @@ int topicInfoCommand(const std::string& topic, bool verbose, std::int8_t domain,
                      const std::optional<double>& spinTime) {
     const qorROS2::TopicDiscovery discovery(domain);
     waitForSettledGraph(discovery, spinTime);
-    const GraphOutput output = topicInfoOutput(topic, discovery.endpoints(), verbose);
+    // The graph's release is the one whose gids ROS_DISTRO implies: 16 bytes from Iron on, the
+    // release that brought type hashes.
+    const bool typeHashes = qorROS2::processRosEnvironment().gidSize == 16;
+    const GraphOutput output = topicInfoOutput(topic, discovery.endpoints(), verbose, typeHashes);
     std::fputs(output.err.c_str(), stderr);
     std::fputs(output.out.c_str(), stdout);
     return output.exitCode;

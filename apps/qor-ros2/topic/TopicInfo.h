@@ -12,10 +12,11 @@
 
 namespace qorCli {
 
-/// `topic info TOPIC [-v]`, as `ros2 topic info` of ROS 2 Humble prints it.
+/// `topic info TOPIC [-v]`, as `ros2 topic info` of ROS 2 Humble prints it, or with
+/// `typeHashes` as from Iron on, which adds each endpoint's "Topic type hash" line.
 GraphOutput topicInfoOutput(const std::string& topic,
-                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,
-                            bool verbose);
+                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints, bool verbose,
+                            bool typeHashes = false);
 
 /// Runs `topic info` in `domain`: waits for the graph to settle (or `spinTime` seconds), prints
 /// the output and returns the exit code.

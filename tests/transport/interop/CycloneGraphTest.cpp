@@ -7,6 +7,7 @@
 
 #include <sys/wait.h>
 #include <cstdio>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@
 #include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
+#include "qorROS2/RawPublisher.h"
+#include "qorROS2/RawSubscriber.h"
 #include "qorROS2/Subscriber.h"
 #include "qorROS2/TopicDiscovery.h"
 
@@ -28,6 +31,20 @@ using qorInterop::PeerProcess;
 constexpr std::chrono::milliseconds kPeerDeadline{20000};
 
 using qorInterop::runCli;
+
+constexpr std::int8_t kTypeHashDomain = 50;
+const std::string kClockHash =
+    "RIHS01_692f7a66e93a3c83e71765d033b60349ba68023a8c689a79e48078bcb5c58564";
+
+// The USER_DATA of the publication and the subscription on the ROS 2 topic `topic`, as Cyclone
+// discovered them: {"publication <text>", "subscription <text>"}, "none" for no USER_DATA.
+std::vector<std::string> userDataSeenByCyclone(const std::string& topic) {
+    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "userdata", std::to_string(kTypeHashDomain),
+                      "rt/" + topic, std::to_string(kPeerDeadline.count())});
+    EXPECT_EQ(peer.waitForExit(qorInterop::deadlineIn(kPeerDeadline + kPeerDeadline)), 0)
+        << peer.transcript();
+    return peer.lines();
+}
 
 TEST(CycloneGraph, CycloneFindsOurNodeWithTheGuidsItDiscovered) {
     const std::string node = "cyclone_reads_p" + std::to_string(::getpid());
@@ -96,6 +113,52 @@ TEST(CycloneGraph, NodeOfACycloneProcessIsListedWithItsPublisher) {
                   "  Liveliness: AUTOMATIC\n  Liveliness lease duration: Infinite\n\n"
                   "Subscription count: 0\n\n");
     peer.stop();
+}
+
+TEST(CycloneGraph, CycloneReadsTheTypeHashOfTypedEndpoints) {
+    const std::string topic = qorInterop::interopTopic("typehash_typed");
+    const Publisher<rosgraphMsgs::Clock> publisher(topic, QOS{}, kTypeHashDomain);
+    const Subscriber<rosgraphMsgs::Clock> subscriber(topic, QOS{}, kTypeHashDomain);
+    EXPECT_EQ(userDataSeenByCyclone(topic),
+              (std::vector<std::string>{"publication typehash=" + kClockHash + ";",
+                                        "subscription typehash=" + kClockHash + ";"}));
+}
+
+TEST(CycloneGraph, CycloneReadsTheTypeHashGivenToRawEndpointsAndNoneWithoutOne) {
+    const std::string topic = qorInterop::interopTopic("typehash_raw");
+    const RawPublisher publisher(topic, "rosgraph_msgs/msg/Clock", QOS{}, kTypeHashDomain,
+                                 kClockHash);
+    const RawSubscriber subscriber(topic, "rosgraph_msgs/msg/Clock", QOS{}, kTypeHashDomain);
+    EXPECT_EQ(userDataSeenByCyclone(topic),
+              (std::vector<std::string>{"publication typehash=" + kClockHash + ";",
+                                        "subscription none"}));
+}
+
+TEST(CycloneGraph, OurGraphReadsTheTypeHashACyclonePeerAnnounces) {
+    const std::string hashed = qorInterop::interopTopic("typehash_cyclone");
+    const std::string malformed = qorInterop::interopTopic("typehash_cyclone_malformed");
+    const std::string plain = qorInterop::interopTopic("typehash_cyclone_none");
+    const std::string domain = std::to_string(kTypeHashDomain);
+    PeerProcess withHash({QOR_CYCLONE_GRAPH_PEER, "announce", domain, "hashed", hashed, "30",
+                          "enclave=/;typehash=" + kClockHash + ";"});
+    PeerProcess withBadHash({QOR_CYCLONE_GRAPH_PEER, "announce", domain, "malformed", malformed,
+                             "30", "typehash=RIHS01_00;"});
+    PeerProcess withoutHash({QOR_CYCLONE_GRAPH_PEER, "announce", domain, "plain", plain, "30"});
+    const TopicDiscovery ours(kTypeHashDomain);
+    for (const std::string& topic : {hashed, malformed, plain}) {
+        ASSERT_TRUE(ours.waitForTopic("/" + topic, std::chrono::seconds(15)))
+            << withHash.transcript() << withBadHash.transcript() << withoutHash.transcript();
+    }
+    std::map<std::string, std::string> hashes;
+    for (const DiscoveredEndpoint& endpoint : ours.endpoints()) {
+        hashes[endpoint.topic] = endpoint.typeHash;
+    }
+    EXPECT_EQ(hashes["/" + hashed], kClockHash);
+    EXPECT_EQ(hashes["/" + malformed], "INVALID");
+    EXPECT_EQ(hashes["/" + plain], "INVALID");
+    withHash.stop();
+    withBadHash.stop();
+    withoutHash.stop();
 }
 
 }  // namespace

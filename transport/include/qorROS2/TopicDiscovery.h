@@ -63,6 +63,9 @@ struct DiscoveredEndpoint {
     /// names a release from Iron on, which use the 16 bytes alone.
     std::vector<std::uint8_t> gid;
     DiscoveredQos qos;
+    /// The type's hash that its USER_DATA announces, "RIHS01_<64 hex digits>", or "INVALID" as
+    /// ROS 2 tools print it when it announces none (ROS 2 before Iron) or a malformed one.
+    std::string typeHash = "INVALID";
 };
 
 namespace detail {

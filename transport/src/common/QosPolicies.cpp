@@ -143,4 +143,45 @@ dds::DataReaderQos readerQos(const QOS& qos) {
     return out;
 }
 
+std::vector<std::uint8_t> typeHashUserData(const std::string& typeHash) {
+    if (typeHash.empty()) {
+        return {};
+    }
+    const std::string text = "typehash=" + typeHash + ";";
+    return std::vector<std::uint8_t>(text.begin(), text.end());
+}
+
+bool validTypeHash(const std::string& hash) {
+    const std::string prefix = "RIHS01_";
+    if (hash.size() != prefix.size() + 64 || hash.compare(0, prefix.size(), prefix) != 0) {
+        return false;
+    }
+    for (std::size_t i = prefix.size(); i < hash.size(); ++i) {
+        const char c = hash[i];
+        if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData) {
+    const std::string text(userData.begin(), userData.end());
+    std::size_t start = 0;
+    while (start < text.size()) {
+        std::size_t end = text.find(';', start);
+        if (end == std::string::npos) {
+            end = text.size();
+        }
+        const std::string pair = text.substr(start, end - start);
+        const std::size_t equals = pair.find('=');
+        if (equals != std::string::npos && pair.compare(0, equals, "typehash") == 0) {
+            const std::string hash = pair.substr(equals + 1);
+            return validTypeHash(hash) ? hash : "INVALID";
+        }
+        start = end + 1;
+    }
+    return "INVALID";
+}
+
 }  // namespace qorROS2::detail

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <fastdds/dds/publisher/qos/DataWriterQos.hpp>
 #include <fastdds/dds/subscriber/qos/DataReaderQos.hpp>
@@ -26,5 +27,18 @@ eprosima::fastdds::dds::DataWriterQos writerQos(const QOS& qos);
 /// Reader policies for a checked `qos`, every one set (Fast DDS's readers default to best
 /// effort, ROS 2's to reliable).
 eprosima::fastdds::dds::DataReaderQos readerQos(const QOS& qos);
+
+/// The USER_DATA with which an endpoint of a type whose hash is `typeHash` ("RIHS01_...")
+/// announces it, "typehash=RIHS01_...;" as ROS 2 from Iron on writes it; empty for an empty
+/// hash, as ROS 2 announces an unset one.
+std::vector<std::uint8_t> typeHashUserData(const std::string& typeHash);
+
+/// Whether `hash` is "RIHS01_" and 64 lowercase hex digits.
+bool validTypeHash(const std::string& hash);
+
+/// The type hash that an endpoint's USER_DATA announces as "typehash=RIHS01_...;" among other
+/// "key=value;" pairs, or "INVALID", as ROS 2 tools print a hash, when it announces none or one
+/// that does not parse.
+std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData);
 
 }  // namespace qorROS2::detail

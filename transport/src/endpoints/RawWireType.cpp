@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "common/QosPolicies.h"
 #include "endpoints/RawPayloadType.h"
 
 namespace qorROS2::detail {
@@ -57,20 +58,6 @@ std::vector<std::string> splitAtSlashes(const std::string& name) {
         }
     }
     return parts;
-}
-
-bool validTypeHash(const std::string& hash) {
-    const std::string prefix = "RIHS01_";
-    if (hash.size() != prefix.size() + 64 || hash.compare(0, prefix.size(), prefix) != 0) {
-        return false;
-    }
-    for (std::size_t i = prefix.size(); i < hash.size(); ++i) {
-        const char c = hash[i];
-        if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) {
-            return false;
-        }
-    }
-    return true;
 }
 
 }  // namespace

@@ -104,7 +104,9 @@ ReaderEndpoint::ReaderEndpoint(const EndpointTopic& where, const QOS& qos, const
         throw std::runtime_error("cannot subscribe to topic \"" + where.rosTopic +
                                  "\": Fast DDS could not create a subscriber");
     }
-    m_reader = m_subscriber->create_datareader(&m_lease.topic(), readerQos(qos), m_listener.get(),
+    dds::DataReaderQos endpointQos = readerQos(qos);
+    endpointQos.user_data().data_vec(typeHashUserData(type.typeHash));
+    m_reader = m_subscriber->create_datareader(&m_lease.topic(), endpointQos, m_listener.get(),
                                                dds::StatusMask::requested_incompatible_qos()
                                                    << dds::StatusMask::data_available());
     if (m_reader == nullptr) {

@@ -4,6 +4,7 @@
 #include "common/WireType.h"
 #include "endpoints/RecordDataType.h"
 #include "qorROS2/Messages.h"
+#include "qorROS2/typesupport/TypeSupport.h"
 
 namespace qorROS2::detail {
 namespace {
@@ -15,9 +16,12 @@ eprosima::fastdds::dds::TopicDataType* createRecordDataType() {
 
 }  // namespace
 
+// Every record has a type support, whose hash the endpoints announce as ROS 2 from Iron on does.
 template <typename T>
 WireType wireTypeOf() {
-    return WireType{ddsTypeNameOf<T>(), rosTypeName<T>(), &createRecordDataType<T>, false, {}};
+    const std::string rosName = rosTypeName<T>();
+    return WireType{ddsTypeNameOf<T>(), rosName, &createRecordDataType<T>, false,
+                    typesupport::getTypeSupport(rosName).typeHash()};
 }
 
 #define QORNTROS2_INSTANTIATE_WIRE_TYPE(Namespace, Name) \

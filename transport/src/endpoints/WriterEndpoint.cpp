@@ -48,7 +48,9 @@ WriterEndpoint::WriterEndpoint(const EndpointTopic& where, const QOS& qos, const
         throw std::runtime_error("cannot publish on topic \"" + where.rosTopic +
                                  "\": Fast DDS could not create a publisher");
     }
-    m_writer = m_publisher->create_datawriter(&m_lease.topic(), writerQos(qos), m_listener.get(),
+    dds::DataWriterQos endpointQos = writerQos(qos);
+    endpointQos.user_data().data_vec(typeHashUserData(type.typeHash));
+    m_writer = m_publisher->create_datawriter(&m_lease.topic(), endpointQos, m_listener.get(),
                                               dds::StatusMask::offered_incompatible_qos());
     if (m_writer == nullptr) {
         participant.delete_publisher(m_publisher);

@@ -65,6 +65,7 @@ bool rosEndpoint(const ProxyData& data, bool publisher, DiscoveredEndpoint& endp
     endpoint.type = rosTypeName(data.typeName().to_string());
     endpoint.publisher = publisher;
     endpoint.qos = discoveredQosOf(data.m_qos);
+    endpoint.typeHash = detail::typeHashFromUserData(data.m_qos.m_userData.data_vec());
     return true;
 }
 

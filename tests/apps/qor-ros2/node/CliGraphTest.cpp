@@ -4,16 +4,22 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <regex>
 #include <string>
 
 #include "ChildProcess.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
+#include "qorROS2/RawPublisher.h"
+#include "qorROS2/RawSubscriber.h"
 #include "qorROS2/Subscriber.h"
 
 namespace {
 
 constexpr int kGraphDomain = 120;
+constexpr int kTypeHashDomain = 49;
+const std::string kClockHash =
+    "RIHS01_692f7a66e93a3c83e71765d033b60349ba68023a8c689a79e48078bcb5c58564";
 
 using qorROS2::QOS;
 
@@ -66,6 +72,39 @@ TEST(CliGraph, TopicInfoVerboseNamesTheNodeAndTheQos) {
     EXPECT_EQ(info.output.substr(info.output.size() - tail.size()), tail) << info.output;
     // 16 GUID bytes before the padding, as two hex digits and a dot each.
     EXPECT_EQ(info.output.size(), head.size() + 16 * 3 - 1 + tail.size()) << info.output;
+}
+
+TEST(CliGraph, TopicInfoVerboseUnderJazzyPrintsEachEndpointsTypeHash) {
+    const std::string node = "cli_type_hash" + pidSuffix();
+    qorROS2::setNodeIdentity(node, "/");
+    const std::string topic = "/cli_graph" + pidSuffix() + "/clock";
+    // Raw ends, one given the type's hash and one given none, which announces none.
+    const qorROS2::RawPublisher publisher(topic, "rosgraph_msgs/msg/Clock",
+                                          qorROS2::createSensorDataQOS(), kTypeHashDomain,
+                                          kClockHash);
+    const qorROS2::RawSubscriber subscriber(topic, "rosgraph_msgs/msg/Clock",
+                                            qorROS2::createSensorDataQOS(), kTypeHashDomain);
+
+    const auto info = qorCliTest::runShell(
+        "env ROS_DISTRO=jazzy " + std::string(QOR_ROS2_CLI) + " topic info -v " + topic,
+        kTypeHashDomain);
+    EXPECT_EQ(info.exitCode, 0);
+    // Jazzy's gids are the 16 GUID bytes, which differ from run to run.
+    const std::string output = std::regex_replace(
+        info.output, std::regex("GID: ([0-9a-f]{2}\\.){15}[0-9a-f]{2}\n"), "GID: <16 bytes>\n");
+    const std::string endpoint = "Node name: " + node +
+                                 "\nNode namespace: /\nTopic type: rosgraph_msgs/msg/Clock\n"
+                                 "Topic type hash: ";
+    const std::string qos =
+        "\nGID: <16 bytes>\nQoS profile:\n  Reliability: BEST_EFFORT\n"
+        "  History (Depth): UNKNOWN\n  Durability: VOLATILE\n  Lifespan: Infinite\n"
+        "  Deadline: Infinite\n  Liveliness: AUTOMATIC\n  Liveliness lease duration: Infinite\n"
+        "\n";
+    EXPECT_EQ(output, "Type: rosgraph_msgs/msg/Clock\n\nPublisher count: 1\n\n" + endpoint +
+                          kClockHash + "\nEndpoint type: PUBLISHER" + qos +
+                          "Subscription count: 1\n\n" + endpoint +
+                          "INVALID\nEndpoint type: SUBSCRIPTION" + qos)
+        << info.output;
 }
 
 TEST(CliGraph, TopicInfoOfAnUnknownTopicFails) {

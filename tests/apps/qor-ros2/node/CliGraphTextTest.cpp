@@ -141,6 +141,39 @@ TEST(CliGraphText, TopicInfoVerboseShowsEveryEndpoint) {
               "\n");
 }
 
+TEST(CliGraphText, TopicInfoVerboseShowsTypeHashesFromIronOn) {
+    const std::string hash =
+        "RIHS01_a3d1f8b7d4a5e6c8f2b9d0e1f3a4b5c6d7e8f9a0b1c2d3e4f5a6b7c8d9e0f1a2";
+    DiscoveredEndpoint hashed = endpoint("/joint_states", true, "qor_ros2_demo", "/", 0x00);
+    hashed.gid.resize(16);
+    hashed.typeHash = hash;
+    DiscoveredEndpoint unhashed = endpoint("/joint_states", false, "rviz2", "/", 0x50);
+    unhashed.gid.resize(16);
+    const GraphOutput output =
+        qorCli::topicInfoOutput("/joint_states", {hashed, unhashed}, true, true);
+    // The hash line comes right after the type; the rest is Humble's.
+    const auto qos = [](const std::string& reliability) {
+        return "QoS profile:\n  Reliability: " + reliability +
+               "\n  History (Depth): UNKNOWN\n  Durability: VOLATILE\n  Lifespan: Infinite\n"
+               "  Deadline: Infinite\n  Liveliness: AUTOMATIC\n"
+               "  Liveliness lease duration: Infinite\n\n";
+    };
+    EXPECT_EQ(output.out,
+              "Type: sensor_msgs/msg/JointState\n\nPublisher count: 1\n\n"
+              "Node name: qor_ros2_demo\nNode namespace: /\n"
+              "Topic type: sensor_msgs/msg/JointState\nTopic type hash: " +
+                  hash +
+                  "\nEndpoint type: PUBLISHER\n"
+                  "GID: 00.01.02.03.04.05.06.07.08.09.0a.0b.0c.0d.0e.0f\n" +
+                  qos("BEST_EFFORT") +
+                  "Subscription count: 1\n\n"
+                  "Node name: rviz2\nNode namespace: /\n"
+                  "Topic type: sensor_msgs/msg/JointState\nTopic type hash: INVALID\n"
+                  "Endpoint type: SUBSCRIPTION\n"
+                  "GID: 50.51.52.53.54.55.56.57.58.59.5a.5b.5c.5d.5e.5f\n" +
+                  qos("RELIABLE"));
+}
+
 TEST(CliGraphText, TopicInfoOfSeveralTypesPrintsThemAsAList) {
     DiscoveredEndpoint other = endpoint("/mixed", false, "a", "/", 0x10);
     other.type = "std_msgs/msg/String";

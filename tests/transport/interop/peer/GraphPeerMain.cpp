@@ -9,9 +9,16 @@
 //         writer <gid in hex> <DDS topic of the publication Cyclone discovered with that GUID>
 //         reader <gid in hex> <DDS topic of the subscription ...>
 //       and exits 0; exits 2 when time runs out first.
-//   qor_cyclone_graph_peer announce <domain> <node name> <topic> <seconds>
+//   qor_cyclone_graph_peer announce <domain> <node name> <topic> <seconds> [<user data>]
 //       announces the node "/<node name>" with one std_msgs/msg/String publisher on "rt/<topic>",
-//       as a ROS 2 node on Cyclone DDS would, prints "writer <gid in hex>", and lives <seconds>.
+//       as a ROS 2 node on Cyclone DDS would, prints "writer <gid in hex>", and lives <seconds>;
+//       the publisher's USER_DATA is <user data> when given, else it has none.
+//   qor_cyclone_graph_peer userdata <domain> <DDS topic> <timeout ms>
+//       waits until Cyclone has discovered a publication and a subscription on <DDS topic>, and
+//       prints the USER_DATA of each as text, or "none" when it has none:
+//         publication <user data>
+//         subscription <user data>
+//       and exits 0; exits 2 when time runs out first.
 
 #include <chrono>
 #include <csignal>
@@ -75,6 +82,12 @@ QosPointer graphQos(int32_t depth) {
     const dds_data_representation_id_t plainCdr = DDS_DATA_REPRESENTATION_XCDR1;
     dds_qset_data_representation(qos.get(), 1, &plainCdr);
     return qos;
+}
+
+// A reader of one of Cyclone's builtin topics, which list what discovery found.
+dds_entity_t builtinReader(dds_entity_t participant, dds_entity_t builtinTopic,
+                           const std::string& what) {
+    return checked(dds_create_reader(participant, builtinTopic, nullptr, nullptr), what);
 }
 
 dds_entity_t graphTopic(dds_entity_t participant) {
@@ -146,14 +159,11 @@ int readGraph(std::uint32_t domain, const std::string& nameSpace, const std::str
         dds_create_reader(participant, graphTopic(participant), graphQos(100).get(), nullptr),
         "create reader of ros_discovery_info");
     const dds_entity_t publicationReader =
-        checked(dds_create_reader(participant, DDS_BUILTIN_TOPIC_DCPSPUBLICATION, nullptr, nullptr),
-                "read publications");
-    const dds_entity_t subscriptionReader = checked(
-        dds_create_reader(participant, DDS_BUILTIN_TOPIC_DCPSSUBSCRIPTION, nullptr, nullptr),
-        "read subscriptions");
+        builtinReader(participant, DDS_BUILTIN_TOPIC_DCPSPUBLICATION, "read publications");
+    const dds_entity_t subscriptionReader =
+        builtinReader(participant, DDS_BUILTIN_TOPIC_DCPSSUBSCRIPTION, "read subscriptions");
     const dds_entity_t participantReader =
-        checked(dds_create_reader(participant, DDS_BUILTIN_TOPIC_DCPSPARTICIPANT, nullptr, nullptr),
-                "read participants");
+        builtinReader(participant, DDS_BUILTIN_TOPIC_DCPSPARTICIPANT, "read participants");
     std::map<std::string, std::string> publications;
     std::map<std::string, std::string> subscriptions;
     std::map<std::string, std::string> participants;
@@ -203,7 +213,7 @@ int readGraph(std::uint32_t domain, const std::string& nameSpace, const std::str
 }
 
 int announce(std::uint32_t domain, const std::string& name, const std::string& topic,
-             std::chrono::seconds lifetime) {
+             std::chrono::seconds lifetime, const std::string& userData) {
     const dds_entity_t participant = createPeerParticipant(domain);
     const dds_entity_t stringTopic =
         checked(dds_create_topic(participant, &std_msgs_msg_dds__String__desc,
@@ -214,6 +224,9 @@ int announce(std::uint32_t domain, const std::string& name, const std::string& t
     dds_qset_durability(qos.get(), DDS_DURABILITY_VOLATILE);
     const dds_data_representation_id_t plainCdr = DDS_DATA_REPRESENTATION_XCDR1;
     dds_qset_data_representation(qos.get(), 1, &plainCdr);
+    if (!userData.empty()) {
+        dds_qset_userdata(qos.get(), userData.data(), userData.size());
+    }
     const dds_entity_t writer =
         checked(dds_create_writer(participant, stringTopic, qos.get(), nullptr), "create writer");
     const dds_entity_t graphWriter =
@@ -248,6 +261,64 @@ int announce(std::uint32_t domain, const std::string& name, const std::string& t
     return 0;
 }
 
+// An endpoint's USER_DATA as text, or "none" when it announces none.
+std::string userDataOf(const dds_builtintopic_endpoint_t& endpoint) {
+    void* value = nullptr;
+    std::size_t size = 0;
+    if (endpoint.qos == nullptr || !dds_qget_userdata(endpoint.qos, &value, &size) || size == 0) {
+        dds_free(value);
+        return "none";
+    }
+    std::string text(static_cast<const char*>(value), size);
+    dds_free(value);
+    return text;
+}
+
+// Collects the USER_DATA of the endpoints on `topic` that `reader` (a builtin topic's) has
+// discovered; true once there is one.
+bool collectUserData(dds_entity_t reader, const std::string& topic, std::string& found) {
+    void* samples[16] = {};
+    dds_sample_info_t infos[16];
+    const dds_return_t count = dds_take(reader, samples, infos, 16, 16);
+    for (dds_return_t i = 0; i < count; ++i) {
+        const auto* endpoint = static_cast<const dds_builtintopic_endpoint_t*>(samples[i]);
+        if (infos[i].valid_data && topic == endpoint->topic_name) {
+            found = userDataOf(*endpoint);
+        }
+    }
+    if (count > 0) {
+        dds_return_loan(reader, samples, count);
+    }
+    return !found.empty();
+}
+
+int readUserData(std::uint32_t domain, const std::string& topic,
+                 std::chrono::milliseconds timeout) {
+    const dds_entity_t participant = createPeerParticipant(domain);
+    const dds_entity_t publicationReader =
+        builtinReader(participant, DDS_BUILTIN_TOPIC_DCPSPUBLICATION, "read publications");
+    const dds_entity_t subscriptionReader =
+        builtinReader(participant, DDS_BUILTIN_TOPIC_DCPSSUBSCRIPTION, "read subscriptions");
+    std::string publication;
+    std::string subscription;
+    const auto end = Clock::now() + timeout;
+    while (stopRequested == 0 && Clock::now() < end) {
+        const bool published = collectUserData(publicationReader, topic, publication);
+        if (collectUserData(subscriptionReader, topic, subscription) && published) {
+            std::printf("publication %s\nsubscription %s\n", publication.c_str(),
+                        subscription.c_str());
+            std::fflush(stdout);
+            dds_delete(participant);
+            return 0;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    dds_delete(participant);
+    std::fprintf(stderr, "qor_cyclone_graph_peer: no publication and subscription on %s\n",
+                 topic.c_str());
+    return 2;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -259,9 +330,14 @@ int main(int argc, char** argv) {
             return readGraph(static_cast<std::uint32_t>(std::stoul(args[2])), args[3], args[4],
                              std::chrono::milliseconds(std::stoul(args[5])));
         }
-        if (argc == 6 && args[1] == "announce") {
+        if (argc == 5 && args[1] == "userdata") {
+            return readUserData(static_cast<std::uint32_t>(std::stoul(args[2])), args[3],
+                                std::chrono::milliseconds(std::stoul(args[4])));
+        }
+        if ((argc == 6 || argc == 7) && args[1] == "announce") {
             return announce(static_cast<std::uint32_t>(std::stoul(args[2])), args[3], args[4],
-                            std::chrono::seconds(std::stoul(args[5])));
+                            std::chrono::seconds(std::stoul(args[5])),
+                            argc == 7 ? args[6] : std::string());
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "qor_cyclone_graph_peer: %s\n", error.what());
