@@ -1,7 +1,8 @@
 #pragma once
 
-// The documents that SROS2 (ros2/sros2) writes into a keystore, byte for byte: its default
-// governance (policy/defaults/dds/governance.xml) and its default policy (policy/defaults/
+// The documents that SROS2 (ros2/sros2) writes into a keystore, byte for byte but for the root
+// element, left bare (its schema location attributes serve editors; no plugin reads them): its
+// default governance (policy/defaults/dds/governance.xml) and its default policy (policy/defaults/
 // policy.xml) through its permissions template (policy/templates/dds/permissions.xsl), as lxml
 // writes them out, without an XML declaration. Written out here from those files, so that tests
 // can compare our keystores with them and build keystores of SROS2's own.
@@ -13,7 +14,7 @@ namespace qorTest {
 /// enclaves/governance.xml, made with ROS_DOMAIN_ID=`domain`: everything protected in that domain.
 /// SROS2 keeps its template's indentation, the <id> line's included.
 inline std::string sros2Governance(int domain) {
-    return R"(<dds xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:noNamespaceSchemaLocation="http://www.omg.org/spec/DDS-SECURITY/20170901/omg_shared_ca_governance.xsd">
+    return R"(<dds>
     <domain_access_rules>
         <domain_rule>
             <domains>
@@ -73,7 +74,7 @@ inline std::string sros2AllowRule(int domain, const std::string& topics) {
 /// graph topic ros_discovery_info, which SROS2 adds for rmw_fastrtps_cpp and rmw_cyclonedds_cpp.
 inline std::string sros2Permissions(const std::string& enclave, int domain,
                                     const std::string& notBefore, const std::string& notAfter) {
-    return R"(<dds xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:noNamespaceSchemaLocation="http://www.omg.org/spec/DDS-SECURITY/20170901/omg_shared_ca_permissions.xsd">
+    return R"(<dds>
   <permissions>
     <grant name=")" +
            enclave + R"(">

@@ -186,11 +186,13 @@ std::string isoTime(const ASN1_TIME* time) {
     return text;
 }
 
-// The text SROS2 writes from its default governance: everything protected, for one domain.
+// The text SROS2 writes from its default governance, with a bare root element (its schema
+// location attributes serve editors; no security plugin reads them): everything protected, for
+// one domain.
 // Unauthenticated participants are refused, and discovery, liveliness and the data of every
 // topic are encrypted. SROS2 keeps its template's indentation, the <id> line's included.
 std::string governanceXml(int domain) {
-    return R"(<dds xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance" xsi:noNamespaceSchemaLocation="http://www.omg.org/spec/DDS-SECURITY/20170901/omg_shared_ca_governance.xsd">
+    return R"(<dds>
     <domain_access_rules>
         <domain_rule>
             <domains>
@@ -255,9 +257,7 @@ std::string allowRule(int domain, const std::vector<std::string>& topics) {
 // certificate, the policy's topics and the graph topic ros_discovery_info in one domain, nothing
 // else.
 std::string permissionsXml(const std::string& enclave, int domain, X509* cert) {
-    return "<dds xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "
-           "xsi:noNamespaceSchemaLocation=\"http://www.omg.org/spec/DDS-SECURITY/20170901/"
-           "omg_shared_ca_permissions.xsd\">\n  <permissions>\n    <grant name=\"" +
+    return "<dds>\n  <permissions>\n    <grant name=\"" +
            enclave + "\">\n      <subject_name>CN=" + enclave +
            "</subject_name>\n      <validity>\n        <not_before>" +
            isoTime(X509_get0_notBefore(cert)) + "</not_before>\n        <not_after>" +
