@@ -17,28 +17,114 @@
 
 namespace qorROS2 {
 
+/// The kind of one element of a field, as a message definition spells it.
+enum class FieldKind : std::uint8_t {
+    boolean,    ///< bool
+    byte,       ///< byte: an 8-bit value that is not a number
+    character,  ///< char: an 8-bit character (ROS 2 hashes it as uint8, as its .msg reader does)
+    int8,
+    uint8,
+    int16,
+    uint16,
+    int32,
+    uint32,
+    int64,
+    uint64,
+    float32,
+    float64,
+    string,  ///< an unbounded string
+    record,  ///< another message record
+};
+
+template <typename Record>
+struct MessageDescription;
+
+namespace detail {
+
+template <typename T>
+struct ElementOf {
+    using type = T;
+};
+template <typename T, typename A>
+struct ElementOf<std::vector<T, A>> {
+    using type = T;
+};
+template <typename T, std::size_t N>
+struct ElementOf<std::array<T, N>> {
+    using type = T;
+};
+
+template <typename T, typename = void>
+struct HasFieldList : std::false_type {};
+template <typename T>
+struct HasFieldList<T, std::void_t<decltype(MessageDescription<T>::fields)>> : std::true_type {};
+
+/// The kind of an element type; only the definition tells a byte from a uint8.
+template <typename Element>
+constexpr FieldKind kindOfElement(bool isByte) {
+    if constexpr (HasFieldList<Element>::value) {
+        return FieldKind::record;
+    } else if constexpr (std::is_same_v<Element, bool>) {
+        return FieldKind::boolean;
+    } else if constexpr (std::is_same_v<Element, char>) {
+        return FieldKind::character;
+    } else if constexpr (std::is_same_v<Element, std::string>) {
+        return FieldKind::string;
+    } else if constexpr (std::is_same_v<Element, float>) {
+        return FieldKind::float32;
+    } else if constexpr (std::is_same_v<Element, double>) {
+        return FieldKind::float64;
+    } else {
+        static_assert(std::is_integral_v<Element> && sizeof(Element) <= 8, "no ROS 2 kind");
+        constexpr bool isSigned = std::is_signed_v<Element>;
+        switch (sizeof(Element)) {
+            case 1:
+                return isSigned ? FieldKind::int8 : (isByte ? FieldKind::byte : FieldKind::uint8);
+            case 2:
+                return isSigned ? FieldKind::int16 : FieldKind::uint16;
+            case 4:
+                return isSigned ? FieldKind::int32 : FieldKind::uint32;
+            default:
+                return isSigned ? FieldKind::int64 : FieldKind::uint64;
+        }
+    }
+}
+
+}  // namespace detail
+
 /// One field of a message record: its ROS 2 name and the record member that holds it.
 template <typename Record, typename Member>
 struct Field {
     using RecordType = Record;
     using MemberType = Member;
+    /// The type of one element: the member itself, or the item type of an array or sequence.
+    using ElementType = typename detail::ElementOf<Member>::type;
 
     const char* name;        ///< the ROS 2 field name, as in the message definition
     Member Record::*member;  ///< where the field lives in the record
     const char* rosElement;  ///< the ROS 2 element type when the C++ type cannot tell it ("byte")
+    FieldKind elementKind;   ///< the kind of each element
 };
 
-/// Builds a Field; `rosElement` is only needed where two ROS 2 types share one C++ type.
+/// Builds a Field whose element kind its C++ type tells.
 template <typename Record, typename Member>
-constexpr Field<Record, Member> makeField(const char* name, Member Record::*member,
-                                          const char* rosElement = nullptr) {
-    return Field<Record, Member>{name, member, rosElement};
+constexpr Field<Record, Member> makeField(const char* name, Member Record::*member) {
+    return Field<Record, Member>{
+        name, member, nullptr,
+        detail::kindOfElement<typename detail::ElementOf<Member>::type>(false)};
 }
 
-/// Specialised for every record with `package` (the ROS 2 package, "sensor_msgs"), `name` (the
-/// ROS 2 message name, "JointState") and `fields` (a tuple of Field, in definition order).
-template <typename Record>
-struct MessageDescription;
+/// Builds the Field of a `byte` element, held as an unsigned 8-bit integer like `uint8`.
+template <typename Record, typename Member>
+constexpr Field<Record, Member> makeByteField(const char* name, Member Record::*member) {
+    static_assert(std::is_same_v<typename detail::ElementOf<Member>::type, std::uint8_t>,
+                  "a byte is held as std::uint8_t");
+    return Field<Record, Member>{name, member, "byte", FieldKind::byte};
+}
+
+// MessageDescription<Record> is specialised for every record with `package` (the ROS 2 package,
+// "sensor_msgs"), `name` (the ROS 2 message name, "JointState") and `fields` (a tuple of Field, in
+// definition order).
 
 /// True for the types that have a field list: the message records and the records nested in them.
 template <typename T, typename = void>
@@ -147,7 +233,7 @@ std::string rosFieldType(const Field<Record, Member>& field) {
 
 /// As QORROS2_FIELD, for a field whose ROS 2 element type is `byte` (held as an unsigned 8-bit
 /// integer, like `uint8`, from which only the definition tells it apart).
-#define QORROS2_BYTE_FIELD(member) ::qorROS2::makeField(#member, &Record::member, "byte")
+#define QORROS2_BYTE_FIELD(member) ::qorROS2::makeByteField(#member, &Record::member)
 
 /// Declares the field list of the record `Namespace::Name` of the ROS 2 package `Package`.
 /// Expands inside namespace qorROS2.

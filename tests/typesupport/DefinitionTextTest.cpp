@@ -24,8 +24,7 @@ void appendFieldLines(std::string& out, const std::string& indent) {
             return;
         }
         out += indent + rosFieldType(field) + " " + field.name + "\n";
-        using Member = typename std::decay_t<decltype(field)>::MemberType;
-        using Element = typename typesupport::detail::ElementOf<Member>::type;
+        using Element = typename std::decay_t<decltype(field)>::ElementType;
         if constexpr (isMessageRecord<Element>) {
             appendFieldLines<Element>(out, indent + "\t");
         }

@@ -7,46 +7,11 @@
 #include <set>
 
 #include "RecordCatalogue.h"
+#include "qorROS2/typesupport/RecordView.h"
 
 namespace qorROS2::typesupport {
 
 namespace {
-
-const char* elementName(FieldKind kind) {
-    switch (kind) {
-        case FieldKind::boolean:
-            return "bool";
-        case FieldKind::byte:
-            return "byte";
-        case FieldKind::character:
-            return "char";
-        case FieldKind::int8:
-            return "int8";
-        case FieldKind::uint8:
-            return "uint8";
-        case FieldKind::int16:
-            return "int16";
-        case FieldKind::uint16:
-            return "uint16";
-        case FieldKind::int32:
-            return "int32";
-        case FieldKind::uint32:
-            return "uint32";
-        case FieldKind::int64:
-            return "int64";
-        case FieldKind::uint64:
-            return "uint64";
-        case FieldKind::float32:
-            return "float32";
-        case FieldKind::float64:
-            return "float64";
-        case FieldKind::string:
-            return "string";
-        case FieldKind::record:
-            break;
-    }
-    return "";
-}
 
 // Calls `constant` and `field` in definition order: each field after the constants declared
 // before it, and the constants declared after the last field at the end.
@@ -216,7 +181,7 @@ std::string sha256Hex(const std::string& text) {
 }  // namespace
 
 std::string FieldDescription::typeText() const {
-    std::string text = kind == FieldKind::record ? record->shortName() : elementName(kind);
+    std::string text = kind == FieldKind::record ? record->shortName() : kindName(kind);
     if (container == Container::fixedArray) {
         text += "[" + std::to_string(arrayLength) + "]";
     } else if (container == Container::sequence) {

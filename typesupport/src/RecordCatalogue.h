@@ -7,7 +7,9 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "qorROS2/MessageFields.h"
@@ -19,48 +21,52 @@ namespace qorROS2::typesupport::detail {
 std::vector<ConstantDescription> constantsOf(const std::string& rosName,
                                              const std::vector<FieldDescription>& fields);
 
-template <typename T>
-struct ElementOf {
-    using type = T;
-};
-template <typename T, typename A>
-struct ElementOf<std::vector<T, A>> {
-    using type = T;
-};
-template <typename T, std::size_t N>
-struct ElementOf<std::array<T, N>> {
-    using type = T;
-};
-
-/// The kind of a member's element type; `rosElement` tells byte from uint8.
-template <typename Element>
-constexpr FieldKind kindOf(bool isByte) {
-    if constexpr (isMessageRecord<Element>) {
-        return FieldKind::record;
-    } else if constexpr (std::is_same_v<Element, bool>) {
-        return FieldKind::boolean;
-    } else if constexpr (std::is_same_v<Element, char>) {
-        return FieldKind::character;
-    } else if constexpr (std::is_same_v<Element, std::string>) {
-        return FieldKind::string;
-    } else if constexpr (std::is_same_v<Element, float>) {
-        return FieldKind::float32;
-    } else if constexpr (std::is_same_v<Element, double>) {
-        return FieldKind::float64;
+/// How the field at `Index` of `Record`'s list is reached, for RecordView.
+template <typename Record, std::size_t Index>
+FieldAccess fieldAccessOf() {
+    using Member = typename std::tuple_element_t<
+        Index, std::decay_t<decltype(MessageDescription<Record>::fields)>>::MemberType;
+    using Element = typename qorROS2::detail::ElementOf<Member>::type;
+    FieldAccess access;
+    access.member = [](const void* record) -> const void* {
+        return &(static_cast<const Record*>(record)
+                     ->*(std::get<Index>(MessageDescription<Record>::fields).member));
+    };
+    if constexpr (isSequence<Member> || isFixedArray<Member>) {
+        access.size = [](const void* member) { return static_cast<const Member*>(member)->size(); };
     } else {
-        static_assert(std::is_integral_v<Element> && sizeof(Element) <= 8, "no ROS 2 kind");
-        constexpr bool isSigned = std::is_signed_v<Element>;
-        switch (sizeof(Element)) {
-            case 1:
-                return isSigned ? FieldKind::int8 : (isByte ? FieldKind::byte : FieldKind::uint8);
-            case 2:
-                return isSigned ? FieldKind::int16 : FieldKind::uint16;
-            case 4:
-                return isSigned ? FieldKind::int32 : FieldKind::uint32;
-            default:
-                return isSigned ? FieldKind::int64 : FieldKind::uint64;
-        }
+        access.size = [](const void*) { return std::size_t{1}; };
     }
+    if constexpr (isSequence<Member>) {
+        access.resize = [](void* member, std::size_t size) {
+            static_cast<Member*>(member)->resize(size);
+        };
+    }
+    if constexpr (std::is_same_v<Element, bool>) {
+        access.getBoolean = [](const void* member, std::size_t index) -> bool {
+            if constexpr (std::is_same_v<Member, bool>) {
+                return *static_cast<const bool*>(member);
+            } else {
+                return (*static_cast<const Member*>(member))[index];
+            }
+        };
+        access.setBoolean = [](void* member, std::size_t index, bool value) {
+            if constexpr (std::is_same_v<Member, bool>) {
+                *static_cast<bool*>(member) = value;
+            } else {
+                (*static_cast<Member*>(member))[index] = value;
+            }
+        };
+    } else {
+        access.element = [](const void* member, std::size_t index) -> const void* {
+            if constexpr (isSequence<Member> || isFixedArray<Member>) {
+                return &(*static_cast<const Member*>(member))[index];
+            } else {
+                return member;
+            }
+        };
+    }
+    return access;
 }
 
 /// Every record description, each made once.
@@ -75,7 +81,7 @@ class RecordCatalogue {
             return *found->second;
         }
         std::vector<FieldDescription> fields;
-        forEachFieldOf<Record>([&](const auto& field) { addField(fields, field); });
+        addFields<Record>(fields, std::make_index_sequence<fieldCount<Record>>{});
         std::vector<ConstantDescription> constants = constantsOf(name, fields);
         auto record =
             std::make_unique<RecordDescription>(name, std::move(fields), std::move(constants));
@@ -83,17 +89,23 @@ class RecordCatalogue {
     }
 
   private:
-    template <typename Record, typename Member>
-    void addField(std::vector<FieldDescription>& fields, const Field<Record, Member>& field) {
+    template <typename Record, std::size_t... Index>
+    void addFields(std::vector<FieldDescription>& fields, std::index_sequence<Index...>) {
+        (addField<Record, Index>(fields), ...);
+    }
+
+    template <typename Record, std::size_t Index>
+    void addField(std::vector<FieldDescription>& fields) {
+        const auto& field = std::get<Index>(MessageDescription<Record>::fields);
+        using Member = typename std::decay_t<decltype(field)>::MemberType;
+        using Element = typename std::decay_t<decltype(field)>::ElementType;
         // ROS 2's std_msgs/Empty has no field; its record needs this member only to exist.
         if (std::string(field.name) == "structure_needs_at_least_one_member") {
             return;
         }
-        using Element = typename ElementOf<Member>::type;
         FieldDescription out;
         out.name = field.name;
-        out.kind =
-            kindOf<Element>(field.rosElement != nullptr && std::string(field.rosElement) == "byte");
+        out.kind = field.elementKind;
         if constexpr (isSequence<Member>) {
             out.container = Container::sequence;
         } else if constexpr (isFixedArray<Member>) {
@@ -103,6 +115,7 @@ class RecordCatalogue {
         if constexpr (isMessageRecord<Element>) {
             out.record = &describe<Element>();
         }
+        out.access = fieldAccessOf<Record, Index>();
         fields.push_back(std::move(out));
     }
 

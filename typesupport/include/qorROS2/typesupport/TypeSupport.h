@@ -27,24 +27,8 @@ class QORTYPESUPPORT_EXPORT TypeSupportError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The kind of one element of a field, as a message definition spells it.
-enum class FieldKind : std::uint8_t {
-    boolean,    ///< bool
-    byte,       ///< byte: an 8-bit value that is not a number
-    character,  ///< char: an 8-bit character (ROS 2 hashes it as uint8, as its .msg reader does)
-    int8,
-    uint8,
-    int16,
-    uint16,
-    int32,
-    uint32,
-    int64,
-    uint64,
-    float32,
-    float64,
-    string,  ///< an unbounded string
-    record,  ///< another message record
-};
+/// The kind of one element of a field: bool, byte, char, the numbers, string or a nested record.
+using qorROS2::FieldKind;
 
 /// How many elements a field holds.
 enum class Container : std::uint8_t {
@@ -55,6 +39,25 @@ enum class Container : std::uint8_t {
 
 class RecordDescription;
 
+namespace detail {
+
+/// How a field is reached inside a record, instantiated for its member's C++ type.
+struct FieldAccess {
+    /// The member that holds the field, inside `record`.
+    const void* (*member)(const void* record) = nullptr;
+    /// The number of elements the member holds: 1, an array's length or a sequence's size.
+    std::size_t (*size)(const void* member) = nullptr;
+    /// Sequences only: gives the member `size` elements, new ones value-initialised.
+    void (*resize)(void* member, std::size_t size) = nullptr;
+    /// The element at `index`; nullptr for bool elements, which a sequence packs in bits.
+    const void* (*element)(const void* member, std::size_t index) = nullptr;
+    /// Bool elements only.
+    bool (*getBoolean)(const void* member, std::size_t index) = nullptr;
+    void (*setBoolean)(void* member, std::size_t index, bool value) = nullptr;
+};
+
+}  // namespace detail
+
 /// One field of a message record.
 struct QORTYPESUPPORT_EXPORT FieldDescription {
     std::string name;                           ///< "position_covariance"
@@ -62,6 +65,7 @@ struct QORTYPESUPPORT_EXPORT FieldDescription {
     Container container = Container::single;    ///< one element, a fixed array or a sequence
     std::size_t arrayLength = 0;                ///< the length of a fixed array, else 0
     const RecordDescription* record = nullptr;  ///< the nested type when kind is record
+    detail::FieldAccess access;                 ///< how RecordView reaches the field's elements
 
     /// The type as a message definition spells it: "float64[9]", "std_msgs/Header".
     std::string typeText() const;
