@@ -25,6 +25,11 @@ struct Item {
     std::string label;
 };
 
+// A sequence of sequences, as ROS 2 writes one: each inner sequence in a record of its own.
+struct Row {
+    std::vector<std::uint16_t> values;
+};
+
 struct EveryKind {
     bool flag;
     std::vector<bool> flags;
@@ -36,7 +41,7 @@ struct EveryKind {
     std::vector<Item> items;
     std::array<std::string, 2> names;
     float ratio;
-    std::vector<std::vector<std::uint16_t>> nested;
+    std::vector<Row> nested;
 };
 
 }  // namespace cdrTestRecords
@@ -44,6 +49,7 @@ struct EveryKind {
 namespace qorROS2 {
 
 QORROS2_DESCRIBE_MESSAGE(cdrTestRecords, Item, "cdr_test", QORROS2_FIELD(id), QORROS2_FIELD(label));
+QORROS2_DESCRIBE_MESSAGE(cdrTestRecords, Row, "cdr_test", QORROS2_FIELD(values));
 QORROS2_DESCRIBE_MESSAGE(cdrTestRecords, EveryKind, "cdr_test", QORROS2_FIELD(flag),
                          QORROS2_FIELD(flags), QORROS2_FIELD(fixedFlags), QORROS2_FIELD(letter),
                          QORROS2_FIELD(letters), QORROS2_FIELD(shorts), QORROS2_FIELD(fixedItems),
@@ -114,7 +120,7 @@ cdrTestRecords::EveryKind smallEveryKind() {
     record.items = {cdrTestRecords::Item{7, "c"}};
     record.names = {"n", "xyz"};
     record.ratio = 0.5f;
-    record.nested = {{1, 2}, {}};
+    record.nested = {cdrTestRecords::Row{{1, 2}}, cdrTestRecords::Row{}};
     return record;
 }
 
