@@ -37,8 +37,9 @@ std::vector<std::uint8_t> typeHashUserData(const std::string& typeHash);
 bool validTypeHash(const std::string& hash);
 
 /// The type hash that an endpoint's USER_DATA announces as "typehash=RIHS01_...;" among other
-/// "key=value;" pairs, or "INVALID", as ROS 2 tools print a hash, when it announces none or one
-/// that does not parse.
+/// "key=value;" pairs, as "RIHS01_" and 64 lowercase hex digits, or "INVALID", as ROS 2 tools
+/// print a hash, when it announces none, one that does not parse, or USER_DATA that is not
+/// "key=value;" pairs at all.
 std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData);
 
 }  // namespace qorROS2::detail
