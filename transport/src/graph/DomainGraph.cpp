@@ -81,11 +81,13 @@ void DomainGraph::readGraphTopic(dds::DomainParticipant& participant, dds::Topic
     // Reliable and transient local, as ROS 2 announces, and deep enough that the announcements
     // of many participants are not lost before they are read.
     const QOS graphQos{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 100};
-    m_graphReader = m_graphSubscriber == nullptr
-                        ? nullptr
-                        : m_graphSubscriber->create_datareader(
-                              &graphTopic, detail::readerQos(graphQos), &m_graphTopicListener,
-                              dds::StatusMask::data_available());
+    dds::DataReaderQos readerQos = detail::readerQos(graphQos);
+    readerQos.user_data().data_vec(detail::typeHashUserData(graphTypeHash(processGidLayout())));
+    m_graphReader =
+        m_graphSubscriber == nullptr
+            ? nullptr
+            : m_graphSubscriber->create_datareader(&graphTopic, readerQos, &m_graphTopicListener,
+                                                   dds::StatusMask::data_available());
     if (m_graphReader == nullptr) {
         if (m_graphSubscriber != nullptr) {
             participant.delete_subscriber(m_graphSubscriber);

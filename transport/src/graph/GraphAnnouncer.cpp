@@ -49,7 +49,9 @@ GraphAnnouncer::GraphAnnouncer(dds::DomainParticipant& participant, dds::Topic& 
         throw std::runtime_error("cannot announce the node: Fast DDS could not create a publisher");
     }
     const QOS graphQos{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1};
-    m_writer = m_publisher->create_datawriter(&topic, detail::writerQos(graphQos));
+    dds::DataWriterQos writerQos = detail::writerQos(graphQos);
+    writerQos.user_data().data_vec(detail::typeHashUserData(graphTypeHash(processGidLayout())));
+    m_writer = m_publisher->create_datawriter(&topic, writerQos);
     if (m_writer == nullptr) {
         participant.delete_publisher(m_publisher);
         throw std::runtime_error(

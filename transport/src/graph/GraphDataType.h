@@ -19,6 +19,11 @@ inline constexpr const char* kGraphTypeName = "rmw_dds_common::msg::dds_::Partic
 /// The DDS topic on which ROS 2 participants announce their nodes; it has no "rt/" prefix.
 inline constexpr const char* kGraphTopicName = "ros_discovery_info";
 
+/// The type hash that the graph topic's writers and readers announce in `layout`: that of
+/// rmw_dds_common/msg/ParticipantEntitiesInfo with 16-byte gids from Iron on, and none before
+/// Iron, whose releases announce no type hash at all.
+const char* graphTypeHash(GidLayout layout);
+
 /// What a take of the graph topic decodes into, and what a reader counts about it.
 struct GraphSlot {
     ParticipantEntities entities;
