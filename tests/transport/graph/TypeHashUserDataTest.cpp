@@ -11,8 +11,8 @@
 
 namespace {
 
-using qorROS2::detail::typeHashFromUserData;
-using qorROS2::detail::typeHashUserData;
+using qorROS2::transport::common::typeHashFromUserData;
+using qorROS2::transport::common::typeHashUserData;
 
 const std::string kClockHash =
     "RIHS01_692f7a66e93a3c83e71765d033b60349ba68023a8c689a79e48078bcb5c58564";

@@ -5,7 +5,7 @@
 #include <map>
 #include <stdexcept>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 namespace {
 
 namespace dds = eprosima::fastdds::dds;
@@ -266,4 +266,4 @@ std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData) {
     return hash;
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

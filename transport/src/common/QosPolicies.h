@@ -11,7 +11,7 @@
 
 #include "qorROS2/QOS.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 
 /// Throws std::invalid_argument naming `topic` and the field when `qos` holds a value outside
 /// ROS 2's numbering, a KEEP_LAST depth of 0 or a depth DDS cannot hold.
@@ -42,4 +42,4 @@ bool validTypeHash(const std::string& hash);
 /// "key=value;" pairs at all.
 std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData);
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

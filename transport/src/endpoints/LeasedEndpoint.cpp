@@ -5,15 +5,15 @@
 #include "common/QosPolicies.h"
 #include "graph/GraphAnnouncer.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 LeasedEndpoint::LeasedEndpoint(EndpointSide side, const std::string& topic, const QOS& qos,
-                               std::int8_t domainId, const WireType& type)
+                               std::int8_t domainId, const common::WireType& type)
     : m_side(side),
       m_where(checkEndpoint(topic, qos, domainId)),
       m_lease(m_where.domain, m_where.rosTopic, m_where.ddsTopic, type),
       m_incompatible(side, fullyQualifiedName(m_where)),
-      m_userData(typeHashUserData(type.typeHash)) {}
+      m_userData(common::typeHashUserData(type.typeHash)) {}
 
 LeasedEndpoint::~LeasedEndpoint() = default;
 
@@ -39,4 +39,4 @@ void LeasedEndpoint::withdraw(const void* guid) {
     }
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

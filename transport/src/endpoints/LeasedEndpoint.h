@@ -20,7 +20,7 @@ class Publisher;
 class Subscriber;
 }  // namespace eprosima::fastdds::dds
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// The side-independent part of a reader or writer endpoint of one wire type on one ROS 2 topic:
 /// its checked topic, the lease of that topic on the domain's participant, the USER_DATA that
@@ -35,7 +35,7 @@ class LeasedEndpoint {
     /// Checks the topic name, the domain and `qos` (std::invalid_argument naming `topic`), then
     /// leases the topic for `type` (std::runtime_error when the middleware refuses).
     LeasedEndpoint(EndpointSide side, const std::string& topic, const QOS& qos,
-                   std::int8_t domainId, const WireType& type);
+                   std::int8_t domainId, const common::WireType& type);
     ~LeasedEndpoint();
 
     const EndpointTopic& where() const { return m_where; }
@@ -57,11 +57,11 @@ class LeasedEndpoint {
     EndpointTopic m_where;
 
   protected:
-    TopicLease m_lease;
+    participant::TopicLease m_lease;
     IncompatibleQosReport m_incompatible;
 
   private:
     std::vector<std::uint8_t> m_userData;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

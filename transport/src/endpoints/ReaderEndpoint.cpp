@@ -18,7 +18,7 @@
 #include "common/Warning.h"
 #include "graph/GraphAnnouncer.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 namespace dds = eprosima::fastdds::dds;
 
@@ -50,8 +50,8 @@ class ReaderEndpoint::Listener : public dds::DataReaderListener {
         } catch (...) {
             if (!m_callbackThrew) {
                 m_callbackThrew = true;
-                warn("The sample callback of the subscription of \"" + m_topic +
-                     "\" threw an exception; it was ignored, and later ones are too");
+                common::warn("The sample callback of the subscription of \"" + m_topic +
+                             "\" threw an exception; it was ignored, and later ones are too");
             }
         }
     }
@@ -87,18 +87,18 @@ class ReaderEndpoint::Listener : public dds::DataReaderListener {
 };
 
 ReaderEndpoint::ReaderEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                               const WireType& type)
+                               const common::WireType& type)
     : LeasedEndpoint(EndpointSide::subscription, topic, qos, domainId, type),
       m_malformed(where().rosTopic),
       m_listener(std::make_unique<Listener>(m_incompatible, fullyQualifiedName(where()))) {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A subscriber of its own per reader: no partitions, and nothing to share on teardown.
     m_subscriber = participant.create_subscriber(dds::SubscriberQos());
     if (m_subscriber == nullptr) {
         refuse("a subscriber");
     }
-    dds::DataReaderQos endpointQos = readerQos(qos);
+    dds::DataReaderQos endpointQos = common::readerQos(qos);
     endpointQos.user_data().data_vec(userData());
     m_reader = m_subscriber->create_datareader(&m_lease.topic(), endpointQos, m_listener.get(),
                                                dds::StatusMask::requested_incompatible_qos()
@@ -111,7 +111,7 @@ ReaderEndpoint::ReaderEndpoint(const std::string& topic, const QOS& qos, std::in
 }
 
 ReaderEndpoint::~ReaderEndpoint() {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
     withdraw(&m_reader->guid());
     m_subscriber->delete_datareader(m_reader);
     m_lease.participant().delete_subscriber(m_subscriber);
@@ -167,4 +167,4 @@ std::size_t ReaderEndpoint::matchedPublications() const {
     return static_cast<std::size_t>(status.current_count);
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -13,7 +13,7 @@
 #include "endpoints/LeasedEndpoint.h"
 #include "endpoints/MalformedSampleReport.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// What the middleware tells of a sample besides its bytes.
 struct SampleOrigin {
@@ -28,7 +28,7 @@ class ReaderEndpoint : public LeasedEndpoint {
     /// Checks the topic name, the domain and `qos` (std::invalid_argument), then creates the
     /// reader (std::runtime_error when the middleware refuses); every error names `topic`.
     ReaderEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                   const WireType& type);
+                   const common::WireType& type);
     ~ReaderEndpoint();
 
     /// Takes the oldest waiting sample that decodes into `slot`, a DecodeSlot of the endpoint's
@@ -63,4 +63,4 @@ class ReaderEndpoint : public LeasedEndpoint {
     eprosima::fastdds::dds::DataReader* m_reader = nullptr;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -12,7 +12,7 @@
 
 #include "common/QosPolicies.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 namespace dds = eprosima::fastdds::dds;
 
@@ -31,17 +31,17 @@ class WriterEndpoint::Listener : public dds::DataWriterListener {
 };
 
 WriterEndpoint::WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                               const WireType& type)
+                               const common::WireType& type)
     : LeasedEndpoint(EndpointSide::publisher, topic, qos, domainId, type),
       m_listener(std::make_unique<Listener>(m_incompatible)) {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A publisher of its own per writer: no partitions, and nothing to share on teardown.
     m_publisher = participant.create_publisher(dds::PublisherQos());
     if (m_publisher == nullptr) {
         refuse("a publisher");
     }
-    dds::DataWriterQos endpointQos = writerQos(qos);
+    dds::DataWriterQos endpointQos = common::writerQos(qos);
     endpointQos.user_data().data_vec(userData());
     m_writer = m_publisher->create_datawriter(&m_lease.topic(), endpointQos, m_listener.get(),
                                               dds::StatusMask::offered_incompatible_qos());
@@ -53,7 +53,7 @@ WriterEndpoint::WriterEndpoint(const std::string& topic, const QOS& qos, std::in
 }
 
 WriterEndpoint::~WriterEndpoint() {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
     withdraw(&m_writer->guid());
     m_publisher->delete_datawriter(m_writer);
     m_lease.participant().delete_publisher(m_publisher);
@@ -101,4 +101,4 @@ std::size_t WriterEndpoint::matchedSubscriptions() const {
     return static_cast<std::size_t>(status.current_count);
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

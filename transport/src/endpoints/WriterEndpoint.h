@@ -9,7 +9,7 @@
 
 #include "endpoints/LeasedEndpoint.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// A DDS writer for the records of one wire type on one ROS 2 topic.
 class WriterEndpoint : public LeasedEndpoint {
@@ -17,7 +17,7 @@ class WriterEndpoint : public LeasedEndpoint {
     /// Checks the topic name, the domain and `qos` (std::invalid_argument), then creates the
     /// writer (std::runtime_error when the middleware refuses); every error names `topic`.
     WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                   const WireType& type);
+                   const common::WireType& type);
     ~WriterEndpoint();
 
     /// Writes `record`, a record of the endpoint's wire type; false when the middleware refused.
@@ -44,4 +44,4 @@ class WriterEndpoint : public LeasedEndpoint {
     eprosima::fastdds::dds::DataWriter* m_writer = nullptr;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -3,7 +3,7 @@
 #include <limits>
 #include <new>
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 const char* graphTypeHash(GidLayout layout) {
     // rosidl's hash of ParticipantEntitiesInfo, Gid (char[16] data) and NodeEntitiesInfo
@@ -81,4 +81,4 @@ bool GraphDataType::getKey(void*, eprosima::fastrtps::rtps::InstanceHandle_t*, b
     return false;
 }
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

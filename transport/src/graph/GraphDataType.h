@@ -11,7 +11,7 @@
 #include "graph/GidLayout.h"
 #include "graph/GraphModel.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// The DDS type name of the graph topic.
 inline constexpr const char* kGraphTypeName = "rmw_dds_common::msg::dds_::ParticipantEntitiesInfo_";
@@ -47,4 +47,4 @@ class GraphDataType final : public eprosima::fastdds::dds::TopicDataType {
     GidLayout m_layout;
 };
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph
