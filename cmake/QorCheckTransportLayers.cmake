@@ -1,11 +1,41 @@
-# cmake -DROOT=<dir> -DLAYERS="low|...|high" [-DOUTSIDE="dir|..."] -P QorCheckTransportLayers.cmake
+# cmake -DROOT=<dir> -DLAYERS="low|...|high" [-DOUTSIDE="dir|..."] [-DNAMESPACE=a::b]
+#       -P QorCheckTransportLayers.cmake
 # Fails when a source or header in one layer folder of ROOT includes a header of a layer above it,
 # or when a source sits in ROOT outside every layer, so the includes between the folders keep one
 # direction. Folders named in OUTSIDE (a codec with its own target) are neither layers nor checked.
+# With NAMESPACE, each folder's files may open, of the namespaces inside NAMESPACE's outer one
+# (a), only NAMESPACE::<their folder> and what it nests; a bare "detail" or "b" opened inside a
+# is refused too, as is any other namespace of a (a itself is allowed, for the public API).
 cmake_policy(SET CMP0057 NEW)
 string(REPLACE "|" ";" layers "${LAYERS}")
 string(REPLACE "|" ";" outside "${OUTSIDE}")
 set(offenders "")
+
+# The namespaces that `file`, in layer `folder`, opens outside NAMESPACE::<folder>.
+function(qor_check_namespaces file folder)
+  string(REGEX MATCH "^[^:]+" outer "${NAMESPACE}")
+  string(REGEX REPLACE "^[^:]+::" "" inner "${NAMESPACE}")
+  file(STRINGS "${ROOT}/${file}" openings REGEX "^[ \t]*namespace[ \t]+[A-Za-z_:0-9]+[ \t]*{")
+  set(found "")
+  foreach(line IN LISTS openings)
+    string(REGEX REPLACE "^[ \t]*namespace[ \t]+([A-Za-z_:0-9]+).*$" "\\1" name "${line}")
+    if(name STREQUAL outer)
+      continue()
+    endif()
+    if(name MATCHES "^${outer}::(.*)$")
+      set(within "${CMAKE_MATCH_1}")
+    elseif(name MATCHES "^${inner}(::|$)" OR name STREQUAL "detail")
+      set(within "${name}")
+    else()
+      continue()  # another library's, or one nested in the folder's own
+    endif()
+    if(NOT within MATCHES "^${inner}::${folder}(::|$)")
+      list(APPEND found "${file}: opens namespace ${name}, not ${NAMESPACE}::${folder}")
+    endif()
+  endforeach()
+  set(offenders ${offenders} ${found} PARENT_SCOPE)
+endfunction()
+
 file(GLOB_RECURSE files RELATIVE "${ROOT}" "${ROOT}/*.h" "${ROOT}/*.hpp" "${ROOT}/*.cpp")
 foreach(file IN LISTS files)
   string(REGEX MATCH "^[^/]+/" folder "${file}")
@@ -17,6 +47,9 @@ foreach(file IN LISTS files)
   if(own EQUAL -1)
     list(APPEND offenders "${file}: in no layer (${LAYERS})")
     continue()
+  endif()
+  if(NAMESPACE)
+    qor_check_namespaces("${file}" "${folder}")
   endif()
   file(STRINGS "${ROOT}/${file}" includes REGEX "^[ \t]*#[ \t]*include[ \t]*\"")
   foreach(line IN LISTS includes)
@@ -31,7 +64,12 @@ foreach(file IN LISTS files)
 endforeach()
 if(offenders)
   list(JOIN offenders "\n  " text)
-  message(FATAL_ERROR "includes against the layer order ${LAYERS}:\n  ${text}")
+  message(FATAL_ERROR "files against the layer order ${LAYERS}:\n  ${text}")
 endif()
 list(LENGTH files count)
-message(STATUS "${count} files of ${ROOT} include only their own layer or the ones below")
+if(NAMESPACE)
+  message(STATUS "${count} files of ${ROOT} include only their own layer or the ones below, "
+                 "and open only their folder's namespace in ${NAMESPACE}")
+else()
+  message(STATUS "${count} files of ${ROOT} include only their own layer or the ones below")
+endif()

@@ -58,7 +58,8 @@ SerializedPayload_t payloadOf(const std::uint8_t* data, std::size_t size) {
 
 // Encodes record the way a publisher does; returns an empty payload when that fails.
 template <typename T>
-SerializedPayload_t encodeAsPublisher(qorROS2::detail::RecordDataType<T>& type, T& record) {
+SerializedPayload_t encodeAsPublisher(qorROS2::transport::endpoints::RecordDataType<T>& type,
+                                      T& record) {
     const std::uint32_t size = type.getSerializedSizeProvider(&record)();
     SerializedPayload_t payload(size);
     if (!type.serialize(&record, &payload)) {
@@ -70,9 +71,9 @@ SerializedPayload_t encodeAsPublisher(qorROS2::detail::RecordDataType<T>& type, 
 template <typename T>
 void fuzzRecord(const std::uint8_t* data, std::size_t size) {
     // Made once per record, as a subscriber makes them once.
-    static qorROS2::detail::RecordDataType<T> type;
-    static qorROS2::detail::MalformedSampleReport report("fuzzed");
-    qorROS2::detail::DecodeSlot<T> slot;
+    static qorROS2::transport::endpoints::RecordDataType<T> type;
+    static qorROS2::transport::endpoints::MalformedSampleReport report("fuzzed");
+    qorROS2::transport::endpoints::DecodeSlot<T> slot;
     slot.malformed = &report;
     SerializedPayload_t received = payloadOf(data, size);
 
@@ -88,7 +89,7 @@ void fuzzRecord(const std::uint8_t* data, std::size_t size) {
     }
 
     SerializedPayload_t first = encodeAsPublisher(type, slot.record);
-    qorROS2::detail::DecodeSlot<T> again;
+    qorROS2::transport::endpoints::DecodeSlot<T> again;
     again.malformed = &report;
     if (!type.deserialize(&first, &again)) {
         fail("an encoded record did not decode", type.getName(), first.length);

@@ -21,6 +21,9 @@
 //   qorNtROS2EndpointPeer drain <domain> <topic> <type> <qos> <seconds>
 //       takes every sample of <type> ("clock", "joint_state" or "image") as it comes; <qos> is
 //       "clock" or "sensor"
+//   qorNtROS2EndpointPeer discover <domain> <seconds>
+//       holds a topic discovery of the domain, so that the process both announces its node and
+//       reads the announcements of others
 //
 // Any of them may end with ROS 2 arguments: "--ros-args -r __node:=NAME" names its node.
 
@@ -38,6 +41,7 @@
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"
+#include "qorROS2/TopicDiscovery.h"
 
 namespace {
 
@@ -215,6 +219,14 @@ int drainSamples(std::int8_t domain, const std::string& topic, const QOS& qos,
     return 0;
 }
 
+int discover(std::int8_t domain, Clock::time_point deadline) {
+    const TopicDiscovery discovery(domain);
+    while (Clock::now() < deadline) {
+        pause();
+    }
+    return 0;
+}
+
 int drain(const std::vector<std::string>& args, Clock::time_point deadline) {
     const std::int8_t domain = domainOf(args[2].c_str());
     const QOS qos = args[5] == "clock" ? createClockQOS() : createSensorDataQOS();
@@ -272,6 +284,9 @@ int main(int rawArgc, char** rawArgv) {
         }
         if (argc == 7 && args[1] == "drain") {
             return drain(args, deadlineOf(argv[6]));
+        }
+        if (argc == 4 && args[1] == "discover") {
+            return discover(domainOf(argv[2]), deadlineOf(argv[3]));
         }
         if (argc == 4 && args[1] == "exit-holding-endpoints") {
             return exitHoldingEndpoints(domainOf(argv[2]), args[3]);

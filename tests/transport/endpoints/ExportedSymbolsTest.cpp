@@ -144,6 +144,7 @@ TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExporte
             name == "qorROS2::rosDomainIdFromEnvironment()";
         EXPECT_TRUE(endpoint) << name;
         EXPECT_EQ(name.find("qorROS2::detail::"), std::string::npos) << name;
+        EXPECT_EQ(name.find("qorROS2::transport::"), std::string::npos) << name;
         EXPECT_EQ(name.find("eprosima"), std::string::npos) << name;
     }
 }

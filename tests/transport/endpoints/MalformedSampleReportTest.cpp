@@ -12,7 +12,7 @@
 
 namespace {
 
-using qorROS2::detail::MalformedSampleReport;
+using qorROS2::transport::endpoints::MalformedSampleReport;
 using std::chrono::milliseconds;
 
 const std::string kPrefix = "Warning: Subscriber on topic \"/scan\" dropped ";

@@ -68,7 +68,7 @@ struct RawFeed {
 
     std::string topic;
     Subscriber<Record> subscriber;
-    detail::RawPayloadWriter writer;
+    transport::endpoints::RawPayloadWriter writer;
 };
 
 // Sends `malformed` and then a valid record; the valid one must arrive, the malformed one must be

@@ -80,7 +80,8 @@ TEST(QosMatching, DefaultSubscriberIsReliable) {
     // a raw Fast DDS reader is by default, the two would match.
     const std::string topic = uniqueTopic("default_subscriber");
     Subscriber<stdMsgs::Int32> subscriber(topic, QOS{}, kSharedTestDomain);
-    detail::RawPayloadWriter bestEffort("rt" + topic, kInt32Type, createSensorDataQOS(), kDomain);
+    transport::endpoints::RawPayloadWriter bestEffort("rt" + topic, kInt32Type,
+                                                      createSensorDataQOS(), kDomain);
     ASSERT_TRUE(qorTest::waitFor([&] { return bestEffort.incompatibleReaders() > 0; }));
     EXPECT_EQ(bestEffort.lastIncompatiblePolicy(), dds::RELIABILITY_QOS_POLICY_ID);
     EXPECT_EQ(bestEffort.matchedSubscriptions(), 0U);
@@ -91,7 +92,7 @@ TEST(QosMatching, TransientLocalSubscriberRefusesVolatileWriter) {
     const std::string topic = uniqueTopic("transient_local_subscriber");
     Subscriber<stdMsgs::Int32> subscriber(
         topic, QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1}, kSharedTestDomain);
-    detail::RawPayloadWriter volatileWriter("rt" + topic, kInt32Type, QOS{}, kDomain);
+    transport::endpoints::RawPayloadWriter volatileWriter("rt" + topic, kInt32Type, QOS{}, kDomain);
     ASSERT_TRUE(qorTest::waitFor([&] { return volatileWriter.incompatibleReaders() > 0; }));
     EXPECT_EQ(volatileWriter.lastIncompatiblePolicy(), dds::DURABILITY_QOS_POLICY_ID);
     EXPECT_EQ(subscriber.matchedPublications(), 0U);

@@ -99,7 +99,7 @@ RawReader::RawReader(std::uint32_t domain, const std::string& ddsTopic,
         static_cast<dds::DomainId_t>(domain), dds::PARTICIPANT_QOS_DEFAULT, &e.recorder,
         dds::StatusMask::none());
     if (e.participant == nullptr ||
-        dds::TypeSupport(new qorROS2::detail::RawPayloadType(ddsTypeName))
+        dds::TypeSupport(new qorROS2::transport::endpoints::RawPayloadType(ddsTypeName))
                 .register_type(e.participant) != ReturnCode_t::RETCODE_OK) {
         throw std::runtime_error("raw reader: no participant or type for " + ddsTopic);
     }

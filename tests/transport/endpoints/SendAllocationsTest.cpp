@@ -120,7 +120,8 @@ SendCosts sendCosts(const std::string& name, const char* ddsTypeName, const QOS&
     const std::string oursTopic = uniqueTopic(name + "_ours");
     const std::string bareTopic = uniqueTopic(name + "_bare");
     Publisher<T> publisher(oursTopic, qos, kSendAllocationsDomain);
-    detail::RawPayloadWriter bareWriter("rt" + bareTopic, ddsTypeName, qos, kSendAllocationsDomain);
+    transport::endpoints::RawPayloadWriter bareWriter("rt" + bareTopic, ddsTypeName, qos,
+                                                      kSendAllocationsDomain);
     Subscriber<T> oursLocal(oursTopic, qos, kSendAllocationsDomain);
     Subscriber<T> bareLocal(bareTopic, qos, kSendAllocationsDomain);
     std::vector<std::unique_ptr<qorTest::ChildProcess>> peers;

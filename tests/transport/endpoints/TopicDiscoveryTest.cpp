@@ -70,8 +70,9 @@ TEST(TopicDiscovery, SeveralTypesOnOneTopicAreAllListed) {
     const std::string topic = uniqueTopic("two_types");
     const Publisher<stdMsgs::String> publisher(topic, kReliable, kSharedTestDomain);
     // This process refuses a second type on a topic; a participant of its own may use one.
-    detail::RawPayloadWriter other("rt" + topic, "std_msgs::msg::dds_::Int32_", kReliable,
-                                   static_cast<std::uint32_t>(kSharedTestDomain));
+    transport::endpoints::RawPayloadWriter other("rt" + topic, "std_msgs::msg::dds_::Int32_",
+                                                 kReliable,
+                                                 static_cast<std::uint32_t>(kSharedTestDomain));
     EXPECT_TRUE(listsWithTypes(discovery, topic, {"std_msgs/msg/Int32", "std_msgs/msg/String"}));
 }
 
@@ -79,13 +80,15 @@ TEST(TopicDiscovery, DdsTopicsThatAreNotRosTopicsAreLeftOut) {
     const TopicDiscovery discovery(kSharedTestDomain);
     const std::string base = uniqueTopic("not_ros");
     const auto domain = static_cast<std::uint32_t>(kSharedTestDomain);
-    const detail::RawPayloadWriter request("rq" + base + "Request",
-                                           "example::srv::dds_::Add_Request_", kReliable, domain);
-    const detail::RawPayloadWriter reply("rr" + base + "Reply", "example::srv::dds_::Add_Response_",
-                                         kReliable, domain);
-    const detail::RawPayloadWriter plain(base.substr(1), "PlainType", kReliable, domain);
+    const transport::endpoints::RawPayloadWriter request(
+        "rq" + base + "Request", "example::srv::dds_::Add_Request_", kReliable, domain);
+    const transport::endpoints::RawPayloadWriter reply(
+        "rr" + base + "Reply", "example::srv::dds_::Add_Response_", kReliable, domain);
+    const transport::endpoints::RawPayloadWriter plain(base.substr(1), "PlainType", kReliable,
+                                                       domain);
     // One participant announces its writers in order: once the last is seen, so were the others.
-    const detail::RawPayloadWriter last("rt" + base + "/last", "PlainType", kReliable, domain);
+    const transport::endpoints::RawPayloadWriter last("rt" + base + "/last", "PlainType", kReliable,
+                                                      domain);
     ASSERT_TRUE(listsWithTypes(discovery, base + "/last", {"PlainType"}));
     for (const DiscoveredTopic& found : discovery.topics()) {
         EXPECT_EQ(found.name.find(base + "Re"), std::string::npos) << found.name;
@@ -108,8 +111,9 @@ TEST(TopicDiscovery, DiscoveryMadeAfterASubscriberKnowsAtOnceWhatItsParticipantL
     const std::string topic = uniqueTopic("learnt_before");
     const Subscriber<stdMsgs::String> subscriber(topic, kReliable, kSharedTestDomain);
     // A writer of a participant of its own, which the subscriber's participant must discover.
-    const detail::RawPayloadWriter writer("rt" + topic, "std_msgs::msg::dds_::String_", kReliable,
-                                          static_cast<std::uint32_t>(kSharedTestDomain));
+    const transport::endpoints::RawPayloadWriter writer(
+        "rt" + topic, "std_msgs::msg::dds_::String_", kReliable,
+        static_cast<std::uint32_t>(kSharedTestDomain));
     ASSERT_TRUE(qorTest::waitFor([&] { return subscriber.matchedPublications() == 1; }));
 
     // No waiting: the discovery shares the participant that already knows the writer.

@@ -79,9 +79,9 @@ TEST(WireContract, AbsoluteAndRelativeNamesShareOneDdsTopic) {
 }
 
 TEST(WireContract, SubscriberReadsRtClock) {
-    detail::RawPayloadWriter writer("rt/clock", "rosgraph_msgs::msg::dds_::Clock_",
-                                    createClockQOS(),
-                                    static_cast<std::uint32_t>(kClockSubscriberDomain));
+    transport::endpoints::RawPayloadWriter writer(
+        "rt/clock", "rosgraph_msgs::msg::dds_::Clock_", createClockQOS(),
+        static_cast<std::uint32_t>(kClockSubscriberDomain));
     Subscriber<rosgraphMsgs::Clock> subscriber("/clock", createClockQOS(), kClockSubscriberDomain);
     ASSERT_TRUE(qorTest::waitFor(
         [&] { return writer.matchedSubscriptions() > 0 && subscriber.matchedPublications() > 0; }));

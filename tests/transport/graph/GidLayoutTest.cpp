@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace qorROS2::graph;
+using namespace qorROS2::transport::graph;
 using Bytes = std::vector<std::uint8_t>;
 
 TEST(GidLayout, HumbleAndEarlierAndUnsetUseTwentyFourBytes) {

@@ -11,7 +11,7 @@
 namespace {
 
 using namespace qorROS2;
-using namespace qorROS2::graph;
+using namespace qorROS2::transport::graph;
 
 // A GUID of participant `participant` (its first byte) and entity `entity` (its last byte).
 Guid entityGuid(std::uint8_t participant, std::uint8_t entity) {

@@ -135,21 +135,21 @@ TEST(GraphLive, NodeOfAProcessThatExitsLeavesTheGraph) {
 TEST(GraphLive, SamplesOfEitherLayoutAreReadAndUnreadableOnesSkippedQuietly) {
     qor::NotifyLineCollector collector;
     const TopicDiscovery discovery(kSharedTestDomain);
-    detail::RawPayloadWriter writer("ros_discovery_info",
-                                    "rmw_dds_common::msg::dds_::ParticipantEntitiesInfo_",
-                                    QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1},
-                                    static_cast<std::uint32_t>(kSharedTestDomain));
+    transport::endpoints::RawPayloadWriter writer(
+        "ros_discovery_info", "rmw_dds_common::msg::dds_::ParticipantEntitiesInfo_",
+        QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1},
+        static_cast<std::uint32_t>(kSharedTestDomain));
     ASSERT_TRUE(qorTest::waitFor([&] { return writer.matchedSubscriptions() > 0; }));
 
     // An announcement as ROS 2 Iron and later write it, with 16-byte gids, after two that no
     // layout accounts for.
-    graph::ParticipantEntities iron;
+    transport::graph::ParticipantEntities iron;
     iron.participant.fill(0x5a);
     iron.participant[0] = static_cast<std::uint8_t>(::getpid() & 0xff);
     const std::string name = uniqueNodeName("iron_node");
-    iron.nodes.push_back(graph::NodeEntities{"/", name, {}, {}});
+    iron.nodes.push_back(transport::graph::NodeEntities{"/", name, {}, {}});
     std::vector<std::uint8_t> payload =
-        graph::encodeParticipantEntities(iron, graph::GidLayout::iron);
+        transport::graph::encodeParticipantEntities(iron, transport::graph::GidLayout::iron);
     ASSERT_TRUE(writer.write({0x00, 0x01, 0x00, 0x00, 0xff}));
     std::vector<std::uint8_t> overlong = payload;
     overlong.insert(overlong.end(), 8, 0x00);
@@ -182,8 +182,9 @@ std::vector<std::uint8_t> announcementOf(qorTest::RawReader& reader, const std::
     qorTest::waitFor([&] {
         std::vector<std::uint8_t> payload;
         while (reader.take(payload)) {
-            graph::ParticipantEntities entities;
-            if (graph::decodeParticipantEntities(payload.data(), payload.size(), entities)
+            transport::graph::ParticipantEntities entities;
+            if (transport::graph::decodeParticipantEntities(payload.data(), payload.size(),
+                                                            entities)
                     .empty() &&
                 !entities.nodes.empty() && entities.nodes[0].nodeName == name) {
                 found = payload;

@@ -18,7 +18,7 @@
 
 namespace {
 
-using namespace qorROS2::graph;
+using namespace qorROS2::transport::graph;
 using Bytes = std::vector<std::uint8_t>;
 
 struct PeerCase {

@@ -13,8 +13,8 @@
 namespace qorTest {
 
 /// A GUID whose bytes are `first`, `first + 1`, ... (wrapping).
-inline qorROS2::graph::Guid guidFrom(std::uint8_t first) {
-    qorROS2::graph::Guid guid{};
+inline qorROS2::transport::graph::Guid guidFrom(std::uint8_t first) {
+    qorROS2::transport::graph::Guid guid{};
     for (std::size_t i = 0; i < guid.size(); ++i) {
         guid[i] = static_cast<std::uint8_t>(first + i);
     }
@@ -22,8 +22,8 @@ inline qorROS2::graph::Guid guidFrom(std::uint8_t first) {
 }
 
 /// A participant with no node, one with one bare node, and one with two nodes and endpoints.
-inline qorROS2::graph::ParticipantEntities sampleParticipant(unsigned variant) {
-    using namespace qorROS2::graph;
+inline qorROS2::transport::graph::ParticipantEntities sampleParticipant(unsigned variant) {
+    using namespace qorROS2::transport::graph;
     ParticipantEntities entities;
     entities.participant = guidFrom(static_cast<std::uint8_t>(0x10 * (variant + 1)));
     if (variant >= 1) {
@@ -40,7 +40,8 @@ inline qorROS2::graph::ParticipantEntities sampleParticipant(unsigned variant) {
 
 inline constexpr unsigned kSampleParticipants = 3;
 
-inline std::string gidJson(const qorROS2::graph::Guid& guid, qorROS2::graph::GidLayout layout) {
+inline std::string gidJson(const qorROS2::transport::graph::Guid& guid,
+                           qorROS2::transport::graph::GidLayout layout) {
     std::string out = "{\"data\":[";
     const auto size = static_cast<std::size_t>(layout);
     for (std::size_t i = 0; i < size; ++i) {
@@ -49,8 +50,8 @@ inline std::string gidJson(const qorROS2::graph::Guid& guid, qorROS2::graph::Gid
     return out + "]}";
 }
 
-inline std::string gidListJson(const std::vector<qorROS2::graph::Guid>& guids,
-                               qorROS2::graph::GidLayout layout) {
+inline std::string gidListJson(const std::vector<qorROS2::transport::graph::Guid>& guids,
+                               qorROS2::transport::graph::GidLayout layout) {
     std::string out = "[";
     for (std::size_t i = 0; i < guids.size(); ++i) {
         out += (i == 0 ? "" : ",") + gidJson(guids[i], layout);
@@ -59,8 +60,8 @@ inline std::string gidListJson(const std::vector<qorROS2::graph::Guid>& guids,
 }
 
 /// The values of `entities` as the peer prints a decoded message, fields in definition order.
-inline std::string participantJson(const qorROS2::graph::ParticipantEntities& entities,
-                                   qorROS2::graph::GidLayout layout) {
+inline std::string participantJson(const qorROS2::transport::graph::ParticipantEntities& entities,
+                                   qorROS2::transport::graph::GidLayout layout) {
     std::string out =
         "{\"gid\":" + gidJson(entities.participant, layout) + ",\"node_entities_info_seq\":[";
     for (std::size_t i = 0; i < entities.nodes.size(); ++i) {

@@ -7,7 +7,9 @@
 
 #include <sys/wait.h>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -36,11 +38,13 @@ constexpr std::int8_t kTypeHashDomain = 50;
 const std::string kClockHash =
     "RIHS01_692f7a66e93a3c83e71765d033b60349ba68023a8c689a79e48078bcb5c58564";
 
-// The USER_DATA of the publication and the subscription on the ROS 2 topic `topic`, as Cyclone
-// discovered them: {"publication <text>", "subscription <text>"}, "none" for no USER_DATA.
-std::vector<std::string> userDataSeenByCyclone(const std::string& topic) {
-    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "userdata", std::to_string(kTypeHashDomain),
-                      "rt/" + topic, std::to_string(kPeerDeadline.count())});
+// The USER_DATA of the publication and the subscription on the DDS topic `ddsTopic` of `domain`,
+// as Cyclone discovered them: {"publication <text>", "subscription <text>"}, "none" for no
+// USER_DATA.
+std::vector<std::string> userDataSeenByCyclone(const std::string& ddsTopic,
+                                               std::int8_t domain = kTypeHashDomain) {
+    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "userdata", std::to_string(domain), ddsTopic,
+                      std::to_string(kPeerDeadline.count())});
     EXPECT_EQ(peer.waitForExit(qorInterop::deadlineIn(kPeerDeadline + kPeerDeadline)), 0)
         << peer.transcript();
     return peer.lines();
@@ -119,7 +123,7 @@ TEST(CycloneGraph, CycloneReadsTheTypeHashOfTypedEndpoints) {
     const std::string topic = qorInterop::interopTopic("typehash_typed");
     const Publisher<rosgraphMsgs::Clock> publisher(topic, QOS{}, kTypeHashDomain);
     const Subscriber<rosgraphMsgs::Clock> subscriber(topic, QOS{}, kTypeHashDomain);
-    EXPECT_EQ(userDataSeenByCyclone(topic),
+    EXPECT_EQ(userDataSeenByCyclone("rt/" + topic),
               (std::vector<std::string>{"publication typehash=" + kClockHash + ";",
                                         "subscription typehash=" + kClockHash + ";"}));
 }
@@ -129,9 +133,48 @@ TEST(CycloneGraph, CycloneReadsTheTypeHashGivenToRawEndpointsAndNoneWithoutOne) 
     const RawPublisher publisher(topic, "rosgraph_msgs/msg/Clock", QOS{}, kTypeHashDomain,
                                  kClockHash);
     const RawSubscriber subscriber(topic, "rosgraph_msgs/msg/Clock", QOS{}, kTypeHashDomain);
-    EXPECT_EQ(userDataSeenByCyclone(topic),
+    EXPECT_EQ(userDataSeenByCyclone("rt/" + topic),
               (std::vector<std::string>{"publication typehash=" + kClockHash + ";",
                                         "subscription none"}));
+}
+
+// A process of ours whose ROS_DISTRO is `distro`, announcing its node and reading the graph in
+// `domain`.
+std::unique_ptr<PeerProcess> graphPeerOfDistro(const char* distro, std::int8_t domain) {
+    const char* const previous = std::getenv("ROS_DISTRO");
+    const std::string restored = previous != nullptr ? previous : "";
+    ::setenv("ROS_DISTRO", distro, 1);
+    auto peer = std::make_unique<PeerProcess>(
+        std::vector<std::string>{QOR_ENDPOINT_PEER, "discover", std::to_string(domain), "30"});
+    if (previous != nullptr) {
+        ::setenv("ROS_DISTRO", restored.c_str(), 1);
+    } else {
+        ::unsetenv("ROS_DISTRO");
+    }
+    return peer;
+}
+
+// The graph topic's own writer and reader announce the type hash of ParticipantEntitiesInfo from
+// Iron on, as ROS 2's do; Humble announces none.
+TEST(CycloneGraph, CycloneReadsTheGraphTopicsTypeHashFromIronOn) {
+    const std::string graphHash =
+        "typehash=RIHS01_91a0593bacdcc50ea9bdcf849a938b128412cc1ea821245c663bcd26f83c295e;";
+    const struct {
+        const char* distro;
+        std::int8_t domain;
+        std::vector<std::string> expected;
+    } cases[] = {
+        {"jazzy", 1, {"publication " + graphHash, "subscription " + graphHash}},
+        {"iron", 2, {"publication " + graphHash, "subscription " + graphHash}},
+        {"humble", 3, {"publication none", "subscription none"}},
+    };
+    for (const auto& each : cases) {
+        const std::unique_ptr<PeerProcess> ours = graphPeerOfDistro(each.distro, each.domain);
+        EXPECT_EQ(userDataSeenByCyclone("ros_discovery_info", each.domain), each.expected)
+            << each.distro << "\n"
+            << ours->transcript();
+        ours->stop();
+    }
 }
 
 TEST(CycloneGraph, OurGraphReadsTheTypeHashACyclonePeerAnnounces) {

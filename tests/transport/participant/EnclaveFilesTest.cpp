@@ -17,7 +17,7 @@
 
 namespace {
 
-using qorROS2::detail::enclaveFilesProblem;
+using qorROS2::transport::participant::enclaveFilesProblem;
 using qorTest::isoTime;
 
 constexpr std::time_t kDay = 24 * 3600;

@@ -12,9 +12,9 @@
 
 namespace {
 
-using qorROS2::detail::DiscoveryRange;
-using qorROS2::detail::NetworkSettings;
-using qorROS2::detail::readNetworkSettings;
+using qorROS2::DiscoveryRange;
+using qorROS2::transport::participant::NetworkSettings;
+using qorROS2::transport::participant::readNetworkSettings;
 
 NetworkSettings read(const std::map<std::string, std::string>& environment) {
     return readNetworkSettings(

@@ -19,9 +19,9 @@ namespace {
 
 namespace dds = eprosima::fastdds::dds;
 namespace rtps = eprosima::fastrtps::rtps;
-using qorROS2::detail::applyNetworkSettings;
-using qorROS2::detail::DiscoveryRange;
-using qorROS2::detail::NetworkSettings;
+using qorROS2::DiscoveryRange;
+using qorROS2::transport::participant::applyNetworkSettings;
+using qorROS2::transport::participant::NetworkSettings;
 
 dds::DomainParticipantQos applied(const NetworkSettings& settings) {
     dds::DomainParticipantQos qos;
@@ -42,7 +42,7 @@ TEST(ParticipantQos, DefaultAnnouncementPeriodIsShortened) {
     dds::DomainParticipantQos qos;
     ASSERT_EQ(qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod,
               eprosima::fastrtps::Duration_t(3, 0));
-    qorROS2::detail::shortenAnnouncementPeriod(qos);
+    qorROS2::transport::participant::shortenAnnouncementPeriod(qos);
     EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod,
               eprosima::fastrtps::Duration_t(0, 250'000'000));
 }
@@ -51,7 +51,7 @@ TEST(ParticipantQos, AnnouncementPeriodThatAProfileChoseIsKept) {
     dds::DomainParticipantQos qos;
     qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod =
         eprosima::fastrtps::Duration_t(5, 0);
-    qorROS2::detail::shortenAnnouncementPeriod(qos);
+    qorROS2::transport::participant::shortenAnnouncementPeriod(qos);
     EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.leaseDuration_announcementperiod,
               eprosima::fastrtps::Duration_t(5, 0));
 }

@@ -153,12 +153,15 @@ TEST(RosEnvironment, AnUnusableValueIsThrownByWhatNeedsIt) {
     EXPECT_EQ(errorOf([&] { badDomain.domainId(); }),
               "ROS_DOMAIN_ID must be a whole number from 0 to 127, got 'seven'");
     // A participant's domain is given to it: a bad ROS_DOMAIN_ID does not stop one.
-    EXPECT_EQ(errorOf([&] { qorROS2::detail::readNetworkSettings(badDomain, "/"); }), "no error");
+    EXPECT_EQ(
+        errorOf([&] { qorROS2::transport::participant::readNetworkSettings(badDomain, "/"); }),
+        "no error");
 
     const RosEnvironment badSecurity = read({{"ROS_SECURITY_ENABLE", "yes"}});
     EXPECT_EQ(badSecurity.domainId(), 0);
-    EXPECT_EQ(errorOf([&] { qorROS2::detail::readNetworkSettings(badSecurity, "/"); }),
-              "ROS_SECURITY_ENABLE=\"yes\" cannot be used: use true or false");
+    EXPECT_EQ(
+        errorOf([&] { qorROS2::transport::participant::readNetworkSettings(badSecurity, "/"); }),
+        "ROS_SECURITY_ENABLE=\"yes\" cannot be used: use true or false");
     EXPECT_EQ(errorOf([&] { badSecurity.throwIfUnusable("ROS_SECURITY_"); }),
               "ROS_SECURITY_ENABLE=\"yes\" cannot be used: use true or false");
     EXPECT_EQ(errorOf([&] { badSecurity.throwIfUnusable("ROS_SUPER"); }), "no error");

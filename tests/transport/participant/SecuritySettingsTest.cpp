@@ -22,9 +22,9 @@
 
 namespace {
 
-using qorROS2::detail::enclaveFileNames;
-using qorROS2::detail::readSecuritySettings;
-using qorROS2::detail::SecuritySettings;
+using qorROS2::transport::participant::enclaveFileNames;
+using qorROS2::transport::participant::readSecuritySettings;
+using qorROS2::transport::participant::SecuritySettings;
 using Environment = std::map<std::string, std::string>;
 
 // A keystore of this process's own with the enclave "/sim" and all its files, removed at the end.
@@ -113,8 +113,8 @@ TEST(SecuritySettings, OverrideChoosesTheFolderButTheProcessKeepsItsEnclave) {
                                      {"ROS_SECURITY_KEYSTORE", keystore.root()},
                                      {"ROS_SECURITY_ENCLAVE_OVERRIDE", "/sim"}};
     for (const std::string enclave : {"/", "/arm"}) {
-        const qorROS2::detail::NetworkSettings settings =
-            qorROS2::detail::readNetworkSettings(lookupIn(environment), enclave);
+        const qorROS2::transport::participant::NetworkSettings settings =
+            qorROS2::transport::participant::readNetworkSettings(lookupIn(environment), enclave);
         EXPECT_EQ(settings.enclave, enclave);
         EXPECT_EQ(settings.security.directory, keystore.enclave()) << enclave;
     }
@@ -168,10 +168,10 @@ TEST(SecuritySettings, UnknownValuesNameTheVariable) {
 
 TEST(SecuritySettings, SecuredParticipantUsesTheBuiltinPluginsWithTheEnclaveFiles) {
     const Keystore keystore;
-    qorROS2::detail::NetworkSettings settings;
+    qorROS2::transport::participant::NetworkSettings settings;
     settings.security.directory = keystore.enclave();
     eprosima::fastdds::dds::DomainParticipantQos qos;
-    qorROS2::detail::applyNetworkSettings(settings, qos);
+    qorROS2::transport::participant::applyNetworkSettings(settings, qos);
     std::map<std::string, std::string> properties;
     for (const auto& property : qos.properties().properties()) {
         // Fast DDS's own properties (physical data of the process) stay as they are.

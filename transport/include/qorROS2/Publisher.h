@@ -14,9 +14,9 @@
 
 namespace qorROS2 {
 
-namespace detail {
+namespace transport::endpoints {
 class WriterEndpoint;
-}  // namespace detail
+}  // namespace transport::endpoints
 
 /// Publishes records of type T on one ROS 2 topic, readable by ROS 2 nodes on the same domain.
 /// Provided for each record named by QORROS2_FOR_EACH_MESSAGE. Not copyable; a moved-from
@@ -53,7 +53,7 @@ class QORNTROS2_EXPORT Publisher {
     std::uint64_t incompatibleSubscriptions() const;
 
   private:
-    std::unique_ptr<detail::WriterEndpoint> m_endpoint;
+    std::unique_ptr<transport::endpoints::WriterEndpoint> m_endpoint;
 };
 
 }  // namespace qorROS2

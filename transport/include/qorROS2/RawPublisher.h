@@ -14,9 +14,9 @@
 
 namespace qorROS2 {
 
-namespace detail {
+namespace transport::endpoints {
 class WriterEndpoint;
-}  // namespace detail
+}  // namespace transport::endpoints
 
 /// Publishes serialized samples of the ROS 2 message type named at construction on one topic.
 /// It shares the process's participant of its domain and its node with the typed publishers, but
@@ -60,7 +60,7 @@ class QORNTROS2_EXPORT RawPublisher {
     std::uint64_t incompatibleSubscriptions() const;
 
   private:
-    std::unique_ptr<detail::WriterEndpoint> m_endpoint;
+    std::unique_ptr<transport::endpoints::WriterEndpoint> m_endpoint;
     std::string m_topic;
 };
 

@@ -17,9 +17,9 @@
 
 namespace qorROS2 {
 
-namespace detail {
+namespace transport::endpoints {
 class ReaderEndpoint;
-}  // namespace detail
+}  // namespace transport::endpoints
 
 /// One sample as a RawSubscriber takes it.
 struct RawSample {
@@ -86,7 +86,7 @@ class QORNTROS2_EXPORT RawSubscriber {
     std::uint64_t incompatiblePublications() const;
 
   private:
-    std::unique_ptr<detail::ReaderEndpoint> m_endpoint;
+    std::unique_ptr<transport::endpoints::ReaderEndpoint> m_endpoint;
 };
 
 }  // namespace qorROS2

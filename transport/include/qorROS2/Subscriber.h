@@ -17,10 +17,10 @@
 
 namespace qorROS2 {
 
-namespace detail {
+namespace transport::endpoints {
 template <typename T>
 class SubscriberState;
-}  // namespace detail
+}  // namespace transport::endpoints
 
 /// Receives records of type T from one ROS 2 topic. Samples wait in the subscriber's history
 /// (as deep as its QOS says) until receiveMessage() takes them. Provided for each record named by
@@ -92,7 +92,7 @@ class QORNTROS2_EXPORT Subscriber {
     std::vector<std::uint8_t> lastSampleBytes() const;
 
   private:
-    std::unique_ptr<detail::SubscriberState<T>> m_state;
+    std::unique_ptr<transport::endpoints::SubscriberState<T>> m_state;
 };
 
 }  // namespace qorROS2

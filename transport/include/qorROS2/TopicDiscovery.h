@@ -68,9 +68,9 @@ struct DiscoveredEndpoint {
     std::string typeHash = "INVALID";
 };
 
-namespace detail {
+namespace transport::participant {
 class TopicDiscoveryState;
-}  // namespace detail
+}  // namespace transport::participant
 
 /// Watches a DDS domain for the publications and subscriptions of ROS 2 topics, and reads the
 /// ROS 2 graph topic for the nodes that own them, in other processes and in this one.
@@ -111,7 +111,7 @@ class QORNTROS2_EXPORT TopicDiscovery {
     bool waitForNode(const std::string& fullName, std::chrono::milliseconds timeout) const;
 
   private:
-    std::unique_ptr<detail::TopicDiscoveryState> m_state;
+    std::unique_ptr<transport::participant::TopicDiscoveryState> m_state;
 };
 
 }  // namespace qorROS2

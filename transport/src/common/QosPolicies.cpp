@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <stdexcept>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 namespace {
 
 namespace dds = eprosima::fastdds::dds;
@@ -76,6 +77,80 @@ void applyShared(const QOS& qos, EndpointQos& out) {
     // Data sharing would hand readers the writer's memory layout instead of CDR bytes, which a
     // ROS 2 peer does not expect and our codec does not produce.
     out.data_sharing().off();
+}
+
+// The value of a hex digit of either case, or -1.
+int hexDigit(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'f') {
+        return c - 'a' + 10;
+    }
+    if (c >= 'A' && c <= 'F') {
+        return c - 'A' + 10;
+    }
+    return -1;
+}
+
+bool alphanumeric(std::uint8_t c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+// The "key=value;" pairs of a USER_DATA, read as every ROS 2 middleware reads them: keys are
+// alphanumeric, a value runs to the next single ';' (";;" is a ';' of the value), the last pair
+// may end without one and NULs may follow it; a later pair of a key replaces an earlier one.
+// USER_DATA that breaks any of this (an empty key or value, a stray character) holds no pair at
+// all: it was written by something other than ROS 2, for its own purposes.
+std::map<std::string, std::string> userDataPairs(const std::vector<std::uint8_t>& userData) {
+    std::map<std::string, std::string> pairs;
+    std::string key;
+    std::string value;
+    bool inValue = false;
+    std::uint8_t previous = '\0';
+    for (const std::uint8_t c : userData) {
+        if (inValue) {
+            if (c == ';' && previous != ';') {
+                previous = c;
+                continue;
+            }
+            if (c != ';' && previous == ';') {
+                if (value.empty()) {
+                    return {};
+                }
+                pairs[key] = value;
+                key.clear();
+                value.clear();
+                inValue = false;
+            } else {
+                value += static_cast<char>(c);
+            }
+        }
+        if (!inValue) {
+            if (c == '=') {
+                if (key.empty()) {
+                    return {};
+                }
+                inValue = true;
+            } else if (alphanumeric(c)) {
+                key += static_cast<char>(c);
+            } else if (c == '\0' && key.empty() && !pairs.empty()) {
+                break;
+            } else if (previous != ';' || !key.empty()) {
+                return {};
+            }
+        }
+        previous = c;
+    }
+    if (inValue) {
+        if (value.empty()) {
+            return {};
+        }
+        pairs[key] = value;
+    } else if (!key.empty()) {
+        return {};
+    }
+    return pairs;
 }
 
 }  // namespace
@@ -166,22 +241,29 @@ bool validTypeHash(const std::string& hash) {
 }
 
 std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData) {
-    const std::string text(userData.begin(), userData.end());
-    std::size_t start = 0;
-    while (start < text.size()) {
-        std::size_t end = text.find(';', start);
-        if (end == std::string::npos) {
-            end = text.size();
-        }
-        const std::string pair = text.substr(start, end - start);
-        const std::size_t equals = pair.find('=');
-        if (equals != std::string::npos && pair.compare(0, equals, "typehash") == 0) {
-            const std::string hash = pair.substr(equals + 1);
-            return validTypeHash(hash) ? hash : "INVALID";
-        }
-        start = end + 1;
+    const std::map<std::string, std::string> pairs = userDataPairs(userData);
+    const auto found = pairs.find("typehash");
+    if (found == pairs.end()) {
+        return "INVALID";
     }
-    return "INVALID";
+    // The value is read as a C string: whatever follows a NUL in it is not looked at.
+    const std::string value = found->second.substr(0, found->second.find('\0'));
+    // "RIHS", a two-digit version that must be 1, one separator character, then 32 bytes in hex
+    // of either case; written back in the one form that announces it.
+    constexpr std::size_t kPrefix = 7;
+    if (value.size() != kPrefix + 64 || value.compare(0, 4, "RIHS") != 0 ||
+        hexDigit(value[4]) != 0 || hexDigit(value[5]) != 1) {
+        return "INVALID";
+    }
+    std::string hash = "RIHS01_";
+    for (std::size_t i = kPrefix; i < value.size(); ++i) {
+        const int digit = hexDigit(value[i]);
+        if (digit < 0) {
+            return "INVALID";
+        }
+        hash += "0123456789abcdef"[digit];
+    }
+    return hash;
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

@@ -11,7 +11,7 @@
 
 #include "qorROS2/QOS.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 
 /// Throws std::invalid_argument naming `topic` and the field when `qos` holds a value outside
 /// ROS 2's numbering, a KEEP_LAST depth of 0 or a depth DDS cannot hold.
@@ -37,8 +37,9 @@ std::vector<std::uint8_t> typeHashUserData(const std::string& typeHash);
 bool validTypeHash(const std::string& hash);
 
 /// The type hash that an endpoint's USER_DATA announces as "typehash=RIHS01_...;" among other
-/// "key=value;" pairs, or "INVALID", as ROS 2 tools print a hash, when it announces none or one
-/// that does not parse.
+/// "key=value;" pairs, as "RIHS01_" and 64 lowercase hex digits, or "INVALID", as ROS 2 tools
+/// print a hash, when it announces none, one that does not parse, or USER_DATA that is not
+/// "key=value;" pairs at all.
 std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData);
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <stdexcept>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 namespace {
 
 // ROS 2 keeps 8 of DDS's 255 characters for its prefixes ("rt/", "rq/", "rr/" and their
@@ -65,4 +65,4 @@ std::string ddsTopicName(const std::string& fullyQualifiedRosTopic) {
     return "rt" + fullyQualifiedRosTopic;
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 
 /// The fully qualified form of a ROS 2 topic name that has no namespace to be expanded in:
 /// "clock" and "/clock" both give "/clock". Throws std::invalid_argument naming the topic and the
@@ -16,4 +16,4 @@ std::string fullyQualifiedTopicName(const std::string& topic);
 /// "/clock".
 std::string ddsTopicName(const std::string& fullyQualifiedRosTopic);
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

@@ -4,7 +4,7 @@
 
 #include "qor/Notify.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 
 void warn(const std::string& text) {
     std::ostream& out = qor::Notify::getThreadStringStream();
@@ -12,4 +12,4 @@ void warn(const std::string& text) {
         << qor::Notify::end();
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

@@ -10,7 +10,7 @@ namespace eprosima::fastdds::dds {
 class TopicDataType;
 }  // namespace eprosima::fastdds::dds
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::common {
 
 /// A record type as DDS knows it.
 struct WireType {
@@ -25,8 +25,4 @@ struct WireType {
     std::string typeHash;
 };
 
-/// The wire type of record T; provided for every record named by QORROS2_FOR_EACH_MESSAGE.
-template <typename T>
-WireType wireTypeOf();
-
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::common

@@ -9,7 +9,7 @@
 
 #include "endpoints/MalformedSampleReport.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// What a reader's take hands to the type to decode into. Samples are decoded into `record`, a
 /// scratch copy owned by the subscriber, so a sample that turns out malformed halfway never
@@ -24,4 +24,4 @@ struct DecodeSlot {
     std::vector<std::uint8_t>* serializedBytes = nullptr;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

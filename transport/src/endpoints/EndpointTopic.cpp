@@ -3,7 +3,7 @@
 #include "common/QosPolicies.h"
 #include "common/TopicName.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 std::string fullyQualifiedName(const EndpointTopic& where) {
     // The DDS name is "rt" followed by the fully qualified ROS 2 name.
@@ -13,10 +13,10 @@ std::string fullyQualifiedName(const EndpointTopic& where) {
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId) {
     EndpointTopic checked;
     checked.rosTopic = topic;
-    checked.ddsTopic = ddsTopicName(fullyQualifiedTopicName(topic));
-    checked.domain = checkedDomain(domainId, topic);
-    checkQos(qos, topic);
+    checked.ddsTopic = common::ddsTopicName(common::fullyQualifiedTopicName(topic));
+    checked.domain = common::checkedDomain(domainId, topic);
+    common::checkQos(qos, topic);
     return checked;
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -7,7 +7,7 @@
 
 #include "qorROS2/QOS.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// Where an endpoint lives, once its arguments have been checked.
 struct EndpointTopic {
@@ -23,4 +23,4 @@ std::string fullyQualifiedName(const EndpointTopic& where);
 /// `topic` and the reason for the first that is not valid.
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId);
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

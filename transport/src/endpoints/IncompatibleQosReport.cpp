@@ -6,7 +6,7 @@
 
 #include "common/Warning.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 const char* rosPolicyName(std::uint32_t policyId) {
     namespace dds = eprosima::fastdds::dds;
@@ -36,19 +36,19 @@ void IncompatibleQosReport::found(std::uint32_t policyId) noexcept {
     try {
         const std::string policy = rosPolicyName(policyId);
         if (m_side == EndpointSide::publisher) {
-            warn("New subscription discovered on topic '" + m_topic +
-                 "', requesting incompatible QoS. No messages will be sent to it. "
-                 "Last incompatible policy: " +
-                 policy);
+            common::warn("New subscription discovered on topic '" + m_topic +
+                         "', requesting incompatible QoS. No messages will be sent to it. "
+                         "Last incompatible policy: " +
+                         policy);
         } else {
-            warn("New publisher discovered on topic '" + m_topic +
-                 "', offering incompatible QoS. No messages will be received from it. "
-                 "Last incompatible policy: " +
-                 policy);
+            common::warn("New publisher discovered on topic '" + m_topic +
+                         "', offering incompatible QoS. No messages will be received from it. "
+                         "Last incompatible policy: " +
+                         policy);
         }
     } catch (...) {
         // The count is kept; a line that cannot be composed is lost.
     }
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

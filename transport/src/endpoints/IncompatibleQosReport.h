@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// Which of our endpoints met the incompatible remote one.
 enum class EndpointSide : std::uint8_t { publisher, subscription };
@@ -35,4 +35,4 @@ class IncompatibleQosReport {
     std::atomic<std::uint64_t> m_count{0};
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

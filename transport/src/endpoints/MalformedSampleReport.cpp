@@ -4,7 +4,7 @@
 
 #include "common/Warning.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 namespace {
 
@@ -29,14 +29,16 @@ void MalformedSampleReport::dropped(const char* reason, Clock::time_point now) n
     try {
         const std::string what = "Subscriber on topic \"" + m_topic + "\" dropped ";
         if (unreported == 1) {
-            warn(what + "a malformed sample (" + std::to_string(total) + " so far): " + reason);
+            common::warn(what + "a malformed sample (" + std::to_string(total) +
+                         " so far): " + reason);
         } else {
-            warn(what + std::to_string(unreported) + " malformed samples since the last warning (" +
-                 std::to_string(total) + " so far); the latest: " + reason);
+            common::warn(what + std::to_string(unreported) +
+                         " malformed samples since the last warning (" + std::to_string(total) +
+                         " so far); the latest: " + reason);
         }
     } catch (...) {
         // Out of memory for the text: the sample is still counted.
     }
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

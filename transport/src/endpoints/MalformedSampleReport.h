@@ -8,7 +8,7 @@
 #include <mutex>
 #include <string>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// Counts dropped samples and warns about them: at once for the first, then at most once a
 /// second, each line with the number dropped since the previous one and the latest reason.
@@ -36,4 +36,4 @@ class MalformedSampleReport {
     Clock::time_point m_lastLine{};
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

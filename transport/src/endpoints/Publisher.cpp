@@ -2,15 +2,15 @@
 
 #include <utility>
 
-#include "common/WireType.h"
+#include "endpoints/WireTypes.h"
 #include "endpoints/WriterEndpoint.h"
 
 namespace qorROS2 {
 
 template <typename T>
 Publisher<T>::Publisher(const std::string& topic, const QOS& qos, std::int8_t domainId)
-    : m_endpoint(std::make_unique<detail::WriterEndpoint>(topic, qos, domainId,
-                                                          detail::wireTypeOf<T>())) {}
+    : m_endpoint(std::make_unique<transport::endpoints::WriterEndpoint>(
+          topic, qos, domainId, transport::endpoints::wireTypeOf<T>())) {}
 
 template <typename T>
 Publisher<T>::~Publisher() = default;

@@ -14,7 +14,7 @@
 #include <fastdds/rtps/common/SerializedPayload.h>
 #include <fastdds/dds/topic/TopicDataType.hpp>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// The bytes a writer hands to DataWriter::write(): a whole payload, encapsulation header
 /// included, which the writer's caller keeps alive during the write.
@@ -72,4 +72,4 @@ class RawPayloadType final : public eprosima::fastdds::dds::TopicDataType {
     bool getKey(void*, eprosima::fastrtps::rtps::InstanceHandle_t*, bool) override { return false; }
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -17,7 +17,7 @@
 #include "endpoints/RawPayloadType.h"
 #include "participant/ParticipantQos.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 namespace dds = eprosima::fastdds::dds;
 
@@ -38,14 +38,14 @@ struct RawPayloadWriter::Entities {
 RawPayloadWriter::RawPayloadWriter(const std::string& ddsTopic, const std::string& ddsTypeName,
                                    const QOS& qos, std::uint32_t domain)
     : m_entities(std::make_unique<Entities>()) {
-    checkQos(qos, ddsTopic);
+    common::checkQos(qos, ddsTopic);
     auto fail = [&ddsTopic](const std::string& what) {
         return std::runtime_error("raw payload writer on \"" + ddsTopic + "\": " + what);
     };
     Entities& e = *m_entities;
     e.participant = dds::DomainParticipantFactory::get_instance()->create_participant(
         static_cast<dds::DomainId_t>(domain),
-        rosParticipantQos(*dds::DomainParticipantFactory::get_instance()));
+        participant::rosParticipantQos(*dds::DomainParticipantFactory::get_instance()));
     if (e.participant == nullptr) {
         throw fail("cannot create a participant");
     }
@@ -56,8 +56,9 @@ RawPayloadWriter::RawPayloadWriter(const std::string& ddsTopic, const std::strin
     e.topic = e.participant->create_topic(ddsTopic, ddsTypeName, dds::TopicQos());
     e.publisher =
         e.topic != nullptr ? e.participant->create_publisher(dds::PublisherQos()) : nullptr;
-    e.writer =
-        e.publisher != nullptr ? e.publisher->create_datawriter(e.topic, writerQos(qos)) : nullptr;
+    e.writer = e.publisher != nullptr
+                   ? e.publisher->create_datawriter(e.topic, common::writerQos(qos))
+                   : nullptr;
     if (e.writer == nullptr) {
         throw fail("cannot create the topic, the publisher or the writer");
     }
@@ -88,4 +89,4 @@ std::uint32_t RawPayloadWriter::lastIncompatiblePolicy() const {
     return status.last_policy_id;
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -12,7 +12,7 @@
 
 #include "qorROS2/QOS.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// A DDS writer on `ddsTopic` with the type name `ddsTypeName` whose samples are raw payloads.
 /// It has a participant of its own, so it can claim a type name that this process's endpoints
@@ -45,4 +45,4 @@ class RawPayloadWriter {
     std::unique_ptr<Entities> m_entities;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

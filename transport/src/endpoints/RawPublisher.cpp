@@ -11,17 +11,17 @@ namespace qorROS2 {
 namespace {
 
 // Sends the bytes checked to be a sample, stamped now when `sourceTimestampNs` is null.
-bool send(detail::WriterEndpoint* endpoint, const std::string& topic, const std::uint8_t* bytes,
-          std::size_t size, const std::int64_t* sourceTimestampNs) {
-    detail::checkRawPayload(topic, bytes, size);
+bool send(transport::endpoints::WriterEndpoint* endpoint, const std::string& topic,
+          const std::uint8_t* bytes, std::size_t size, const std::int64_t* sourceTimestampNs) {
+    transport::endpoints::checkRawPayload(topic, bytes, size);
     if (endpoint == nullptr) {
         return false;
     }
-    const detail::RawPayloadView view{bytes, size};
+    const transport::endpoints::RawPayloadView view{bytes, size};
     if (sourceTimestampNs == nullptr) {
         return endpoint->write(&view);
     }
-    if (!detail::WriterEndpoint::validSourceTimestamp(*sourceTimestampNs)) {
+    if (!transport::endpoints::WriterEndpoint::validSourceTimestamp(*sourceTimestampNs)) {
         throw std::invalid_argument(
             "cannot publish on topic \"" + topic + "\" with the source time " +
             std::to_string(*sourceTimestampNs) + " ns: it must lie between 1970 and 2038");
@@ -33,8 +33,8 @@ bool send(detail::WriterEndpoint* endpoint, const std::string& topic, const std:
 
 RawPublisher::RawPublisher(const std::string& topic, const std::string& typeName, const QOS& qos,
                            std::int8_t domainId, const std::string& typeHash)
-    : m_endpoint(std::make_unique<detail::WriterEndpoint>(
-          topic, qos, domainId, detail::rawWireType(topic, typeName, typeHash))),
+    : m_endpoint(std::make_unique<transport::endpoints::WriterEndpoint>(
+          topic, qos, domainId, transport::endpoints::rawWireType(topic, typeName, typeHash))),
       m_topic(topic) {}
 
 RawPublisher::~RawPublisher() = default;

@@ -9,8 +9,8 @@ namespace qorROS2 {
 
 RawSubscriber::RawSubscriber(const std::string& topic, const std::string& typeName, const QOS& qos,
                              std::int8_t domainId, const std::string& typeHash)
-    : m_endpoint(std::make_unique<detail::ReaderEndpoint>(
-          topic, qos, domainId, detail::rawWireType(topic, typeName, typeHash))) {}
+    : m_endpoint(std::make_unique<transport::endpoints::ReaderEndpoint>(
+          topic, qos, domainId, transport::endpoints::rawWireType(topic, typeName, typeHash))) {}
 
 RawSubscriber::~RawSubscriber() = default;
 
@@ -22,7 +22,7 @@ bool RawSubscriber::takeSample(RawSample& sample) const {
     if (m_endpoint == nullptr) {
         return false;
     }
-    detail::SampleOrigin origin;
+    transport::endpoints::SampleOrigin origin;
     // The payload is copied straight into the caller's buffer, whose capacity is reused.
     if (!m_endpoint->takeNext(&sample.bytes, &origin)) {
         return false;

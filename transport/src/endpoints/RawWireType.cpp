@@ -7,7 +7,7 @@
 #include "common/QosPolicies.h"
 #include "endpoints/RawPayloadType.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 namespace {
 
 bool lowerOrDigit(char c) {
@@ -62,8 +62,8 @@ std::vector<std::string> splitAtSlashes(const std::string& name) {
 
 }  // namespace
 
-WireType rawWireType(const std::string& topic, const std::string& rosTypeName,
-                     const std::string& typeHash) {
+common::WireType rawWireType(const std::string& topic, const std::string& rosTypeName,
+                             const std::string& typeHash) {
     const std::vector<std::string> parts = splitAtSlashes(rosTypeName);
     if (parts.size() != 3 || !validPackagePart(parts[0]) || !validPackagePart(parts[1]) ||
         !validMessageName(parts[2])) {
@@ -72,7 +72,7 @@ WireType rawWireType(const std::string& topic, const std::string& rosTypeName,
                                     "\": expected package/msg/Name, such as "
                                     "sensor_msgs/msg/Image");
     }
-    if (!typeHash.empty() && !validTypeHash(typeHash)) {
+    if (!typeHash.empty() && !common::validTypeHash(typeHash)) {
         throw std::invalid_argument("invalid type hash \"" + typeHash + "\" of " + rosTypeName +
                                     " for topic \"" + topic +
                                     "\": expected RIHS01_ and 64 lower case hex digits, or none");
@@ -80,7 +80,7 @@ WireType rawWireType(const std::string& topic, const std::string& rosTypeName,
     // As ROS 2 names the DDS type: the namespaces joined by "::", then "dds_::" and the name
     // followed by an underscore.
     std::string ddsTypeName = parts[0] + "::" + parts[1] + "::dds_::" + parts[2] + "_";
-    WireType type;
+    common::WireType type;
     type.ddsTypeName = ddsTypeName;
     type.rosTypeName = rosTypeName;
     type.createDataType = [ddsTypeName]() -> eprosima::fastdds::dds::TopicDataType* {
@@ -120,4 +120,4 @@ void checkRawPayload(const std::string& topic, const std::uint8_t* bytes, std::s
     }
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

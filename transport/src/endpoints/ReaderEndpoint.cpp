@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
-#include <stdexcept>
 #include <utility>
 
 #include <fastdds/dds/core/status/StatusMask.hpp>
@@ -19,7 +18,7 @@
 #include "common/Warning.h"
 #include "graph/GraphAnnouncer.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 namespace dds = eprosima::fastdds::dds;
 
@@ -51,8 +50,8 @@ class ReaderEndpoint::Listener : public dds::DataReaderListener {
         } catch (...) {
             if (!m_callbackThrew) {
                 m_callbackThrew = true;
-                warn("The sample callback of the subscription of \"" + m_topic +
-                     "\" threw an exception; it was ignored, and later ones are too");
+                common::warn("The sample callback of the subscription of \"" + m_topic +
+                             "\" threw an exception; it was ignored, and later ones are too");
             }
         }
     }
@@ -88,38 +87,32 @@ class ReaderEndpoint::Listener : public dds::DataReaderListener {
 };
 
 ReaderEndpoint::ReaderEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                               const WireType& type)
-    : ReaderEndpoint(checkEndpoint(topic, qos, domainId), qos, type) {}
-
-ReaderEndpoint::ReaderEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type)
-    : m_lease(where.domain, where.rosTopic, where.ddsTopic, type),
-      m_malformed(where.rosTopic),
-      m_incompatible(EndpointSide::subscription, fullyQualifiedName(where)),
-      m_listener(std::make_unique<Listener>(m_incompatible, fullyQualifiedName(where))) {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+                               const common::WireType& type)
+    : LeasedEndpoint(EndpointSide::subscription, topic, qos, domainId, type),
+      m_malformed(where().rosTopic),
+      m_listener(std::make_unique<Listener>(m_incompatible, fullyQualifiedName(where()))) {
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A subscriber of its own per reader: no partitions, and nothing to share on teardown.
     m_subscriber = participant.create_subscriber(dds::SubscriberQos());
     if (m_subscriber == nullptr) {
-        throw std::runtime_error("cannot subscribe to topic \"" + where.rosTopic +
-                                 "\": Fast DDS could not create a subscriber");
+        refuse("a subscriber");
     }
-    dds::DataReaderQos endpointQos = readerQos(qos);
-    endpointQos.user_data().data_vec(typeHashUserData(type.typeHash));
+    dds::DataReaderQos endpointQos = common::readerQos(qos);
+    endpointQos.user_data().data_vec(userData());
     m_reader = m_subscriber->create_datareader(&m_lease.topic(), endpointQos, m_listener.get(),
                                                dds::StatusMask::requested_incompatible_qos()
                                                    << dds::StatusMask::data_available());
     if (m_reader == nullptr) {
         participant.delete_subscriber(m_subscriber);
-        throw std::runtime_error("cannot subscribe to topic \"" + where.rosTopic +
-                                 "\": Fast DDS could not create a data reader");
+        refuse("a data reader");
     }
-    m_lease.announcer().addReader(graph::guidBytes(&m_reader->guid()));
+    announce(&m_reader->guid());
 }
 
 ReaderEndpoint::~ReaderEndpoint() {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
-    m_lease.announcer().removeReader(graph::guidBytes(&m_reader->guid()));
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
+    withdraw(&m_reader->guid());
     m_subscriber->delete_datareader(m_reader);
     m_lease.participant().delete_subscriber(m_subscriber);
 }
@@ -174,4 +167,4 @@ std::size_t ReaderEndpoint::matchedPublications() const {
     return static_cast<std::size_t>(status.current_count);
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -10,19 +10,10 @@
 #include <memory>
 #include <string>
 
-#include "common/WireType.h"
-#include "endpoints/EndpointTopic.h"
-#include "endpoints/IncompatibleQosReport.h"
+#include "endpoints/LeasedEndpoint.h"
 #include "endpoints/MalformedSampleReport.h"
-#include "participant/TopicLease.h"
-#include "qorROS2/QOS.h"
 
-namespace eprosima::fastdds::dds {
-class DataReader;
-class Subscriber;
-}  // namespace eprosima::fastdds::dds
-
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// What the middleware tells of a sample besides its bytes.
 struct SampleOrigin {
@@ -32,16 +23,13 @@ struct SampleOrigin {
 };
 
 /// A DDS reader for the records of one wire type on one ROS 2 topic.
-class ReaderEndpoint {
+class ReaderEndpoint : public LeasedEndpoint {
   public:
     /// Checks the topic name, the domain and `qos` (std::invalid_argument), then creates the
     /// reader (std::runtime_error when the middleware refuses); every error names `topic`.
     ReaderEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                   const WireType& type);
+                   const common::WireType& type);
     ~ReaderEndpoint();
-
-    ReaderEndpoint(const ReaderEndpoint&) = delete;
-    ReaderEndpoint& operator=(const ReaderEndpoint&) = delete;
 
     /// Takes the oldest waiting sample that decodes into `slot`, a DecodeSlot of the endpoint's
     /// wire type, and returns true; false when none waits. Samples that do not decode are
@@ -69,14 +57,10 @@ class ReaderEndpoint {
   private:
     class Listener;
 
-    ReaderEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type);
-
-    TopicLease m_lease;
     MalformedSampleReport m_malformed;
-    IncompatibleQosReport m_incompatible;
     std::unique_ptr<Listener> m_listener;
     eprosima::fastdds::dds::Subscriber* m_subscriber = nullptr;
     eprosima::fastdds::dds::DataReader* m_reader = nullptr;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -17,7 +17,7 @@
 #include "endpoints/DecodeSlot.h"
 #include "qorROS2/MessageFields.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// "sensor_msgs::msg::dds_::JointState_": the DDS type name under which ROS 2 sends record T.
 template <typename T>
@@ -109,4 +109,4 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
     }
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -3,13 +3,13 @@
 #include <mutex>
 #include <utility>
 
-#include "common/WireType.h"
 #include "endpoints/DecodeSlot.h"
 #include "endpoints/ReaderEndpoint.h"
+#include "endpoints/WireTypes.h"
 
 namespace qorROS2 {
 
-namespace detail {
+namespace transport::endpoints {
 
 /// What a Subscriber<T> holds: its reader and the scratch record samples are decoded into.
 template <typename T>
@@ -64,11 +64,11 @@ class SubscriberState {
     std::vector<std::uint8_t> m_lastSampleBytes;
 };
 
-}  // namespace detail
+}  // namespace transport::endpoints
 
 template <typename T>
 Subscriber<T>::Subscriber(const std::string& topic, const QOS& qos, std::int8_t domainId)
-    : m_state(std::make_unique<detail::SubscriberState<T>>(topic, qos, domainId)) {}
+    : m_state(std::make_unique<transport::endpoints::SubscriberState<T>>(topic, qos, domainId)) {}
 
 template <typename T>
 Subscriber<T>::~Subscriber() = default;

@@ -1,12 +1,13 @@
 // The wire types of all records, in one place: this is where the codec is instantiated for
 // every record, once.
 
-#include "common/WireType.h"
+#include "endpoints/WireTypes.h"
+
 #include "endpoints/RecordDataType.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 namespace {
 
 template <typename T>
@@ -18,15 +19,15 @@ eprosima::fastdds::dds::TopicDataType* createRecordDataType() {
 
 // Every record has a type support, whose hash the endpoints announce as ROS 2 from Iron on does.
 template <typename T>
-WireType wireTypeOf() {
+common::WireType wireTypeOf() {
     const std::string rosName = rosTypeName<T>();
-    return WireType{ddsTypeNameOf<T>(), rosName, &createRecordDataType<T>, false,
-                    typesupport::getTypeSupport(rosName).typeHash()};
+    return common::WireType{ddsTypeNameOf<T>(), rosName, &createRecordDataType<T>, false,
+                            typesupport::getTypeSupport(rosName).typeHash()};
 }
 
 #define QORNTROS2_INSTANTIATE_WIRE_TYPE(Namespace, Name) \
-    template WireType wireTypeOf<Namespace::Name>();
+    template common::WireType wireTypeOf<Namespace::Name>();
 QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_WIRE_TYPE)
 #undef QORNTROS2_INSTANTIATE_WIRE_TYPE
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

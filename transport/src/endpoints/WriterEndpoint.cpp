@@ -1,7 +1,6 @@
 #include "endpoints/WriterEndpoint.h"
 
 #include <mutex>
-#include <stdexcept>
 
 #include <fastdds/dds/core/status/PublicationMatchedStatus.hpp>
 #include <fastdds/dds/core/status/StatusMask.hpp>
@@ -12,9 +11,8 @@
 #include <fastdds/dds/publisher/qos/PublisherQos.hpp>
 
 #include "common/QosPolicies.h"
-#include "graph/GraphAnnouncer.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 namespace dds = eprosima::fastdds::dds;
 
@@ -33,36 +31,30 @@ class WriterEndpoint::Listener : public dds::DataWriterListener {
 };
 
 WriterEndpoint::WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                               const WireType& type)
-    : WriterEndpoint(checkEndpoint(topic, qos, domainId), qos, type) {}
-
-WriterEndpoint::WriterEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type)
-    : m_lease(where.domain, where.rosTopic, where.ddsTopic, type),
-      m_incompatible(EndpointSide::publisher, fullyQualifiedName(where)),
+                               const common::WireType& type)
+    : LeasedEndpoint(EndpointSide::publisher, topic, qos, domainId, type),
       m_listener(std::make_unique<Listener>(m_incompatible)) {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A publisher of its own per writer: no partitions, and nothing to share on teardown.
     m_publisher = participant.create_publisher(dds::PublisherQos());
     if (m_publisher == nullptr) {
-        throw std::runtime_error("cannot publish on topic \"" + where.rosTopic +
-                                 "\": Fast DDS could not create a publisher");
+        refuse("a publisher");
     }
-    dds::DataWriterQos endpointQos = writerQos(qos);
-    endpointQos.user_data().data_vec(typeHashUserData(type.typeHash));
+    dds::DataWriterQos endpointQos = common::writerQos(qos);
+    endpointQos.user_data().data_vec(userData());
     m_writer = m_publisher->create_datawriter(&m_lease.topic(), endpointQos, m_listener.get(),
                                               dds::StatusMask::offered_incompatible_qos());
     if (m_writer == nullptr) {
         participant.delete_publisher(m_publisher);
-        throw std::runtime_error("cannot publish on topic \"" + where.rosTopic +
-                                 "\": Fast DDS could not create a data writer");
+        refuse("a data writer");
     }
-    m_lease.announcer().addWriter(graph::guidBytes(&m_writer->guid()));
+    announce(&m_writer->guid());
 }
 
 WriterEndpoint::~WriterEndpoint() {
-    std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
-    m_lease.announcer().removeWriter(graph::guidBytes(&m_writer->guid()));
+    std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
+    withdraw(&m_writer->guid());
     m_publisher->delete_datawriter(m_writer);
     m_lease.participant().delete_publisher(m_publisher);
 }
@@ -109,4 +101,4 @@ std::size_t WriterEndpoint::matchedSubscriptions() const {
     return static_cast<std::size_t>(status.current_count);
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

@@ -7,30 +7,18 @@
 #include <memory>
 #include <string>
 
-#include "common/WireType.h"
-#include "endpoints/EndpointTopic.h"
-#include "endpoints/IncompatibleQosReport.h"
-#include "participant/TopicLease.h"
-#include "qorROS2/QOS.h"
+#include "endpoints/LeasedEndpoint.h"
 
-namespace eprosima::fastdds::dds {
-class DataWriter;
-class Publisher;
-}  // namespace eprosima::fastdds::dds
-
-namespace qorROS2::detail {
+namespace qorROS2::transport::endpoints {
 
 /// A DDS writer for the records of one wire type on one ROS 2 topic.
-class WriterEndpoint {
+class WriterEndpoint : public LeasedEndpoint {
   public:
     /// Checks the topic name, the domain and `qos` (std::invalid_argument), then creates the
     /// writer (std::runtime_error when the middleware refuses); every error names `topic`.
     WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
-                   const WireType& type);
+                   const common::WireType& type);
     ~WriterEndpoint();
-
-    WriterEndpoint(const WriterEndpoint&) = delete;
-    WriterEndpoint& operator=(const WriterEndpoint&) = delete;
 
     /// Writes `record`, a record of the endpoint's wire type; false when the middleware refused.
     bool write(const void* record);
@@ -51,13 +39,9 @@ class WriterEndpoint {
   private:
     class Listener;
 
-    WriterEndpoint(const EndpointTopic& where, const QOS& qos, const WireType& type);
-
-    TopicLease m_lease;
-    IncompatibleQosReport m_incompatible;
     std::unique_ptr<Listener> m_listener;
     eprosima::fastdds::dds::Publisher* m_publisher = nullptr;
     eprosima::fastdds::dds::DataWriter* m_writer = nullptr;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::endpoints

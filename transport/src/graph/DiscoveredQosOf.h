@@ -8,7 +8,7 @@
 
 #include "qorROS2/TopicDiscovery.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// Nanoseconds of `duration`, or -1 when it is infinite.
 inline std::int64_t nanosecondsOrInfinite(const eprosima::fastrtps::Duration_t& duration) {
@@ -49,4 +49,4 @@ DiscoveredQos discoveredQosOf(const EndpointQos& qos) {
     return out;
 }
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

@@ -20,7 +20,7 @@
 #include "graph/DiscoveredQosOf.h"
 #include "graph/GraphAnnouncer.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 namespace {
 
@@ -65,7 +65,7 @@ bool rosEndpoint(const ProxyData& data, bool publisher, DiscoveredEndpoint& endp
     endpoint.type = rosTypeName(data.typeName().to_string());
     endpoint.publisher = publisher;
     endpoint.qos = discoveredQosOf(data.m_qos);
-    endpoint.typeHash = detail::typeHashFromUserData(data.m_qos.m_userData.data_vec());
+    endpoint.typeHash = common::typeHashFromUserData(data.m_qos.m_userData.data_vec());
     return true;
 }
 
@@ -81,11 +81,14 @@ void DomainGraph::readGraphTopic(dds::DomainParticipant& participant, dds::Topic
     // Reliable and transient local, as ROS 2 announces, and deep enough that the announcements
     // of many participants are not lost before they are read.
     const QOS graphQos{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 100};
+    dds::DataReaderQos graphReaderQos = common::readerQos(graphQos);
+    graphReaderQos.user_data().data_vec(
+        common::typeHashUserData(graphTypeHash(processGidLayout())));
     m_graphReader = m_graphSubscriber == nullptr
                         ? nullptr
-                        : m_graphSubscriber->create_datareader(
-                              &graphTopic, detail::readerQos(graphQos), &m_graphTopicListener,
-                              dds::StatusMask::data_available());
+                        : m_graphSubscriber->create_datareader(&graphTopic, graphReaderQos,
+                                                               &m_graphTopicListener,
+                                                               dds::StatusMask::data_available());
     if (m_graphReader == nullptr) {
         if (m_graphSubscriber != nullptr) {
             participant.delete_subscriber(m_graphSubscriber);
@@ -102,7 +105,7 @@ void DomainGraph::stopReadingGraphTopic(dds::DomainParticipant& participant) {
     }
     if (m_graphSubscriber->delete_contained_entities() != ReturnCode_t::RETCODE_OK ||
         participant.delete_subscriber(m_graphSubscriber) != ReturnCode_t::RETCODE_OK) {
-        detail::warn("Could not delete the reader of the DDS topic \"" +
+        common::warn("Could not delete the reader of the DDS topic \"" +
                      std::string(kGraphTopicName) + "\"");
     }
     m_graphReader = nullptr;
@@ -181,4 +184,4 @@ void DomainGraph::announced(const ParticipantEntities& entities) {
     m_changed.notify_all();
 }
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

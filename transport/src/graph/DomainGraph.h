@@ -19,7 +19,7 @@ class Subscriber;
 class Topic;
 }  // namespace eprosima::fastdds::dds
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// The listener of a participant, from its creation on: collects every endpoint that discovery
 /// reports (this participant's own included) and, once readGraphTopic() was called, the nodes that
@@ -82,4 +82,4 @@ class DomainGraph : public eprosima::fastdds::dds::DomainParticipantListener {
     eprosima::fastdds::dds::DataReader* m_graphReader = nullptr;
 };
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

@@ -7,7 +7,7 @@
 #include "graph/GraphRecords.h"
 #include "qorROS2/RosEnvironment.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 namespace {
 
 template <std::size_t N>
@@ -133,4 +133,4 @@ std::string decodeParticipantEntities(const std::uint8_t* data, std::size_t size
     return second.empty() ? std::string() : first;
 }
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

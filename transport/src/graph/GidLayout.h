@@ -10,7 +10,7 @@
 
 #include "graph/GraphModel.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// How many bytes a gid takes on the wire: 24 up to ROS 2 Humble, 16 from Iron on.
 enum class GidLayout : std::uint8_t { humble = 24, iron = 16 };
@@ -40,4 +40,4 @@ void encodeParticipantEntitiesInto(const ParticipantEntities& entities, GidLayou
 std::string decodeParticipantEntities(const std::uint8_t* data, std::size_t size,
                                       ParticipantEntities& out);
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

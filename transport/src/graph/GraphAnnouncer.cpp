@@ -14,7 +14,7 @@
 #include "graph/GraphDataType.h"
 #include "qorROS2/NodeIdentity.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 namespace {
 
 namespace dds = eprosima::fastdds::dds;
@@ -49,7 +49,10 @@ GraphAnnouncer::GraphAnnouncer(dds::DomainParticipant& participant, dds::Topic& 
         throw std::runtime_error("cannot announce the node: Fast DDS could not create a publisher");
     }
     const QOS graphQos{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1};
-    m_writer = m_publisher->create_datawriter(&topic, detail::writerQos(graphQos));
+    dds::DataWriterQos graphWriterQos = common::writerQos(graphQos);
+    graphWriterQos.user_data().data_vec(
+        common::typeHashUserData(graphTypeHash(processGidLayout())));
+    m_writer = m_publisher->create_datawriter(&topic, graphWriterQos);
     if (m_writer == nullptr) {
         participant.delete_publisher(m_publisher);
         throw std::runtime_error(
@@ -89,9 +92,9 @@ void GraphAnnouncer::announce() {
     node.nodeName = identity.name;
     node.nodeNamespace = identity.nameSpace;
     if (!m_writer->write(&m_entities)) {
-        detail::warn("Could not announce node \"" + identity.fullName() +
+        common::warn("Could not announce node \"" + identity.fullName() +
                      "\" on \"ros_discovery_info\"");
     }
 }
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

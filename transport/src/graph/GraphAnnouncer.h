@@ -13,7 +13,7 @@ class Publisher;
 class Topic;
 }  // namespace eprosima::fastdds::dds
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// The GUID of a DDS entity as the graph carries it.
 Guid guidBytes(const void* fastDdsGuid);
@@ -51,4 +51,4 @@ class GraphAnnouncer {
     ParticipantEntities m_entities;
 };
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

@@ -14,7 +14,7 @@ std::string DiscoveredNode::fullName() const {
 
 }  // namespace qorROS2
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 namespace {
 
 // What ROS 2's graph reports for an endpoint that no node claims.
@@ -107,4 +107,4 @@ std::vector<DiscoveredTopic> GraphCache::topics() const {
     return out;
 }
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

@@ -12,7 +12,7 @@
 #include "graph/GraphModel.h"
 #include "qorROS2/TopicDiscovery.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// The 12-byte GUID prefix that every entity of one participant shares.
 using GuidPrefix = std::array<std::uint8_t, 12>;
@@ -47,4 +47,4 @@ class GraphCache {
     std::map<GuidPrefix, ParticipantEntities> m_participants;
 };
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

@@ -3,7 +3,16 @@
 #include <limits>
 #include <new>
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
+
+const char* graphTypeHash(GidLayout layout) {
+    // rosidl's hash of ParticipantEntitiesInfo, Gid (char[16] data) and NodeEntitiesInfo
+    // (string<=256 node_namespace, string<=256 node_name, Gid[] reader_gid_seq, Gid[]
+    // writer_gid_seq), the same in Iron, Jazzy and Kilted.
+    return layout == GidLayout::iron
+               ? "RIHS01_91a0593bacdcc50ea9bdcf849a938b128412cc1ea821245c663bcd26f83c295e"
+               : "";
+}
 
 GraphDataType::GraphDataType(GidLayout layout) : m_layout(layout) {
     setName(kGraphTypeName);
@@ -72,4 +81,4 @@ bool GraphDataType::getKey(void*, eprosima::fastrtps::rtps::InstanceHandle_t*, b
     return false;
 }
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

@@ -11,13 +11,18 @@
 #include "graph/GidLayout.h"
 #include "graph/GraphModel.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// The DDS type name of the graph topic.
 inline constexpr const char* kGraphTypeName = "rmw_dds_common::msg::dds_::ParticipantEntitiesInfo_";
 
 /// The DDS topic on which ROS 2 participants announce their nodes; it has no "rt/" prefix.
 inline constexpr const char* kGraphTopicName = "ros_discovery_info";
+
+/// The type hash that the graph topic's writers and readers announce in `layout`: that of
+/// rmw_dds_common/msg/ParticipantEntitiesInfo with 16-byte gids from Iron on, and none before
+/// Iron, whose releases announce no type hash at all.
+const char* graphTypeHash(GidLayout layout);
 
 /// What a take of the graph topic decodes into, and what a reader counts about it.
 struct GraphSlot {
@@ -42,4 +47,4 @@ class GraphDataType final : public eprosima::fastdds::dds::TopicDataType {
     GidLayout m_layout;
 };
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

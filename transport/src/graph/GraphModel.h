@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// A DDS GUID: the 12-byte prefix of its participant, then the 4-byte entity id.
 using Guid = std::array<std::uint8_t, 16>;
@@ -35,4 +35,4 @@ struct ParticipantEntities {
     }
 };
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph

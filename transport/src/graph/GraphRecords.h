@@ -12,7 +12,7 @@
 
 #include "qorROS2/MessageFields.h"
 
-namespace qorROS2::graph {
+namespace qorROS2::transport::graph {
 
 /// The id of a participant or an endpoint: its 16-byte DDS GUID, zero padded to N bytes.
 template <std::size_t N>
@@ -50,22 +50,22 @@ using NodeEntitiesInfo = NodeEntitiesInfoRecord<16>;
 using ParticipantEntitiesInfo = ParticipantEntitiesInfoRecord<16>;
 }  // namespace iron
 
-}  // namespace qorROS2::graph
+}  // namespace qorROS2::transport::graph
 
 namespace qorROS2 {
 
-QORROS2_DESCRIBE_MESSAGE(graph::humble, Gid, "rmw_dds_common", QORROS2_FIELD(data));
-QORROS2_DESCRIBE_MESSAGE(graph::humble, NodeEntitiesInfo, "rmw_dds_common",
+QORROS2_DESCRIBE_MESSAGE(transport::graph::humble, Gid, "rmw_dds_common", QORROS2_FIELD(data));
+QORROS2_DESCRIBE_MESSAGE(transport::graph::humble, NodeEntitiesInfo, "rmw_dds_common",
                          QORROS2_FIELD(node_namespace), QORROS2_FIELD(node_name),
                          QORROS2_FIELD(reader_gid_seq), QORROS2_FIELD(writer_gid_seq));
-QORROS2_DESCRIBE_MESSAGE(graph::humble, ParticipantEntitiesInfo, "rmw_dds_common",
+QORROS2_DESCRIBE_MESSAGE(transport::graph::humble, ParticipantEntitiesInfo, "rmw_dds_common",
                          QORROS2_FIELD(gid), QORROS2_FIELD(node_entities_info_seq));
 
-QORROS2_DESCRIBE_MESSAGE(graph::iron, Gid, "rmw_dds_common", QORROS2_FIELD(data));
-QORROS2_DESCRIBE_MESSAGE(graph::iron, NodeEntitiesInfo, "rmw_dds_common",
+QORROS2_DESCRIBE_MESSAGE(transport::graph::iron, Gid, "rmw_dds_common", QORROS2_FIELD(data));
+QORROS2_DESCRIBE_MESSAGE(transport::graph::iron, NodeEntitiesInfo, "rmw_dds_common",
                          QORROS2_FIELD(node_namespace), QORROS2_FIELD(node_name),
                          QORROS2_FIELD(reader_gid_seq), QORROS2_FIELD(writer_gid_seq));
-QORROS2_DESCRIBE_MESSAGE(graph::iron, ParticipantEntitiesInfo, "rmw_dds_common", QORROS2_FIELD(gid),
-                         QORROS2_FIELD(node_entities_info_seq));
+QORROS2_DESCRIBE_MESSAGE(transport::graph::iron, ParticipantEntitiesInfo, "rmw_dds_common",
+                         QORROS2_FIELD(gid), QORROS2_FIELD(node_entities_info_seq));
 
 }  // namespace qorROS2

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 namespace {
 
 struct BioFree {
@@ -201,4 +201,4 @@ std::string enclaveFilesProblem(const std::string& directory) {
     return permissionsTimeProblem(directory + "/permissions.p7s", permissions, cert.get());
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 
 /// An empty text when the identity certificate, the private key and the two signed documents of
 /// the enclave folder `directory` belong together, verify against their CAs, and the
@@ -14,4 +14,4 @@ namespace qorROS2::detail {
 /// file.
 std::string enclaveFilesProblem(const std::string& directory);
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

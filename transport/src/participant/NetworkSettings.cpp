@@ -10,7 +10,7 @@
 
 #include "common/Warning.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 namespace {
 
 using eprosima::fastrtps::rtps::IPLocator;
@@ -134,7 +134,7 @@ const NetworkSettings& processNetworkSettings() {
         try {
             NetworkSettings settings = readNetworkSettings(processRosEnvironment(), usedEnclave());
             for (const std::string& warning : settings.warnings) {
-                warn(warning);
+                common::warn(warning);
             }
             return std::make_pair(std::move(settings), std::string());
         } catch (const std::invalid_argument& error) {
@@ -147,4 +147,4 @@ const NetworkSettings& processNetworkSettings() {
     return read.first;
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

@@ -10,7 +10,7 @@
 #include "participant/SecuritySettings.h"
 #include "qorROS2/RosEnvironment.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 
 using qorROS2::DiscoveryRange;
 using qorROS2::EnvironmentLookup;
@@ -46,4 +46,4 @@ void chooseEnclave(const std::string& enclave);
 /// are emitted once.
 const NetworkSettings& processNetworkSettings();
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

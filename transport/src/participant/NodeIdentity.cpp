@@ -126,7 +126,7 @@ void setNodeIdentity(const std::string& name, const std::string& nameSpace) {
         std::lock_guard<std::mutex> lock(all.mutex);
         all.identity = NodeIdentity{name, nameSpace};
     }
-    detail::reannounceNodes();
+    transport::participant::reannounceNodes();
 }
 
 std::string validNodeName(const std::string& anyName) {
@@ -192,7 +192,7 @@ void applyRosArguments(std::vector<std::string>& arguments) {
         }
     }
     if (!enclave.empty()) {
-        detail::chooseEnclave(enclave);
+        transport::participant::chooseEnclave(enclave);
     }
     const NodeIdentity current = nodeIdentity();
     if (renamed.name != current.name || renamed.nameSpace != current.nameSpace) {

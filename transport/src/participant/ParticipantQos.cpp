@@ -16,7 +16,7 @@
 #include "participant/EnclaveFiles.h"
 #include "participant/NetworkSettings.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 namespace {
 
 namespace dds = eprosima::fastdds::dds;
@@ -197,4 +197,4 @@ dds::DomainParticipantQos rosParticipantQos(dds::DomainParticipantFactory& facto
     return qos;
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

@@ -9,7 +9,7 @@ class DomainParticipantFactory;
 class DomainParticipantQos;
 }  // namespace eprosima::fastdds::dds
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 
 struct NetworkSettings;
 
@@ -35,4 +35,4 @@ void applyNetworkSettings(const NetworkSettings& settings,
 eprosima::fastdds::dds::DomainParticipantQos rosParticipantQos(
     eprosima::fastdds::dds::DomainParticipantFactory& factory);
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

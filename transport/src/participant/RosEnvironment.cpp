@@ -39,7 +39,7 @@ void readDomain(const EnvironmentLookup& lookup, RosEnvironment& environment) {
 void readDistro(const EnvironmentLookup& lookup, RosEnvironment& environment) {
     const char* value = lookup("ROS_DISTRO");
     environment.distro = value == nullptr ? std::string() : std::string(value);
-    environment.gidSize = static_cast<std::size_t>(graph::gidLayoutForDistro(value));
+    environment.gidSize = static_cast<std::size_t>(transport::graph::gidLayoutForDistro(value));
 }
 
 void readLocalhostOnly(const EnvironmentLookup& lookup, RosEnvironment& environment) {

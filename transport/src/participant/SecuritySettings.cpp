@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 namespace {
 
 bool isDirectory(const std::string& path) {
@@ -83,4 +83,4 @@ SecuritySettings readSecuritySettings(const EnvironmentLookup& lookup, const std
     return readSecuritySettings(readRosEnvironment(lookup), enclave, warnings);
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

@@ -8,7 +8,7 @@
 
 #include "qorROS2/RosEnvironment.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 
 using qorROS2::EnvironmentLookup;
 using qorROS2::RosEnvironment;
@@ -36,4 +36,4 @@ SecuritySettings readSecuritySettings(const EnvironmentLookup& lookup, const std
 /// The files every secured participant needs, in the enclave's folder.
 const std::vector<std::string>& enclaveFileNames();
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

@@ -23,7 +23,7 @@
 #include "graph/GraphDataType.h"
 #include "participant/ParticipantQos.h"
 
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 namespace {
 
 namespace dds = eprosima::fastdds::dds;
@@ -83,7 +83,7 @@ dds::TopicDataType* createGraphDataType() {
 // Gives a new participant its graph topic and the writer that announces its node there.
 void startAnnouncing(DomainEntry& entry);
 dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const std::string& ddsTopic,
-                       const WireType& type);
+                       const common::WireType& type);
 void releaseTopic(DomainEntry& entry, const std::string& ddsTopic);
 
 // Takes a lease of the participant of `domain`, creating it for the first one. `refusal` starts
@@ -119,7 +119,7 @@ DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string&
 // Takes a lease of the topic `ddsTopic` on the participant of `entry`, creating the topic (and
 // registering its type) for the first one. Leaves `entry` as it was when it throws.
 dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const std::string& ddsTopic,
-                       const WireType& type) {
+                       const common::WireType& type) {
     // A participant knows one description of a type name: samples of that type are either
     // decoded records or payload bytes for all of its endpoints.
     const auto use = entry.typeUsers.find(type.ddsTypeName);
@@ -174,7 +174,7 @@ void releaseTopic(DomainEntry& entry, const std::string& ddsTopic) {
     }
     const std::string typeName = found->second.ddsTypeName;
     if (entry.participant->delete_topic(found->second.topic) != ReturnCode_t::RETCODE_OK) {
-        warn("Could not delete the DDS topic \"" + ddsTopic + "\"");
+        common::warn("Could not delete the DDS topic \"" + ddsTopic + "\"");
     }
     entry.topics.erase(found);
     auto users = entry.typeUsers.find(typeName);
@@ -185,11 +185,11 @@ void releaseTopic(DomainEntry& entry, const std::string& ddsTopic) {
 }
 
 void startAnnouncing(DomainEntry& entry) {
-    const WireType graphType{graph::kGraphTypeName,
-                             "rmw_dds_common/msg/ParticipantEntitiesInfo",
-                             &createGraphDataType,
-                             false,
-                             {}};
+    const common::WireType graphType{graph::kGraphTypeName,
+                                     "rmw_dds_common/msg/ParticipantEntitiesInfo",
+                                     &createGraphDataType,
+                                     false,
+                                     {}};
     dds::Topic* topic =
         leaseTopic(entry, graph::kGraphTopicName, graph::kGraphTopicName, graphType);
     try {
@@ -211,7 +211,7 @@ void releaseDomain(Registry& all, std::uint32_t domain) {
     releaseTopic(found->second, graph::kGraphTopicName);
     if (found->second.factory->delete_participant(found->second.participant) !=
         ReturnCode_t::RETCODE_OK) {
-        warn("Could not delete the DDS participant of domain " + std::to_string(domain));
+        common::warn("Could not delete the DDS participant of domain " + std::to_string(domain));
     }
     all.domains.erase(found);
 }
@@ -252,7 +252,7 @@ DomainLease::~DomainLease() {
 }
 
 TopicLease::TopicLease(std::uint32_t domain, const std::string& rosTopic,
-                       const std::string& ddsTopic, const WireType& type)
+                       const std::string& ddsTopic, const common::WireType& type)
     : m_domain(domain), m_ddsTopic(ddsTopic) {
     std::lock_guard<std::mutex> lock(middlewareEntitiesMutex());
     Registry& all = registry();
@@ -277,4 +277,4 @@ TopicLease::~TopicLease() {
     releaseDomain(all, m_domain);
 }
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

@@ -7,18 +7,15 @@
 #include <string>
 
 #include "common/WireType.h"
+#include "graph/DomainGraph.h"
+#include "graph/GraphAnnouncer.h"
 
 namespace eprosima::fastdds::dds {
 class DomainParticipant;
 class Topic;
 }  // namespace eprosima::fastdds::dds
 
-namespace qorROS2::graph {
-class DomainGraph;
-class GraphAnnouncer;
-}  // namespace qorROS2::graph
-
-namespace qorROS2::detail {
+namespace qorROS2::transport::participant {
 
 /// Held while any participant, topic, writer or reader of this process is created or deleted.
 /// Fast DDS 2.9 can crash when one thread enables a writer on a participant (and pairs it with
@@ -64,7 +61,7 @@ class TopicLease {
     /// naming `rosTopic` when the middleware refuses, or when this process already uses the topic
     /// with another type.
     TopicLease(std::uint32_t domain, const std::string& rosTopic, const std::string& ddsTopic,
-               const WireType& type);
+               const common::WireType& type);
     ~TopicLease();
 
     TopicLease(const TopicLease&) = delete;
@@ -84,4 +81,4 @@ class TopicLease {
     graph::GraphAnnouncer* m_announcer = nullptr;
 };
 
-}  // namespace qorROS2::detail
+}  // namespace qorROS2::transport::participant

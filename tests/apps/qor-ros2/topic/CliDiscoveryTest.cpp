@@ -108,9 +108,9 @@ TEST(CliDiscovery, EchoWithoutTypeUsesTheTypeThePublisherAnnounces) {
 
 TEST(CliDiscovery, TypeThatTheToolDoesNotKnowExitsWithOneInRos2sWords) {
     const std::string topic = topicOf("custom");
-    const qorROS2::detail::RawPayloadWriter writer("rt" + topic, "custom_msgs::msg::dds_::Thing_",
-                                                   kReliable,
-                                                   static_cast<std::uint32_t>(kDiscoveryDomain));
+    const qorROS2::transport::endpoints::RawPayloadWriter writer(
+        "rt" + topic, "custom_msgs::msg::dds_::Thing_", kReliable,
+        static_cast<std::uint32_t>(kDiscoveryDomain));
     const auto result = qorCliTest::runCli("topic hz " + topic, kDiscoveryDomain, true);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.output, "The message type 'custom_msgs/msg/Thing' is invalid\n");
