@@ -18,12 +18,13 @@
 #include <thread>
 #include <vector>
 
-#include "OutputChild.h"
+#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "WaitFor.h"
-#include "apps/qor-ros2/ChildProcess.h"
-#include "transport/endpoints/ChildProcess.h"
 
 namespace {
+
+using qorCliTest::linesOf;
 
 constexpr int kHardeningDomain = 114;
 constexpr int kSoakDomain = 115;
@@ -41,15 +42,6 @@ std::string readFile(const std::filesystem::path& path) {
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 // A scratch folder of the test's own, removed at the end.
@@ -80,7 +72,7 @@ struct JointReading {
 };
 
 JointReading readJoint(int domain, const std::string& joint) {
-    const qorCliTest::ChildResult echo = qorCliTest::runCli(
+    const qorTest::RunResult echo = qorCliTest::runCli(
         "topic echo /joint_states sensor_msgs/msg/JointState --once", domain, false);
     JointReading reading;
     std::vector<std::string> names;
@@ -123,7 +115,7 @@ TEST(DemoHardening, ExtremeCommandsLeaveTheSimulationRunning) {
     for (const char* command :
          {"'{name: [wrist_roll], velocity: [.nan]}'", "'{name: [elbow], position: [1.0e+308]}'",
           "'{name: [shoulder_yaw], position: [-.inf]}'", "'{name: [rail], effort: [1.0e+308]}'"}) {
-        const qorCliTest::ChildResult pub = qorCliTest::runCli(
+        const qorTest::RunResult pub = qorCliTest::runCli(
             std::string("topic pub --once /joint_commands sensor_msgs/msg/JointState ") + command,
             kHardeningDomain, true);
         EXPECT_EQ(pub.exitCode, 0) << pub.output;
@@ -199,10 +191,12 @@ TEST(DemoSoak, ResidentMemoryStaysFlatAfterWarmUp) {
         demoCommand(folder.path, "--fast --duration 1000000 --camera-size 320x240"));
     ASSERT_TRUE(demo.started());
     // A subscriber on every step's joint state and on the images, all the time.
-    qorE2eTest::OutputChild states(
-        {QOR_ROS2_CLI, "topic", "hz", "/joint_states", "sensor_msgs/msg/JointState"});
-    qorE2eTest::OutputChild images(
-        {QOR_ROS2_CLI, "topic", "hz", "/camera/image_raw", "sensor_msgs/msg/Image"});
+    qorTest::ChildProcess states(
+        {QOR_ROS2_CLI, "topic", "hz", "/joint_states", "sensor_msgs/msg/JointState"},
+        {qorTest::ChildProcess::OUTPUT, {}, ""});
+    qorTest::ChildProcess images(
+        {QOR_ROS2_CLI, "topic", "hz", "/camera/image_raw", "sensor_msgs/msg/Image"},
+        {qorTest::ChildProcess::OUTPUT, {}, ""});
     ASSERT_TRUE(states.started());
     ASSERT_TRUE(images.started());
 
@@ -237,7 +231,7 @@ TEST(DemoSoak, ResidentMemoryStaysFlatAfterWarmUp) {
     EXPECT_TRUE(states.readUntil(
         [](const std::string& text) { return text.find("average rate:") != std::string::npos; },
         std::chrono::seconds(5)))
-        << states.text();
+        << states.output();
 }
 
 }  // namespace

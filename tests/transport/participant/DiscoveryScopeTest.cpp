@@ -12,9 +12,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "CommandOutput.h"
 #include "NetworkNamespaces.h"
-#include "NetworkSwitch.h"
 #include "TestTopics.h"
 
 namespace {

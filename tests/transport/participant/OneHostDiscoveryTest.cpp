@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "NetworkSwitch.h"
+#include "NetworkNamespaces.h"
 #include "TestTopics.h"
 
 namespace {
