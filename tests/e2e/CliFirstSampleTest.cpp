@@ -8,12 +8,11 @@
 #include <chrono>
 #include <string>
 
-#include "OutputChild.h"
+#include "ChildProcess.h"
 #include "WaitFor.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"
-#include "transport/endpoints/ChildProcess.h"
 
 namespace {
 
@@ -35,14 +34,14 @@ TEST(CliFirstSample, EchoWithoutATypePrintsTheDemosFirstImageSoonEveryTime) {
     for (int run = 0; run < 3; ++run) {
         SCOPED_TRACE("run " + std::to_string(run));
         const auto start = std::chrono::steady_clock::now();
-        qorE2eTest::OutputChild echo(
-            {QOR_ROS2_CLI, "topic", "echo", "--once", "/camera/image_raw"});
+        qorTest::ChildProcess echo({QOR_ROS2_CLI, "topic", "echo", "--once", "/camera/image_raw"},
+                                   {qorTest::ChildProcess::OUTPUT, {}, ""});
         ASSERT_TRUE(echo.started());
         const bool printed = echo.readUntil(
             [](const std::string& text) { return text.find("\nstep: ") != std::string::npos; },
             std::chrono::duration_cast<std::chrono::milliseconds>(kFirstSampleBound));
         const auto elapsed = std::chrono::steady_clock::now() - start;
-        EXPECT_TRUE(printed) << echo.text().substr(0, 400);
+        EXPECT_TRUE(printed) << echo.output().substr(0, 400);
         EXPECT_LT(elapsed, kFirstSampleBound);
     }
 }

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "OutputChild.h"
+#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "WaitFor.h"
-#include "apps/qor-ros2/ChildProcess.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Subscriber.h"
 
@@ -23,15 +23,16 @@ TEST(DemoGraph, NodeListShowsTheDemoAndItsStatusLineCountsIncompatibleSubscriber
     ::setenv("ROS_DOMAIN_ID", std::to_string(kGraphDomain).c_str(), 1);
     ::unsetenv("DISPLAY");
     const std::string node = "demo_p" + std::to_string(::getpid());
-    qorE2eTest::OutputChild demo({QOR_DEMO, "--duration", "60", "--sensor-qos", "best_effort",
-                                  "--ros-args", "-r", "__node:=" + node, "-r", "__ns:=/sim"});
+    qorTest::ChildProcess demo({QOR_DEMO, "--duration", "60", "--sensor-qos", "best_effort",
+                                "--ros-args", "-r", "__node:=" + node, "-r", "__ns:=/sim"},
+                               {qorTest::ChildProcess::OUTPUT, {}, ""});
     ASSERT_TRUE(demo.started());
     ASSERT_TRUE(demo.readUntil(
         [](const std::string& text) { return text.find("subscriptions") != std::string::npos; },
         std::chrono::seconds(30)))
-        << demo.text();
+        << demo.output();
 
-    const qorCliTest::ChildResult list = qorCliTest::runCli("node list", kGraphDomain, false);
+    const qorTest::RunResult list = qorCliTest::runCli("node list", kGraphDomain, false);
     EXPECT_EQ(list.exitCode, 0);
     EXPECT_NE(list.output.find("/sim/" + node + "\n"), std::string::npos) << list.output;
 
@@ -44,7 +45,7 @@ TEST(DemoGraph, NodeListShowsTheDemoAndItsStatusLineCountsIncompatibleSubscriber
             return text.find("sensors active: none | 1 incompatible\n") != std::string::npos;
         },
         std::chrono::seconds(30)))
-        << demo.text();
+        << demo.output();
 }
 
 }  // namespace

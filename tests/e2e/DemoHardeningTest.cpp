@@ -18,12 +18,13 @@
 #include <thread>
 #include <vector>
 
-#include "OutputChild.h"
+#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "WaitFor.h"
-#include "apps/qor-ros2/ChildProcess.h"
-#include "transport/endpoints/ChildProcess.h"
 
 namespace {
+
+using qorCliTest::linesOf;
 
 constexpr int kHardeningDomain = 114;
 constexpr int kSoakDomain = 115;
@@ -41,15 +42,6 @@ std::string readFile(const std::filesystem::path& path) {
     std::stringstream text;
     text << in.rdbuf();
     return text.str();
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        lines.push_back(line);
-    }
-    return lines;
 }
 
 // A scratch folder of the test's own, removed at the end.
@@ -72,6 +64,23 @@ std::vector<std::string> demoCommand(const std::filesystem::path& folder,
                 shellQuoted((folder / "stderr").string())};
 }
 
+// The variables of a test that runs the demo: its domain, and no display to open a window on.
+struct DemoEnvironment {
+    explicit DemoEnvironment(int domain) {
+        ::setenv("ROS_DOMAIN_ID", std::to_string(domain).c_str(), 1);
+        ::unsetenv("DISPLAY");
+    }
+};
+
+// The demo with `arguments` on `domain`, in a scratch folder named after `name`.
+struct ScratchDemo {
+    ScratchDemo(int domain, const std::string& name, const std::string& arguments)
+        : environment(domain), folder(name), demo(demoCommand(folder.path, arguments)) {}
+    DemoEnvironment environment;
+    ScratchFolder folder;
+    qorTest::ChildProcess demo;
+};
+
 // One joint's position and velocity in the next joint state the demo publishes.
 struct JointReading {
     bool found = false;
@@ -80,7 +89,7 @@ struct JointReading {
 };
 
 JointReading readJoint(int domain, const std::string& joint) {
-    const qorCliTest::ChildResult echo = qorCliTest::runCli(
+    const qorTest::RunResult echo = qorCliTest::runCli(
         "topic echo /joint_states sensor_msgs/msg/JointState --once", domain, false);
     JointReading reading;
     std::vector<std::string> names;
@@ -110,20 +119,30 @@ JointReading readJoint(int domain, const std::string& joint) {
     return reading;
 }
 
+// The next reading of `joint`, tried again for ten seconds: each reading is a separate qor-ros2
+// process, which a loaded machine may starve. Not found when no try found it.
+JointReading awaitJoint(int domain, const std::string& joint) {
+    JointReading reading;
+    qorTest::waitFor(
+        [&] {
+            reading = readJoint(domain, joint);
+            return reading.found;
+        },
+        std::chrono::seconds(10));
+    return reading;
+}
+
 TEST(DemoHardening, ExtremeCommandsLeaveTheSimulationRunning) {
-    ::setenv("ROS_DOMAIN_ID", std::to_string(kHardeningDomain).c_str(), 1);
-    ::unsetenv("DISPLAY");
-    const ScratchFolder folder("qor-demo-hardening");
-    qorTest::ChildProcess demo(
-        demoCommand(folder.path, "--duration 30 --camera-rate 0 --lidar-rate 0"));
-    ASSERT_TRUE(demo.started());
+    ScratchDemo run(kHardeningDomain, "qor-demo-hardening",
+                    "--duration 30 --camera-rate 0 --lidar-rate 0");
+    ASSERT_TRUE(run.demo.started());
     ASSERT_TRUE(qorTest::waitFor([&] { return readJoint(kHardeningDomain, "elbow").found; },
                                  std::chrono::seconds(20)));
 
     for (const char* command :
          {"'{name: [wrist_roll], velocity: [.nan]}'", "'{name: [elbow], position: [1.0e+308]}'",
           "'{name: [shoulder_yaw], position: [-.inf]}'", "'{name: [rail], effort: [1.0e+308]}'"}) {
-        const qorCliTest::ChildResult pub = qorCliTest::runCli(
+        const qorTest::RunResult pub = qorCliTest::runCli(
             std::string("topic pub --once /joint_commands sensor_msgs/msg/JointState ") + command,
             kHardeningDomain, true);
         EXPECT_EQ(pub.exitCode, 0) << pub.output;
@@ -139,26 +158,15 @@ TEST(DemoHardening, ExtremeCommandsLeaveTheSimulationRunning) {
         },
         std::chrono::seconds(10)))
         << "elbow at " << elbow.position;
-    // Each reading is a separate qor-ros2 process, which a loaded machine may starve: retried.
-    JointReading wrist;
-    EXPECT_TRUE(qorTest::waitFor(
-        [&] {
-            wrist = readJoint(kHardeningDomain, "wrist_roll");
-            return wrist.found;
-        },
-        std::chrono::seconds(10)));
+    const JointReading wrist = awaitJoint(kHardeningDomain, "wrist_roll");
+    EXPECT_TRUE(wrist.found);
     EXPECT_TRUE(std::isfinite(wrist.position) && std::isfinite(wrist.velocity));
-    JointReading later;
-    EXPECT_TRUE(qorTest::waitFor(
-        [&] {
-            later = readJoint(kHardeningDomain, "elbow");
-            return later.found;
-        },
-        std::chrono::seconds(10)));
+    const JointReading later = awaitJoint(kHardeningDomain, "elbow");
+    EXPECT_TRUE(later.found);
     EXPECT_GT(later.position, 1.0);
 
-    ASSERT_EQ(demo.waitForExit(std::chrono::seconds(90)), std::optional<int>(0));
-    const std::vector<std::string> warnings = linesOf(readFile(folder.path / "stderr"));
+    ASSERT_EQ(run.demo.waitForExit(std::chrono::seconds(90)), std::optional<int>(0));
+    const std::vector<std::string> warnings = linesOf(readFile(run.folder.path / "stderr"));
     EXPECT_THAT(warnings,
                 ::testing::Contains(::testing::HasSubstr(
                     "the motor of joint 'wrist_roll' applies no force while its target speed is "
@@ -170,7 +178,7 @@ TEST(DemoHardening, ExtremeCommandsLeaveTheSimulationRunning) {
     EXPECT_THAT(warnings, ::testing::Each(::testing::Not(::testing::HasSubstr("reset"))));
     // One line as each controller leaves the solve, and for the rail one more as its one-step
     // effort ends: nothing per step.
-    EXPECT_LE(warnings.size(), 8U) << readFile(folder.path / "stderr");
+    EXPECT_LE(warnings.size(), 8U) << readFile(run.folder.path / "stderr");
 }
 
 // The resident memory of process pid, in KiB; 0 when it cannot be read.
@@ -192,24 +200,23 @@ int soakSeconds() {
 }
 
 TEST(DemoSoak, ResidentMemoryStaysFlatAfterWarmUp) {
-    ::setenv("ROS_DOMAIN_ID", std::to_string(kSoakDomain).c_str(), 1);
-    ::unsetenv("DISPLAY");
-    const ScratchFolder folder("qor-demo-soak");
-    qorTest::ChildProcess demo(
-        demoCommand(folder.path, "--fast --duration 1000000 --camera-size 320x240"));
-    ASSERT_TRUE(demo.started());
+    ScratchDemo run(kSoakDomain, "qor-demo-soak",
+                    "--fast --duration 1000000 --camera-size 320x240");
+    ASSERT_TRUE(run.demo.started());
     // A subscriber on every step's joint state and on the images, all the time.
-    qorE2eTest::OutputChild states(
-        {QOR_ROS2_CLI, "topic", "hz", "/joint_states", "sensor_msgs/msg/JointState"});
-    qorE2eTest::OutputChild images(
-        {QOR_ROS2_CLI, "topic", "hz", "/camera/image_raw", "sensor_msgs/msg/Image"});
+    qorTest::ChildProcess states(
+        {QOR_ROS2_CLI, "topic", "hz", "/joint_states", "sensor_msgs/msg/JointState"},
+        {qorTest::ChildProcess::OUTPUT, {}, ""});
+    qorTest::ChildProcess images(
+        {QOR_ROS2_CLI, "topic", "hz", "/camera/image_raw", "sensor_msgs/msg/Image"},
+        {qorTest::ChildProcess::OUTPUT, {}, ""});
     ASSERT_TRUE(states.started());
     ASSERT_TRUE(images.started());
 
     std::string pid;
     ASSERT_TRUE(qorTest::waitFor(
         [&] {
-            pid = readFile(folder.path / "pid");
+            pid = readFile(run.folder.path / "pid");
             return !pid.empty() && pid.back() == '\n';
         },
         std::chrono::seconds(5)));
@@ -219,13 +226,13 @@ TEST(DemoSoak, ResidentMemoryStaysFlatAfterWarmUp) {
     std::this_thread::sleep_for(std::chrono::seconds(warmUp));
     const long afterWarmUp = residentKiB(pid);
     ASSERT_GT(afterWarmUp, 0) << "the demo ended during the warm-up: "
-                              << readFile(folder.path / "stderr");
+                              << readFile(run.folder.path / "stderr");
     long largest = afterWarmUp;
     for (int second = warmUp; second < total; ++second) {
         std::this_thread::sleep_for(std::chrono::seconds(1));
         const long now = residentKiB(pid);
         ASSERT_GT(now, 0) << "the demo ended after " << second
-                          << " s: " << readFile(folder.path / "stderr");
+                          << " s: " << readFile(run.folder.path / "stderr");
         largest = std::max(largest, now);
     }
     // Allocators keep some slack: 8 MiB and 5 % over the warmed-up size, far below what a leak
@@ -237,7 +244,7 @@ TEST(DemoSoak, ResidentMemoryStaysFlatAfterWarmUp) {
     EXPECT_TRUE(states.readUntil(
         [](const std::string& text) { return text.find("average rate:") != std::string::npos; },
         std::chrono::seconds(5)))
-        << states.text();
+        << states.output();
 }
 
 }  // namespace

@@ -15,13 +15,13 @@
 #include <thread>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "InteropTesting.h"
 #include "PeerProcess.h"
 #include "WaitFor.h"
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/Subscriber.h"
-#include "transport/endpoints/ChildProcess.h"
 
 namespace {
 
@@ -81,7 +81,7 @@ TEST(DemoSensorReaders, CycloneReliableAndBestEffortReadersReceiveEverySensorTop
                 qorInterop::peerProgram(), "print", topic.type, topic.name, "1", "--reliability",
                 reliability, "--domain", std::to_string(kReadersDomain)}));
         }
-        const auto deadline = qorInterop::deadlineIn(qorInterop::patience);
+        const auto deadline = qorTest::Deadline(qorInterop::patience);
         for (std::size_t i = 0; i < topics.size(); ++i) {
             SCOPED_TRACE(topics[i].name + " " + reliability);
             const auto printed = peers[i]->waitForSample(0, deadline);

@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <string>
 
-#include "PrivateNetwork.h"
-#include "apps/qor-ros2/ChildProcess.h"
+#include "CliRuns.h"
+#include "NetworkNamespaces.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ constexpr int kSnapshotDomain = 75;
 constexpr int kUsageError = 2;
 
 // Runs the demo with `arguments` (shell-quoted already), its standard error with its output.
-qorCliTest::ChildResult runDemo(const std::string& arguments) {
+qorTest::RunResult runDemo(const std::string& arguments) {
     const std::string network = qorTest::enterPrivateNetwork();
     EXPECT_EQ(network, "");
     return qorCliTest::runShellWithin(
@@ -28,7 +28,7 @@ qorCliTest::ChildResult runDemo(const std::string& arguments) {
 }
 
 TEST(DemoSnapshot, AFileThatCannotBeWrittenIsRefusedBeforeTheRun) {
-    const qorCliTest::ChildResult run = runDemo("--snapshot /nonexistent/x.png");
+    const qorTest::RunResult run = runDemo("--snapshot /nonexistent/x.png");
     EXPECT_EQ(run.exitCode, kUsageError);
     // Nothing else: no startup text, no status line, so no simulation.
     EXPECT_EQ(run.output,
@@ -39,8 +39,7 @@ TEST(DemoSnapshot, AFileThatCannotBeWrittenIsRefusedBeforeTheRun) {
 TEST(DemoSnapshot, ANameThatIsNotAPngIsRefusedBeforeTheRun) {
     const std::filesystem::path jpeg = std::filesystem::temp_directory_path() /
                                        ("qor-demo-" + std::to_string(::getpid()) + ".jpg");
-    const qorCliTest::ChildResult run =
-        runDemo("--snapshot " + qorCliTest::shellQuoted(jpeg.string()));
+    const qorTest::RunResult run = runDemo("--snapshot " + qorCliTest::shellQuoted(jpeg.string()));
     EXPECT_EQ(run.exitCode, kUsageError);
     EXPECT_EQ(run.output, "qor-ros2-demo: --snapshot writes PNG only: '" + jpeg.string() +
                               "' does not end in .png\n");
@@ -54,7 +53,7 @@ TEST(DemoSnapshot, ARunThatFailsLeavesNoFileBehind) {
     std::filesystem::create_directories(folder);
     const std::filesystem::path snapshot = folder / "shot.png";
     // The snapshot's file passes its check; the scene then refuses the joint.
-    const qorCliTest::ChildResult run =
+    const qorTest::RunResult run =
         runDemo("--joint nosuch=position --snapshot " + qorCliTest::shellQuoted(snapshot.string()));
     EXPECT_EQ(run.exitCode, kUsageError);
     EXPECT_EQ(run.output, "qor-ros2-demo: the scene has no joint 'nosuch' for --joint\n");

@@ -10,9 +10,9 @@
 #include <optional>
 #include <string>
 
-#include "OutputChild.h"
-#include "PrivateNetwork.h"
-#include "apps/qor-ros2/ChildProcess.h"
+#include "ChildProcess.h"
+#include "CliRuns.h"
+#include "NetworkNamespaces.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ namespace {
 // sees this domain.
 constexpr int kTerminalDomain = 74;
 
-// A condition for OutputChild::readUntil: the text so far holds `part`.
+// A condition for ChildProcess::readUntil: the text so far holds `part`.
 auto contains(const std::string& part) {
     return [part](const std::string& text) { return text.find(part) != std::string::npos; };
 }
@@ -40,15 +40,15 @@ TEST(DemoTerminal, AWarningEndsTheStatusLineWhichIsDrawnAgainBelowIt) {
     ASSERT_EQ(qorTest::enterPrivateNetwork(), "");
     ::setenv("ROS_DOMAIN_ID", std::to_string(kTerminalDomain).c_str(), 1);
     ::unsetenv("DISPLAY");
-    qorE2eTest::OutputChild demo(
+    qorTest::ChildProcess demo(
         {QOR_DEMO, "--duration", "120", "--camera-rate", "0", "--lidar-rate", "0"},
-        qorE2eTest::OutputChild::TERMINAL);
+        {qorTest::ChildProcess::TERMINAL, {}, ""});
     ASSERT_TRUE(demo.started());
     ASSERT_TRUE(demo.readUntil(contains("\rsim "), std::chrono::seconds(30)))
-        << visible(demo.text());
+        << visible(demo.output());
 
     // A command for a joint the demo does not have: the control interface warns once.
-    const qorCliTest::ChildResult pub = qorCliTest::runCli(
+    const qorTest::RunResult pub = qorCliTest::runCli(
         "topic pub --once /joint_commands sensor_msgs/msg/JointState "
         "'{name: [nosuch], position: [0.0]}'",
         kTerminalDomain, true);
@@ -58,13 +58,13 @@ TEST(DemoTerminal, AWarningEndsTheStatusLineWhichIsDrawnAgainBelowIt) {
     // The status line ends before the warning, and is drawn again after it.
     EXPECT_TRUE(demo.readUntil(contains("sensors active: none\n" + warning + "\rsim "),
                                std::chrono::seconds(30)))
-        << visible(demo.text());
-    EXPECT_EQ(demo.text().find("noneWarning"), std::string::npos) << visible(demo.text());
+        << visible(demo.output());
+    EXPECT_EQ(demo.output().find("noneWarning"), std::string::npos) << visible(demo.output());
 
     EXPECT_EQ(demo.stop(SIGINT, std::chrono::seconds(30)), std::optional<int>(0));
     // The final status line is ended too.
-    ASSERT_FALSE(demo.text().empty());
-    EXPECT_EQ(demo.text().back(), '\n') << visible(demo.text());
+    ASSERT_FALSE(demo.output().empty());
+    EXPECT_EQ(demo.output().back(), '\n') << visible(demo.output());
 }
 
 }  // namespace

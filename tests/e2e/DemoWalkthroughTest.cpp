@@ -19,10 +19,9 @@
 #include <string>
 #include <vector>
 
-#include "OutputChild.h"
+#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "WaitFor.h"
-#include "apps/qor-ros2/ChildProcess.h"
-#include "transport/endpoints/ChildProcess.h"
 
 namespace {
 
@@ -58,7 +57,7 @@ struct JointReading {
 
 // wrist_roll's position and velocity in one joint state echoed by qor-ros2.
 JointReading echoWristRoll() {
-    const qorCliTest::ChildResult echo = qorCliTest::runCli(
+    const qorTest::RunResult echo = qorCliTest::runCli(
         "topic echo /joint_states sensor_msgs/msg/JointState --once", kWalkthroughDomain, false);
     auto lists = yamlLists(echo.output);
     const std::vector<std::string>& names = lists["name"];
@@ -130,12 +129,13 @@ TEST(DemoWalkthrough, ReadmeStepsWorkAgainstTheHeadlessDemo) {
                                 "--camera-size", "320x240", "--camera-rate", "5"});
     ASSERT_TRUE(demo.started());
     // Measured from the start, beside the rest of the walkthrough.
-    qorE2eTest::OutputChild hz({QOR_ROS2_CLI, "topic", "hz", "/clock", "rosgraph_msgs/msg/Clock"});
+    qorTest::ChildProcess hz({QOR_ROS2_CLI, "topic", "hz", "/clock", "rosgraph_msgs/msg/Clock"},
+                             {qorTest::ChildProcess::OUTPUT, {}, ""});
     ASSERT_TRUE(hz.started());
 
     {
         SCOPED_TRACE("topic echo /joint_states --once");
-        const qorCliTest::ChildResult echo =
+        const qorTest::RunResult echo =
             qorCliTest::runCli("topic echo /joint_states sensor_msgs/msg/JointState --once",
                                kWalkthroughDomain, false);
         EXPECT_EQ(echo.exitCode, 0);
@@ -147,7 +147,7 @@ TEST(DemoWalkthrough, ReadmeStepsWorkAgainstTheHeadlessDemo) {
 
     {
         SCOPED_TRACE("topic pub --once /joint_commands: wrist_roll at 0.5 rad/s");
-        const qorCliTest::ChildResult pub = qorCliTest::runCli(
+        const qorTest::RunResult pub = qorCliTest::runCli(
             "topic pub --once /joint_commands sensor_msgs/msg/JointState "
             "'{name: [wrist_roll], velocity: [0.5]}'",
             kWalkthroughDomain, true);
@@ -175,12 +175,12 @@ TEST(DemoWalkthrough, ReadmeStepsWorkAgainstTheHeadlessDemo) {
         EXPECT_TRUE(
             hz.readUntil([](const std::string& text) { return averageRates(text).size() >= 2; },
                          std::chrono::seconds(10)))
-            << hz.text();
-        const std::vector<double> rates = averageRates(hz.text());
-        ASSERT_FALSE(rates.empty()) << hz.text();
+            << hz.output();
+        const std::vector<double> rates = averageRates(hz.output());
+        ASSERT_FALSE(rates.empty()) << hz.output();
         // Real-time pacing gives 500 steps per second; the machine is shared, hence the margin.
-        EXPECT_GT(rates.back(), 0.6 * kStepsPerSecond) << hz.text();
-        EXPECT_LT(rates.back(), 1.4 * kStepsPerSecond) << hz.text();
+        EXPECT_GT(rates.back(), 0.6 * kStepsPerSecond) << hz.output();
+        EXPECT_LT(rates.back(), 1.4 * kStepsPerSecond) << hz.output();
     }
 
     {

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "CommandOutput.h"
+#include "ChildProcess.h"
 #include "MessageTypeTesting.h"
 #include "qorROS2/Messages.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandOutput.h"
+#include "ChildProcess.h"
 
 namespace qorTest {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandOutput.h"
+#include "ChildProcess.h"
 #include "MessageTypeTesting.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 

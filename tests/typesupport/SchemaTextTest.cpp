@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandOutput.h"
+#include "ChildProcess.h"
 #include "MessageTypeTesting.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 

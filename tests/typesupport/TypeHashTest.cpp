@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "CommandOutput.h"
+#include "ChildProcess.h"
 #include "MessageTypeTesting.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 

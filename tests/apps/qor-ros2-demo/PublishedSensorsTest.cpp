@@ -15,7 +15,7 @@
 #include "DemoBridge.h"
 #include "DemoBridgeTesting.h"
 #include "DemoOptions.h"
-#include "PrivateNetwork.h"
+#include "NetworkNamespaces.h"
 #include "WaitFor.h"
 #include "qorROS2/Subscriber.h"
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "CodecTesting.h"
-#include "CommandOutput.h"
 #include "Hex.h"
 #include "RecordJson.h"
 #include "SampleRecords.h"

@@ -14,7 +14,7 @@
 #include <sstream>
 #include <string>
 
-#include "../../e2e/OutputChild.h"
+#include "ChildProcess.h"
 #include "NetworkNamespaces.h"
 #include "TestTopics.h"
 
@@ -63,11 +63,12 @@ StreamRun runStreams(int domain, bool lossy) {
     }
     const std::string prefix = qorTest::uniqueTopic(lossy ? "lossy" : "clean");
     const std::string domainText = std::to_string(domain);
-    qorE2eTest::OutputChild receiver({"/usr/sbin/ip", "netns", "exec", hosts.host(1), QOR_LOSS_PEER,
-                                      "receive", domainText, prefix,
-                                      std::to_string(kSendSeconds + 75)});
-    qorE2eTest::OutputChild sender({"/usr/sbin/ip", "netns", "exec", hosts.host(0), QOR_LOSS_PEER,
-                                    "send", domainText, prefix, std::to_string(kSendSeconds)});
+    qorTest::ChildProcess receiver(
+        {QOR_LOSS_PEER, "receive", domainText, prefix, std::to_string(kSendSeconds + 75)},
+        {qorTest::ChildProcess::OUTPUT, {}, hosts.host(1)});
+    qorTest::ChildProcess sender(
+        {QOR_LOSS_PEER, "send", domainText, prefix, std::to_string(kSendSeconds)},
+        {qorTest::ChildProcess::OUTPUT, {}, hosts.host(0)});
     const auto finished = [](const std::string& text) {
         return text.find("received states") != std::string::npos;
     };
@@ -75,11 +76,11 @@ StreamRun runStreams(int domain, bool lossy) {
         [](const std::string& text) { return text.find("sent states") != std::string::npos; },
         std::chrono::seconds(kSendSeconds + 75));
     receiver.readUntil(finished, std::chrono::seconds(kSendSeconds + 90));
-    std::istringstream sent(sender.text());
+    std::istringstream sent(sender.output());
     for (std::string word, stream; sent >> word >> stream;) {
         sent >> run.sent[stream];
     }
-    std::istringstream received(receiver.text());
+    std::istringstream received(receiver.output());
     for (std::string word, stream; received >> word >> stream;) {
         Received& r = run.received[stream];
         received >> r.count >> r.outOfOrder >> r.p50 >> r.p99 >> r.max;
@@ -90,8 +91,8 @@ StreamRun runStreams(int domain, bool lossy) {
                   << r.outOfOrder << ", latency p50 " << r.p50 << " us, p99 " << r.p99
                   << " us, max " << r.max << " us" << std::endl;
     }
-    if (!finished(receiver.text())) {
-        run.error = "the receiver did not report: " + receiver.text() + " / " + sender.text();
+    if (!finished(receiver.output())) {
+        run.error = "the receiver did not report: " + receiver.output() + " / " + sender.output();
     }
     return run;
 }

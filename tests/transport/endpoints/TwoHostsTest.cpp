@@ -29,12 +29,12 @@ TEST(TwoHosts, ImagesCrossBetweenNetworkNamespaces) {
     const std::string topic = qorTest::uniqueTopic("camera/image_raw");
     const std::string domain = std::to_string(kDomain);
     // Each image is several UDP datagrams: the fragments must be put together again too.
-    qorTest::ChildProcess publisher({"ip", "netns", "exec", hosts.host(0), QOR_ENDPOINT_PEER,
-                                     "publish-images", domain, topic, "320", "240", "sensor",
-                                     "40"});
-    qorTest::ChildProcess subscriber({"ip", "netns", "exec", hosts.host(1), QOR_ENDPOINT_PEER,
-                                      "receive-images", domain, topic, "320", "240", "sensor",
-                                      std::to_string(kImages), "30"});
+    qorTest::ChildProcess publisher(
+        {QOR_ENDPOINT_PEER, "publish-images", domain, topic, "320", "240", "sensor", "40"},
+        {qorTest::ChildProcess::INHERITED, {}, hosts.host(0)});
+    qorTest::ChildProcess subscriber({QOR_ENDPOINT_PEER, "receive-images", domain, topic, "320",
+                                      "240", "sensor", std::to_string(kImages), "30"},
+                                     {qorTest::ChildProcess::INHERITED, {}, hosts.host(1)});
     ASSERT_TRUE(publisher.started());
     ASSERT_TRUE(subscriber.started());
 

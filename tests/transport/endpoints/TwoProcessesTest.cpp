@@ -11,7 +11,6 @@
 
 #include "../cdr/KnownRecords.h"
 #include "ChildProcess.h"
-#include "CommandOutput.h"
 #include "RecordWalk.h"
 #include "TestTopics.h"
 #include "WaitFor.h"

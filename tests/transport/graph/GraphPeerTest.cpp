@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandOutput.h"
+#include "ChildProcess.h"
 #include "GraphSamples.h"
 #include "Hex.h"
 #include "graph/GidLayout.h"

@@ -35,7 +35,7 @@ TEST(CycloneCli, TypeEchoAndHzOfATopicCyclonePublishes) {
     const std::string in = qorInterop::interopTopic("cli_twist_in");
     const std::string out = qorInterop::interopTopic("cli_twist_out");
     const std::int8_t domain = qorInterop::interopDomain();
-    const auto deadline = qorInterop::deadlineIn(qorInterop::patience);
+    const auto deadline = qorTest::Deadline(qorInterop::patience);
     PeerProcess peer({qorInterop::peerProgram(), "echo", "geometry_msgs/msg/Twist", in, out,
                       "100000", "--domain", std::to_string(domain), "--timeout-ms", "120000"});
     ASSERT_TRUE(peer.waitForLine("ready", deadline)) << peer.transcript();

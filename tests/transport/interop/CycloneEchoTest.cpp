@@ -16,7 +16,7 @@
 #include "RecordText.h"
 #include "RecordWalk.h"
 #include "StandardRecords.h"
-#include "WaitUntil.h"
+#include "WaitFor.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/Subscriber.h"
 
@@ -38,7 +38,7 @@ TYPED_TEST(CycloneEcho, ComesBackUnchangedAndPrintsAsSent) {
     const std::string outTopic = qorInterop::interopTopic(name + "_out");
     const std::string backTopic = qorInterop::interopTopic(name + "_back");
     const std::int8_t domain = qorInterop::interopDomain();
-    const auto deadline = qorInterop::deadlineIn(qorInterop::patience);
+    const auto deadline = qorTest::Deadline(qorInterop::patience);
 
     // The peers first: they hear the announcement our participant makes when it starts, so they
     // know it before it answers their own (see peer/CycloneDomain.h).
@@ -55,7 +55,7 @@ TYPED_TEST(CycloneEcho, ComesBackUnchangedAndPrintsAsSent) {
     ASSERT_TRUE(echo.waitForLine("reader-matched 1", deadline)) << echo.transcript();
     ASSERT_TRUE(echo.waitForLine("writer-matched 1", deadline)) << echo.transcript();
     ASSERT_TRUE(print.waitForLine("reader-matched 1", deadline)) << print.transcript();
-    ASSERT_TRUE(qorInterop::waitUntil(
+    ASSERT_TRUE(qorTest::waitFor(
         [&] {
             return publisher.matchedSubscriptions() == 2 && subscriber.matchedPublications() == 1;
         },
@@ -69,11 +69,12 @@ TYPED_TEST(CycloneEcho, ComesBackUnchangedAndPrintsAsSent) {
     // sent again until it has come through; every copy is the same record.
     Record received{};
     bool echoed = false;
-    const bool through = qorInterop::repeatUntil(
+    const bool through = qorTest::repeatUntil(
         [&] { EXPECT_TRUE(publisher.sendMessage(sent)); },
         [&] {
             echoed = echoed || subscriber.receiveMessage(received);
-            return echoed && print.waitForLine("end", qorInterop::deadlineIn({}));
+            return echoed &&
+                   print.waitForLine("end", qorTest::Deadline(std::chrono::milliseconds(0)));
         },
         std::chrono::milliseconds(300), deadline);
     ASSERT_TRUE(through) << echo.transcript() << print.transcript();
@@ -86,8 +87,8 @@ TYPED_TEST(CycloneEcho, ComesBackUnchangedAndPrintsAsSent) {
 
     EXPECT_EQ(echo.waitForExit(deadline), 0) << echo.transcript();
     EXPECT_EQ(print.waitForExit(deadline), 0) << print.transcript();
-    EXPECT_EQ(echo.errorOutput(), "");
-    EXPECT_EQ(print.errorOutput(), "");
+    EXPECT_EQ(echo.errors(), "");
+    EXPECT_EQ(print.errors(), "");
 }
 
 }  // namespace

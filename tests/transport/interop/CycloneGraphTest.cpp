@@ -45,7 +45,7 @@ std::vector<std::string> userDataSeenByCyclone(const std::string& ddsTopic,
                                                std::int8_t domain = kTypeHashDomain) {
     PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "userdata", std::to_string(domain), ddsTopic,
                       std::to_string(kPeerDeadline.count())});
-    EXPECT_EQ(peer.waitForExit(qorInterop::deadlineIn(kPeerDeadline + kPeerDeadline)), 0)
+    EXPECT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline + kPeerDeadline)), 0)
         << peer.transcript();
     return peer.lines();
 }
@@ -60,7 +60,7 @@ TEST(CycloneGraph, CycloneFindsOurNodeWithTheGuidsItDiscovered) {
 
     PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "read", std::to_string(qorInterop::interopDomain()),
                       "/qor_test", node, std::to_string(kPeerDeadline.count())});
-    ASSERT_EQ(peer.waitForExit(qorInterop::deadlineIn(kPeerDeadline + kPeerDeadline)), 0)
+    ASSERT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline + kPeerDeadline)), 0)
         << peer.transcript();
     const std::vector<std::string> lines = peer.lines();
     ASSERT_EQ(lines.size(), 4U) << peer.transcript();
@@ -93,7 +93,7 @@ TEST(CycloneGraph, NodeOfACycloneProcessIsListedWithItsPublisher) {
                       std::to_string(qorInterop::interopDomain()), node, topic, "30"});
     const auto announced =
         peer.waitForLine([](const std::string& line) { return line.rfind("writer ", 0) == 0; },
-                         qorInterop::deadlineIn(kPeerDeadline));
+                         qorTest::Deadline(kPeerDeadline));
     ASSERT_TRUE(announced) << peer.transcript();
     std::string gid;
     const std::string hexGid = peer.lines()[*announced].substr(7);

@@ -13,7 +13,7 @@
 #include "InteropTesting.h"
 #include "PeerProcess.h"
 #include "RecordText.h"
-#include "WaitUntil.h"
+#include "WaitFor.h"
 #include "qorROS2/Publisher.h"
 
 namespace {
@@ -38,7 +38,7 @@ bool hasLineStartingWith(const PeerProcess& peer, const std::string& start) {
 // ROS 2 subscribes to the clock best effort; our clock publisher is reliable, which serves both.
 TEST(CycloneQos, BestEffortReaderReceivesFromReliableWriter) {
     const std::string topic = qorInterop::interopTopic("clock_reliable_writer");
-    const auto deadline = qorInterop::deadlineIn(qorInterop::patience);
+    const auto deadline = qorTest::Deadline(qorInterop::patience);
     const rosgraphMsgs::Clock sent = qorInterop::interopRecord<rosgraphMsgs::Clock>();
 
     PeerProcess reader = printPeer(topic, "best_effort");
@@ -46,13 +46,15 @@ TEST(CycloneQos, BestEffortReaderReceivesFromReliableWriter) {
     Publisher<rosgraphMsgs::Clock> publisher(topic, createClockQOS(), qorInterop::interopDomain());
 
     ASSERT_TRUE(reader.waitForLine("reader-matched 1", deadline)) << reader.transcript();
-    ASSERT_TRUE(
-        qorInterop::waitUntil([&] { return publisher.matchedSubscriptions() == 1; }, deadline));
+    ASSERT_TRUE(qorTest::waitFor([&] { return publisher.matchedSubscriptions() == 1; }, deadline));
     // Best effort may lose a sample, and a new reader may not take the first one: send until
     // one has arrived.
-    ASSERT_TRUE(qorInterop::repeatUntil(
+    ASSERT_TRUE(qorTest::repeatUntil(
         [&] { EXPECT_TRUE(publisher.sendMessage(sent)); },
-        [&] { return reader.waitForLine("end", qorInterop::deadlineIn({})).has_value(); },
+        [&] {
+            return reader.waitForLine("end", qorTest::Deadline(std::chrono::milliseconds(0)))
+                .has_value();
+        },
         resendInterval, deadline))
         << reader.transcript();
 
@@ -60,14 +62,14 @@ TEST(CycloneQos, BestEffortReaderReceivesFromReliableWriter) {
     ASSERT_TRUE(printed) << reader.transcript();
     EXPECT_EQ(qorInterop::firstDifference(qorInterop::recordLines(sent), *printed), "");
     EXPECT_EQ(reader.waitForExit(deadline), 0) << reader.transcript();
-    EXPECT_EQ(reader.errorOutput(), "");
+    EXPECT_EQ(reader.errors(), "");
 }
 
 // A reliable reader asks for more than a best-effort writer offers: DDS must not match them.
 // A best-effort reader that joins later proves that samples were flowing all along.
 TEST(CycloneQos, BestEffortWriterDoesNotMatchReliableReader) {
     const std::string topic = qorInterop::interopTopic("clock_best_effort_writer");
-    const auto deadline = qorInterop::deadlineIn(qorInterop::patience);
+    const auto deadline = qorTest::Deadline(qorInterop::patience);
     const rosgraphMsgs::Clock sent = qorInterop::interopRecord<rosgraphMsgs::Clock>();
 
     PeerProcess reliable = printPeer(topic, "reliable");
@@ -82,14 +84,14 @@ TEST(CycloneQos, BestEffortWriterDoesNotMatchReliableReader) {
 
     PeerProcess control = printPeer(topic, "best_effort");
     ASSERT_TRUE(control.waitForLine("reader-matched 1", deadline)) << control.transcript();
-    ASSERT_TRUE(
-        qorInterop::waitUntil([&] { return publisher.matchedSubscriptions() == 1; }, deadline));
+    ASSERT_TRUE(qorTest::waitFor([&] { return publisher.matchedSubscriptions() == 1; }, deadline));
     std::size_t mostMatched = 0;
-    ASSERT_TRUE(qorInterop::repeatUntil(
+    ASSERT_TRUE(qorTest::repeatUntil(
         [&] { EXPECT_TRUE(publisher.sendMessage(sent)); },
         [&] {
             mostMatched = std::max(mostMatched, publisher.matchedSubscriptions());
-            return control.waitForLine("end", qorInterop::deadlineIn({})).has_value();
+            return control.waitForLine("end", qorTest::Deadline(std::chrono::milliseconds(0)))
+                .has_value();
         },
         resendInterval, deadline))
         << control.transcript();
@@ -102,8 +104,8 @@ TEST(CycloneQos, BestEffortWriterDoesNotMatchReliableReader) {
     EXPECT_TRUE(reliable.waitForLine("stopped received=0", deadline)) << reliable.transcript();
     EXPECT_FALSE(hasLineStartingWith(reliable, "reader-matched")) << reliable.transcript();
     EXPECT_FALSE(hasLineStartingWith(reliable, "sample")) << reliable.transcript();
-    EXPECT_EQ(reliable.errorOutput(), "");
-    EXPECT_EQ(control.errorOutput(), "");
+    EXPECT_EQ(reliable.errors(), "");
+    EXPECT_EQ(control.errors(), "");
 }
 
 }  // namespace

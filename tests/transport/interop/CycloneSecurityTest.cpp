@@ -19,12 +19,12 @@
 #include <string>
 #include <vector>
 
-#include "CommandOutput.h"
+#include "ChildProcess.h"
 #include "InteropTesting.h"
 #include "NetworkNamespaces.h"
 #include "PeerProcess.h"
 #include "RecordText.h"
-#include "WaitUntil.h"
+#include "WaitFor.h"
 #include "qorROS2/Messages.h"
 
 namespace {
@@ -97,7 +97,7 @@ std::string CycloneSecurity::s_made;
 TEST_F(CycloneSecurity, TakesTheDocumentsQorRos2Writes) {
     PeerProcess reader(cycloneReader(keystore() + "/enclaves/cyclone"));
     // "ready" comes once the secured participant, its topic and its reader exist.
-    EXPECT_TRUE(reader.waitForLine("ready", qorInterop::deadlineIn(qorInterop::patience)))
+    EXPECT_TRUE(reader.waitForLine("ready", qorTest::Deadline(qorInterop::patience)))
         << reader.transcript();
     reader.stop();
 
@@ -110,16 +110,16 @@ TEST_F(CycloneSecurity, TakesTheDocumentsQorRos2Writes) {
                                      "/governance.p7s"),
               "1\n");
     PeerProcess refused(cycloneReader(damaged));
-    EXPECT_EQ(refused.waitForExit(qorInterop::deadlineIn(qorInterop::patience)), 1)
+    EXPECT_EQ(refused.waitForExit(qorTest::Deadline(qorInterop::patience)), 1)
         << refused.transcript();
-    EXPECT_NE(refused.errorOutput().find("qor_cyclone_peer: cannot create DDS participant"),
+    EXPECT_NE(refused.errors().find("qor_cyclone_peer: cannot create DDS participant"),
               std::string::npos)
         << refused.transcript();
 }
 
 TEST_F(CycloneSecurity, ReceivesTheClockWePublishSecured) {
     PeerProcess reader(cycloneReader(keystore() + "/enclaves/cyclone"));
-    const auto deadline = qorInterop::deadlineIn(qorInterop::patience * 2);
+    const auto deadline = qorTest::Deadline(qorInterop::patience * 2);
     ASSERT_TRUE(reader.waitForLine("ready", deadline)) << reader.transcript();
     PeerProcess publisher(ourClock("/qor"));
 
@@ -135,14 +135,14 @@ TEST_F(CycloneSecurity, ReceivesTheClockWePublishSecured) {
 // Pins down why a handshake that our participant starts fails, as long as Fast DDS 2.9 is ours.
 TEST_F(CycloneSecurity, HandshakeOurParticipantStartsIsRefusedByCyclone) {
     PeerProcess reader(cycloneReader(keystore() + "/enclaves/listener"));
-    const auto deadline = qorInterop::deadlineIn(qorInterop::patience * 2);
+    const auto deadline = qorTest::Deadline(qorInterop::patience * 2);
     ASSERT_TRUE(reader.waitForLine("ready", deadline)) << reader.transcript();
     PeerProcess publisher(ourClock("/talker"));
 
     const std::string refusal =
         "Begin handshake reply failed: Failed to convert octet sequence to ASN1 integer";
-    EXPECT_TRUE(qorInterop::waitUntil(
-        [&] { return reader.errorOutput().find(refusal) != std::string::npos; }, deadline))
+    EXPECT_TRUE(qorTest::waitFor([&] { return reader.errors().find(refusal) != std::string::npos; },
+                                 deadline))
         << reader.transcript();
     const auto lines = reader.lines();
     EXPECT_EQ(std::find(lines.begin(), lines.end(), "sample 0"), lines.end())

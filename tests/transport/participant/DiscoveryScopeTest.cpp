@@ -12,9 +12,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "CommandOutput.h"
 #include "NetworkNamespaces.h"
-#include "NetworkSwitch.h"
 #include "TestTopics.h"
 
 namespace {
@@ -25,6 +23,13 @@ const char* const kHostB = "10.213.7.2";
 // Long enough for discovery on a loaded machine; a receiver that should get nothing waits it out.
 constexpr int kReceiveSeconds = 10;
 
+// The endpoint peer with `arguments`.
+std::vector<std::string> endpointPeer(const std::vector<std::string>& arguments) {
+    std::vector<std::string> argv = {QOR_ENDPOINT_PEER};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    return argv;
+}
+
 class DiscoveryScope : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -33,14 +38,10 @@ class DiscoveryScope : public ::testing::Test {
         ASSERT_EQ(m_hosts.error(), "");
     }
 
-    // The endpoint peer on `host` (0 is A, 1 is B) with `environment` added to its own.
-    std::vector<std::string> peer(std::size_t host, const std::vector<std::string>& environment,
-                                  const std::vector<std::string>& arguments) const {
-        std::vector<std::string> argv = {"ip", "netns", "exec", m_hosts.host(host), "env"};
-        argv.insert(argv.end(), environment.begin(), environment.end());
-        argv.push_back(QOR_ENDPOINT_PEER);
-        argv.insert(argv.end(), arguments.begin(), arguments.end());
-        return argv;
+    // On `host` (0 is A, 1 is B) with `environment` added to the test's own.
+    qorTest::ChildProcess::Options onHost(std::size_t host,
+                                          const std::vector<std::string>& environment) const {
+        return {qorTest::ChildProcess::INHERITED, environment, m_hosts.host(host)};
     }
 
     std::vector<std::string> publish() const {
@@ -62,9 +63,9 @@ class DiscoveryScope : public ::testing::Test {
 
     // A publisher and a subscriber on host A under `environment`, a default subscriber on B.
     void expectOnlyHostAReceives(const std::vector<std::string>& environment) {
-        qorTest::ChildProcess publisher(peer(0, environment, publish()));
-        qorTest::ChildProcess local(peer(0, environment, receive(kReceiveSeconds)));
-        qorTest::ChildProcess remote(peer(1, {}, receive(kReceiveSeconds)));
+        qorTest::ChildProcess publisher(endpointPeer(publish()), onHost(0, environment));
+        qorTest::ChildProcess local(endpointPeer(receive(kReceiveSeconds)), onHost(0, environment));
+        qorTest::ChildProcess remote(endpointPeer(receive(kReceiveSeconds)), onHost(1, {}));
         ASSERT_TRUE(publisher.started() && local.started() && remote.started());
         EXPECT_TRUE(received(local, kReceiveSeconds)) << "a subscriber on host A got nothing";
         EXPECT_FALSE(received(remote, kReceiveSeconds)) << "host B received host A's images";
@@ -83,20 +84,20 @@ TEST_F(DiscoveryScope, LocalhostRangeKeepsThePublisherOnItsHost) {
 }
 
 TEST_F(DiscoveryScope, LocalhostRangeWithStaticPeerReachesThatPeer) {
-    qorTest::ChildProcess publisher(peer(
-        0, {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST", std::string("ROS_STATIC_PEERS=") + kHostB},
-        publish()));
-    qorTest::ChildProcess remote(
-        peer(1, {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST"}, receive(kReceiveSeconds)));
+    qorTest::ChildProcess publisher(endpointPeer(publish()),
+                                    onHost(0, {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST",
+                                               std::string("ROS_STATIC_PEERS=") + kHostB}));
+    qorTest::ChildProcess remote(endpointPeer(receive(kReceiveSeconds)),
+                                 onHost(1, {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST"}));
     ASSERT_TRUE(publisher.started() && remote.started());
     EXPECT_TRUE(received(remote, kReceiveSeconds)) << "host B, a static peer, got nothing";
 }
 
 TEST_F(DiscoveryScope, RangeOffDiscoversNobodyEvenAStaticPeer) {
-    qorTest::ChildProcess publisher(
-        peer(0, {"ROS_AUTOMATIC_DISCOVERY_RANGE=OFF", std::string("ROS_STATIC_PEERS=") + kHostB},
-             publish()));
-    qorTest::ChildProcess remote(peer(1, {}, receive(kReceiveSeconds)));
+    qorTest::ChildProcess publisher(endpointPeer(publish()),
+                                    onHost(0, {"ROS_AUTOMATIC_DISCOVERY_RANGE=OFF",
+                                               std::string("ROS_STATIC_PEERS=") + kHostB}));
+    qorTest::ChildProcess remote(endpointPeer(receive(kReceiveSeconds)), onHost(1, {}));
     ASSERT_TRUE(publisher.started() && remote.started());
     EXPECT_FALSE(received(remote, kReceiveSeconds)) << "host B received from a node with OFF";
 }
@@ -108,13 +109,9 @@ TEST(DiscoveryScopeThreeHosts, StaticPeerIsFoundAndNothingElse) {
     ASSERT_EQ(hosts.error(), "");
     const std::string topic = qorTest::uniqueTopic("scope/peer_only");
     const std::string domain = std::to_string(kDomain);
-    auto inHost = [&](std::size_t host, const std::vector<std::string>& environment,
-                      const std::vector<std::string>& arguments) {
-        std::vector<std::string> argv = {"ip", "netns", "exec", hosts.host(host), "env"};
-        argv.insert(argv.end(), environment.begin(), environment.end());
-        argv.push_back(QOR_ENDPOINT_PEER);
-        argv.insert(argv.end(), arguments.begin(), arguments.end());
-        return argv;
+    auto onHost = [&](std::size_t host, const std::vector<std::string>& environment) {
+        return qorTest::ChildProcess::Options{qorTest::ChildProcess::INHERITED, environment,
+                                              hosts.host(host)};
     };
     const std::vector<std::string> receive = {"receive-images",
                                               domain,
@@ -125,12 +122,11 @@ TEST(DiscoveryScopeThreeHosts, StaticPeerIsFoundAndNothingElse) {
                                               "3",
                                               std::to_string(kReceiveSeconds)};
     qorTest::ChildProcess publisher(
-        inHost(0,
-               {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST",
-                "ROS_STATIC_PEERS=" + qorTest::NetworkSwitch::address(1)},
-               {"publish-images", domain, topic, "64", "48", "reliable", "25"}));
-    qorTest::ChildProcess peerHost(inHost(1, {}, receive));
-    qorTest::ChildProcess otherHost(inHost(2, {}, receive));
+        endpointPeer({"publish-images", domain, topic, "64", "48", "reliable", "25"}),
+        onHost(0, {"ROS_AUTOMATIC_DISCOVERY_RANGE=LOCALHOST",
+                   "ROS_STATIC_PEERS=" + qorTest::NetworkSwitch::address(1)}));
+    qorTest::ChildProcess peerHost(endpointPeer(receive), onHost(1, {}));
+    qorTest::ChildProcess otherHost(endpointPeer(receive), onHost(2, {}));
     ASSERT_TRUE(publisher.started() && peerHost.started() && otherHost.started());
     const std::optional<int> peerExit =
         peerHost.waitForExit(std::chrono::seconds(kReceiveSeconds + 10));

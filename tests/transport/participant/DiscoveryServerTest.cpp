@@ -12,8 +12,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "CommandOutput.h"
-#include "NetworkSwitch.h"
+#include "NetworkNamespaces.h"
 #include "TestTopics.h"
 
 namespace {

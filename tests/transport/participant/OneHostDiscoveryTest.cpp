@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "NetworkSwitch.h"
+#include "NetworkNamespaces.h"
 #include "TestTopics.h"
 
 namespace {
@@ -38,14 +38,16 @@ class OneHostDiscovery : public ::testing::Test {
         ASSERT_EQ(m_host.error(), "");
     }
 
-    // The endpoint peer on the test's host with `environment` added to the test's own.
-    std::vector<std::string> peerWith(const std::vector<std::string>& environment,
-                                      const std::vector<std::string>& arguments) const {
-        std::vector<std::string> argv = {"ip", "netns", "exec", m_host.host(0), "env"};
-        argv.insert(argv.end(), environment.begin(), environment.end());
-        argv.push_back(QOR_ENDPOINT_PEER);
+    // The endpoint peer with `arguments`.
+    static std::vector<std::string> peer(const std::vector<std::string>& arguments) {
+        std::vector<std::string> argv = {QOR_ENDPOINT_PEER};
         argv.insert(argv.end(), arguments.begin(), arguments.end());
         return argv;
+    }
+
+    // On the test's host with `environment` added to the test's own.
+    qorTest::ChildProcess::Options with(const std::vector<std::string>& environment) const {
+        return {qorTest::ChildProcess::INHERITED, environment, m_host.host(0)};
     }
 
     void expectRingOfTenCloses(const std::string& variable, int domain) const;
@@ -71,13 +73,14 @@ void OneHostDiscovery::expectRingOfTenCloses(const std::string& variable, int do
     const std::string domainText = std::to_string(domain);
     auto hop = [&topic](int index) { return topic + "_" + std::to_string(index); };
     qorTest::ChildProcess first(
-        peerWith({variable},
-                 {"ping", domainText, hop(0), hop(kProcesses - 1), std::to_string(kPingSeconds)}));
+        peer({"ping", domainText, hop(0), hop(kProcesses - 1), std::to_string(kPingSeconds)}),
+        with({variable}));
     std::vector<std::unique_ptr<qorTest::ChildProcess>> others;
     for (int index = 1; index < kProcesses; ++index) {
-        others.push_back(std::make_unique<qorTest::ChildProcess>(peerWith(
-            {variable},
-            {"echo", domainText, hop(index - 1), hop(index), std::to_string(kPingSeconds + 20)})));
+        others.push_back(std::make_unique<qorTest::ChildProcess>(
+            peer({"echo", domainText, hop(index - 1), hop(index),
+                  std::to_string(kPingSeconds + 20)}),
+            with({variable})));
         ASSERT_TRUE(others.back()->started());
     }
     ASSERT_TRUE(first.started());
@@ -97,9 +100,9 @@ TEST_F(OneHostDiscovery, TenProcessesUnderLocalhostOnlyAllFindEachOther) {
 
 TEST_F(OneHostDiscovery, OffStillMatchesTheEndpointsOfOneProcess) {
     const std::string topic = qorTest::uniqueTopic("off_self");
-    qorTest::ChildProcess self(peerWith(
-        {"ROS_AUTOMATIC_DISCOVERY_RANGE=OFF"},
-        {"ping", std::to_string(kOffSelfDomain), topic, topic, std::to_string(kPingSeconds)}));
+    qorTest::ChildProcess self(
+        peer({"ping", std::to_string(kOffSelfDomain), topic, topic, std::to_string(kPingSeconds)}),
+        with({"ROS_AUTOMATIC_DISCOVERY_RANGE=OFF"}));
     ASSERT_TRUE(self.started());
     const std::optional<int> exitCode = pingExit(self);
     EXPECT_TRUE(exitCode.has_value() && *exitCode == 0)
@@ -112,11 +115,12 @@ bool OneHostDiscovery::answeredFromAnotherProcess(const std::string& variable, i
                                                   int seconds) const {
     const std::string topic = qorTest::uniqueTopic("pair");
     const std::string domainText = std::to_string(domain);
-    qorTest::ChildProcess echo(peerWith(
-        {variable},
-        {"echo", domainText, topic + "_out", topic + "_back", std::to_string(seconds + 20)}));
-    qorTest::ChildProcess ping(peerWith({variable}, {"ping", domainText, topic + "_out",
-                                                     topic + "_back", std::to_string(seconds)}));
+    qorTest::ChildProcess echo(
+        peer({"echo", domainText, topic + "_out", topic + "_back", std::to_string(seconds + 20)}),
+        with({variable}));
+    qorTest::ChildProcess ping(
+        peer({"ping", domainText, topic + "_out", topic + "_back", std::to_string(seconds)}),
+        with({variable}));
     const std::optional<int> exitCode = ping.waitForExit(std::chrono::seconds(seconds + 20));
     return echo.started() && exitCode.has_value() && *exitCode == 0;
 }

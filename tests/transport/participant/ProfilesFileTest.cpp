@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "CommandOutput.h"
 #include "NetworkNamespaces.h"
 #include "TestTopics.h"
 

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "CommandOutput.h"
 #include "TestTopics.h"
 
 namespace {

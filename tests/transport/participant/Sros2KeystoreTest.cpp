@@ -22,7 +22,6 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "CommandOutput.h"
 #include "NetworkNamespaces.h"
 #include "OpensslAuthority.h"
 #include "Sros2Documents.h"

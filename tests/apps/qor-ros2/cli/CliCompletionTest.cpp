@@ -10,22 +10,14 @@
 #include <thread>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "qorROS2/Publisher.h"
 
 namespace {
 
-constexpr int kDomain = 106;
+using qorCliTest::linesOf;
 
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    std::string line;
-    while (std::getline(stream, line)) {
-        lines.push_back(line);
-    }
-    return lines;
-}
+constexpr int kDomain = 106;
 
 // What the completion offers, sorted, for the command line `words` (after the program's name)
 // whose last word is the one being completed.

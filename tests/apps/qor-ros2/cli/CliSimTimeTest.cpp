@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "RepeatingPublisher.h"
 #include "WaitFor.h"
 #include "qorROS2/Messages.h"

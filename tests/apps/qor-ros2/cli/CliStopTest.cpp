@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "WaitFor.h"
 
 namespace {
@@ -29,7 +29,7 @@ struct Waiting {
 
 // Waits until `child`, started with `waiting.arguments`, handles SIGINT and waits as `waiting`
 // says.
-void awaitWaiting(qorE2eTest::OutputChild& child, const Waiting& waiting) {
+void awaitWaiting(qorTest::ChildProcess& child, const Waiting& waiting) {
     EXPECT_TRUE(qorTest::waitFor([&] { return child.catchesSignal(SIGINT); }))
         << waiting.arguments << " never handled SIGINT";
     if (!waiting.shown.empty()) {
@@ -37,12 +37,12 @@ void awaitWaiting(qorE2eTest::OutputChild& child, const Waiting& waiting) {
             [&](const std::string& text) { return text.find(waiting.shown) != std::string::npos; },
             qorTest::kDeliveryDeadline))
             << waiting.arguments << " never printed '" << waiting.shown << "':\n"
-            << child.text();
+            << child.output();
     }
 }
 
 // Sends `signal` to `child` and expects it to exit within kPromptExit with `code`.
-void expectPromptExit(qorE2eTest::OutputChild& child, const std::string& arguments, int signal,
+void expectPromptExit(qorTest::ChildProcess& child, const std::string& arguments, int signal,
                       int code) {
     const auto sent = std::chrono::steady_clock::now();
     const std::optional<int> exitCode = child.stop(signal, std::chrono::seconds(30));
@@ -51,7 +51,7 @@ void expectPromptExit(qorE2eTest::OutputChild& child, const std::string& argumen
     const std::string evidence = arguments + ": exit code " +
                                  (exitCode ? std::to_string(*exitCode) : "none (still running)") +
                                  " after " + std::to_string(took.count()) + " ms; it printed:\n" +
-                                 child.text();
+                                 child.output();
     EXPECT_EQ(exitCode, code) << evidence;
     EXPECT_LT(took, kPromptExit) << evidence;
 }
@@ -65,7 +65,7 @@ TEST(CliStop, CtrlCEndsAVerbStillLookingAtTheGraphWithTwoAndPrintsNothing) {
         const auto child = qorCliTest::startCli(arguments, kStopDomain);
         awaitWaiting(*child, {arguments, ""});
         expectPromptExit(*child, arguments, SIGINT, 2);
-        EXPECT_EQ(child->text(), "") << arguments;
+        EXPECT_EQ(child->output(), "") << arguments;
     }
 }
 
@@ -81,7 +81,7 @@ TEST(CliStop, CtrlCEndsEveryWaitingVerbAtOnceWithTwo) {
         {"topic echo /cli/stop_typed std_msgs/msg/String", ""},
     };
     // All wait together, so that the slowest discovery is waited for once.
-    std::vector<std::unique_ptr<qorE2eTest::OutputChild>> children;
+    std::vector<std::unique_ptr<qorTest::ChildProcess>> children;
     for (const Waiting& verb : waiting) {
         children.push_back(qorCliTest::startCli(verb.arguments, kStopDomain));
     }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "WaitFor.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Subscriber.h"
@@ -94,33 +94,30 @@ TEST(CliInterfaceProto, StringsWithLineBreaksReadBackAsWritten) {
 }
 
 TEST(CliInterfaceProto, PrintsTheDefaultsInsideDoubleQuotesAsRos2Does) {
-    const auto result =
-        qorCliTest::runCli("interface proto geometry_msgs/msg/PoseStamped", kProtoDomain, true);
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.output,
-              "\"header:\n"
-              "  stamp:\n"
-              "    sec: 0\n"
-              "    nanosec: 0\n"
-              "  frame_id: ''\n"
-              "pose:\n"
-              "  position:\n"
-              "    x: 0.0\n"
-              "    y: 0.0\n"
-              "    z: 0.0\n"
-              "  orientation:\n"
-              "    x: 0.0\n"
-              "    y: 0.0\n"
-              "    z: 0.0\n"
-              "    w: 0.0\n"
-              "\"\n");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface proto geometry_msgs/msg/PoseStamped", kProtoDomain, true), 0,
+        "\"header:\n"
+        "  stamp:\n"
+        "    sec: 0\n"
+        "    nanosec: 0\n"
+        "  frame_id: ''\n"
+        "pose:\n"
+        "  position:\n"
+        "    x: 0.0\n"
+        "    y: 0.0\n"
+        "    z: 0.0\n"
+        "  orientation:\n"
+        "    x: 0.0\n"
+        "    y: 0.0\n"
+        "    z: 0.0\n"
+        "    w: 0.0\n"
+        "\"\n"));
 }
 
 TEST(CliInterfaceProto, WritesFixedArraysElementByElementAndBytesAsCharacters) {
-    const auto result =
-        qorCliTest::runCli("interface proto std_msgs/Byte --no-quotes", kProtoDomain, true);
-    EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.output, "data: \"\\0\"\n\n");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface proto std_msgs/Byte --no-quotes", kProtoDomain, true), 0,
+        "data: \"\\0\"\n\n"));
     const std::string imu = protoYaml("sensor_msgs/msg/Imu");
     EXPECT_NE(imu.find("orientation_covariance:\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- 0.0\n- "
                        "0.0\n- 0.0\n- 0.0\nangular_velocity:\n"),
@@ -129,34 +126,27 @@ TEST(CliInterfaceProto, WritesFixedArraysElementByElementAndBytesAsCharacters) {
 }
 
 TEST(CliInterfaceProto, NoQuotesLeavesTheQuotesOutAndKeepsTheEmptyLine) {
-    const auto quoted =
-        qorCliTest::runCli("interface proto std_msgs/msg/Empty", kProtoDomain, true);
-    EXPECT_EQ(quoted.exitCode, 0);
-    EXPECT_EQ(quoted.output, "\"{}\n\"\n");
-    const auto bare =
-        qorCliTest::runCli("interface proto std_msgs/msg/String --no-quotes", kProtoDomain, true);
-    EXPECT_EQ(bare.exitCode, 0);
-    EXPECT_EQ(bare.output, "data: ''\n\n");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface proto std_msgs/msg/Empty", kProtoDomain, true), 0,
+        "\"{}\n\"\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface proto std_msgs/msg/String --no-quotes", kProtoDomain, true),
+        0, "data: ''\n\n"));
 }
 
 TEST(CliInterfaceProto, UnknownTypeExitsWithOneAndAMissingTypeWithTwo) {
-    const auto unknown =
-        qorCliTest::runCli("interface proto std_msgs/msg/Strin", kProtoDomain, true);
-    EXPECT_EQ(unknown.exitCode, 1);
-    EXPECT_EQ(unknown.output,
-              "qor-ros2: unknown message type 'std_msgs/msg/Strin' (see 'qor-ros2 interface list' "
-              "for the known ones)\n");
-    const auto missing = qorCliTest::runCli("interface proto", kProtoDomain, true);
-    EXPECT_EQ(missing.exitCode, 2);
-    EXPECT_EQ(missing.output,
-              "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
-              "qor-ros2 interface proto: error: the following arguments are required: type\n");
-    const auto badOption =
-        qorCliTest::runCli("interface proto std_msgs/msg/String --quotes", kProtoDomain, true);
-    EXPECT_EQ(badOption.exitCode, 2);
-    EXPECT_EQ(badOption.output,
-              "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
-              "qor-ros2 interface proto: error: unrecognized arguments: --quotes\n");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface proto std_msgs/msg/Strin", kProtoDomain, true), 1,
+        "qor-ros2: unknown message type 'std_msgs/msg/Strin' (see 'qor-ros2 interface list' "
+        "for the known ones)\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface proto", kProtoDomain, true), 2,
+        "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
+        "qor-ros2 interface proto: error: the following arguments are required: type\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface proto std_msgs/msg/String --quotes", kProtoDomain, true), 2,
+        "usage: qor-ros2 interface proto [-h] [--no-quotes] type\n"
+        "qor-ros2 interface proto: error: unrecognized arguments: --quotes\n"));
 }
 
 const qorROS2::QOS kLatched{qorROS2::QOS::TRANSIENT_LOCAL, qorROS2::QOS::RELIABLE,

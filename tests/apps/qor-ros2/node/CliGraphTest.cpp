@@ -7,7 +7,7 @@
 #include <regex>
 #include <string>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/RawPublisher.h"

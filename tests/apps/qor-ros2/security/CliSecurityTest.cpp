@@ -12,7 +12,7 @@
 #include <sstream>
 #include <string>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "Sros2Documents.h"
 
 namespace {

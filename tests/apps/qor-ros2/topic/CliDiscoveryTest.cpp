@@ -14,12 +14,14 @@
 #include <thread>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "endpoints/RawPayloadWriter.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/Subscriber.h"
 
 namespace {
+
+using qorCliTest::linesOf;
 
 constexpr int kDiscoveryDomain = 125;
 
@@ -55,15 +57,6 @@ class RepeatingPublisher {
     std::atomic<bool> m_done{false};
     std::thread m_sender;
 };
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
 
 bool contains(const std::vector<std::string>& lines, const std::string& line) {
     return std::find(lines.begin(), lines.end(), line) != lines.end();

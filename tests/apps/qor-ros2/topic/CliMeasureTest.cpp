@@ -8,7 +8,7 @@
 #include <regex>
 #include <string>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "RepeatingPublisher.h"
 #include "qorROS2/Messages.h"
 
@@ -19,7 +19,7 @@ constexpr int kMeasureDomain = 103;
 template <typename Record>
 using RepeatingPublisher = qorCliTest::RepeatingPublisher<Record>;
 
-qorCliTest::ChildResult runUntilPrinted(const std::string& arguments, const std::string& printed) {
+qorTest::RunResult runUntilPrinted(const std::string& arguments, const std::string& printed) {
     return qorCliTest::runCliUntilPrinted(arguments, printed, kMeasureDomain);
 }
 
@@ -76,9 +76,9 @@ TEST(CliMeasure, DelayIsTheAgeOfTheHeaderStampOnArrival) {
 TEST(CliMeasure, DelayOfATypeWithoutHeaderSaysSoAndExitsWithOne) {
     const RepeatingPublisher<qorROS2::stdMsgs::String> publisher("/cli/no_header", kMeasureDomain,
                                                                  hello);
-    const auto result = qorCliTest::runCli("topic delay /cli/no_header", kMeasureDomain, true);
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_EQ(result.output, "msg does not have header\n");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("topic delay /cli/no_header", kMeasureDomain, true), 1,
+        "msg does not have header\n"));
 }
 
 TEST(CliMeasure, HzPrintsTheRateOfOneTopicAsRos2Does) {
@@ -126,14 +126,12 @@ TEST(CliMeasure, EchoPrintsOneFieldOrCsvAsAsked) {
                                           kMeasureDomain, false);
     EXPECT_EQ(field.exitCode, 0);
     EXPECT_EQ(field.output, "hello\n---\n");
-    const auto csv =
-        qorCliTest::runCli("topic echo --once --csv /cli/echo_format", kMeasureDomain, false);
-    EXPECT_EQ(csv.exitCode, 0);
-    EXPECT_EQ(csv.output, "hello\n");
-    const auto bad =
-        qorCliTest::runCli("topic echo --once --field nope /cli/echo_format", kMeasureDomain, true);
-    EXPECT_EQ(bad.exitCode, 1);
-    EXPECT_EQ(bad.output, "Invalid field 'nope': 'String' object has no attribute 'nope'\n");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("topic echo --once --csv /cli/echo_format", kMeasureDomain, false), 0,
+        "hello\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("topic echo --once --field nope /cli/echo_format", kMeasureDomain, true),
+        1, "Invalid field 'nope': 'String' object has no attribute 'nope'\n"));
 }
 
 TEST(CliMeasure, EchoCutsLongArraysAfter128UnlessToldOtherwise) {

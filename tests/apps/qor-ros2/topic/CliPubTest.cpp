@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "qorROS2/Subscriber.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "qorROS2/Publisher.h"
 
 namespace {

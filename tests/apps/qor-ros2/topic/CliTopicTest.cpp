@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "WaitFor.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/Subscriber.h"

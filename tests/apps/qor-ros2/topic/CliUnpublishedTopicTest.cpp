@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "RepeatingPublisher.h"
 #include "WaitFor.h"
 #include "qorROS2/Messages.h"
@@ -28,13 +28,13 @@ std::string notPublishedYet(const std::string& topic) {
 }
 
 // Reads `child` until `text` holds `wanted`; false, with the evidence, after the deadline.
-::testing::AssertionResult printsWithin(qorE2eTest::OutputChild& child, const std::string& wanted) {
+::testing::AssertionResult printsWithin(qorTest::ChildProcess& child, const std::string& wanted) {
     if (child.readUntil(
             [&](const std::string& text) { return text.find(wanted) != std::string::npos; },
             qorTest::kDeliveryDeadline)) {
         return ::testing::AssertionSuccess();
     }
-    return ::testing::AssertionFailure() << "never printed '" << wanted << "':\n" << child.text();
+    return ::testing::AssertionFailure() << "never printed '" << wanted << "':\n" << child.output();
 }
 
 // A joint state stamped now, for `topic delay`.
@@ -73,7 +73,7 @@ TEST(CliUnpublishedTopic, BwDelayAndHzWarnThenMeasureTheTopicOncePublished) {
          "[0-9.]+ (B|KB|MB)/s from [0-9]+ messages\n"},
         {"delay", notPublishedYet(topic), "average delay: ", "average delay: [0-9]+\\.[0-9]{3}\n"},
     };
-    std::vector<std::unique_ptr<qorE2eTest::OutputChild>> children;
+    std::vector<std::unique_ptr<qorTest::ChildProcess>> children;
     for (const Measuring& measuring : verbs) {
         children.push_back(
             qorCliTest::startCli("topic " + measuring.verb + " " + topic, kUnpublishedDomain));
@@ -85,9 +85,9 @@ TEST(CliUnpublishedTopic, BwDelayAndHzWarnThenMeasureTheTopicOncePublished) {
         topic, kUnpublishedDomain, stampedNow);
     for (std::size_t index = 0; index < verbs.size(); ++index) {
         const Measuring& measuring = verbs[index];
-        qorE2eTest::OutputChild& child = *children[index];
+        qorTest::ChildProcess& child = *children[index];
         ASSERT_TRUE(printsWithin(child, measuring.marker)) << measuring.verb;
-        const std::string& text = child.text();
+        const std::string& text = child.output();
         ASSERT_EQ(text.rfind(measuring.firstLines, 0), 0U) << measuring.verb << ":\n" << text;
         EXPECT_TRUE(std::regex_search(text.begin() + static_cast<long>(measuring.firstLines.size()),
                                       text.end(), std::regex(measuring.measurement),
@@ -108,8 +108,8 @@ TEST(CliUnpublishedTopic, EchoWithATypeWaitsSilentlyForTheTopic) {
             message.data = "later";
             return message;
         });
-    EXPECT_EQ(child->waitForExit(qorTest::kDeliveryDeadline), 0) << child->text();
-    EXPECT_EQ(child->text(), "data: later\n---\n");
+    EXPECT_EQ(child->waitForExit(qorTest::kDeliveryDeadline), 0) << child->output();
+    EXPECT_EQ(child->output(), "data: later\n---\n");
 }
 
 // Every command that `output` suggests in quotes or backquotes, "qor-ros2 ..." up to the quote.
@@ -126,7 +126,7 @@ std::set<std::string> suggestedCommands(const std::string& output) {
 TEST(CliUnpublishedTopic, WhatAMessageSuggestsIsACommandTheToolTakes) {
     std::string outputs;
     // Those that wait for their topic print what they have to say and are stopped.
-    std::vector<std::unique_ptr<qorE2eTest::OutputChild>> waiting;
+    std::vector<std::unique_ptr<qorTest::ChildProcess>> waiting;
     for (const std::string verb : {"bw", "delay", "hz"}) {
         waiting.push_back(
             qorCliTest::startCli("topic " + verb + " /cli/suggest", kUnpublishedDomain));
@@ -136,8 +136,8 @@ TEST(CliUnpublishedTopic, WhatAMessageSuggestsIsACommandTheToolTakes) {
                          qorTest::kDeliveryDeadline);
         child->stop(SIGINT, qorTest::kDeliveryDeadline);
         // ros2's warning, and no advice.
-        EXPECT_EQ(child->text(), notPublishedYet("/cli/suggest"));
-        outputs += child->text();
+        EXPECT_EQ(child->output(), notPublishedYet("/cli/suggest"));
+        outputs += child->output();
     }
     for (const std::string failing :
          {"topic echo /cli/suggest", "topic echo /cli/suggest std_msgs/msg/Strin",

@@ -13,7 +13,7 @@
 #include <thread>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "RepeatingPublisher.h"
 #include "WaitFor.h"
 #include "qorROS2/Messages.h"
