@@ -6,9 +6,10 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <type_traits>
 
 #include "qorROS2/MessageFields.h"
+#include "qorROS2/typesupport/RecordView.h"
+#include "text/FieldFilter.h"
 #include "text/PythonText.h"
 
 namespace qorCli {
@@ -31,42 +32,34 @@ inline std::string shownString(const std::string& value, bool noStrings,
     return value;
 }
 
-/// The interface-definition name of an array's element type, as the summaries of --no-arr
-/// spell it: "double", "float", "boolean", "octet", "int32", "string", "std_msgs/msg/Header";
-/// a char is a uint8 there.
-template <typename Element>
-std::string definitionTypeName(const char* rosElement) {
-    if constexpr (qorROS2::isMessageRecord<Element>) {
-        return std::string(qorROS2::MessageDescription<Element>::package) + "/msg/" +
-               qorROS2::MessageDescription<Element>::name;
-    } else if constexpr (std::is_same_v<Element, std::string>) {
-        return "string";
-    } else if constexpr (std::is_same_v<Element, double>) {
-        return "double";
-    } else if constexpr (std::is_same_v<Element, float>) {
-        return "float";
-    } else if constexpr (std::is_same_v<Element, bool>) {
-        return "boolean";
-    } else if constexpr (std::is_same_v<Element, char>) {
-        return "uint8";  // ROS 2 maps a definition's char to uint8
-    } else {
-        if (rosElement != nullptr && std::string(rosElement) == "byte") {
-            return "octet";
-        }
-        return qorROS2::rosElementTypeName<Element>();
-    }
-}
+/// The interface-definition name of an element kind, as the summaries of --no-arr spell it:
+/// "double", "float", "boolean", "octet", "int32", "string"; a char is a uint8 there. A record's
+/// is `recordName`, "std_msgs/msg/Header".
+std::string definitionTypeName(qorROS2::FieldKind kind, const std::string& recordName);
 
 /// What --no-arr shows instead of an array field: "<sequence type: double, length: 3>" for a
 /// sequence, "<array type: double[9]>" for a fixed-size array.
+std::string arraySummary(const qorROS2::typesupport::ConstFieldView& field);
+
+namespace detail {
+
+std::string arraySummaryText(const std::string& element, bool fixedArray, std::size_t size);
+
+}  // namespace detail
+
+/// As arraySummary of a field, for a typed member whose ROS 2 element type `rosElement` tells
+/// a byte from a uint8.
 template <typename Member>
 std::string arraySummary(const Member& value, const char* rosElement) {
-    const std::string element = definitionTypeName<typename Member::value_type>(rosElement);
-    if constexpr (qorROS2::isFixedArray<Member>) {
-        return "<array type: " + element + "[" + std::to_string(value.size()) + "]>";
-    } else {
-        return "<sequence type: " + element + ", length: " + std::to_string(value.size()) + ">";
+    using Element = typename Member::value_type;
+    std::string recordName;
+    if constexpr (qorROS2::isMessageRecord<Element>) {
+        recordName = qorROS2::rosTypeName<Element>();
     }
+    return detail::arraySummaryText(
+        definitionTypeName(qorROS2::detail::kindOfElement<Element>(isByteElement(rosElement)),
+                           recordName),
+        qorROS2::isFixedArray<Member>, value.size());
 }
 
 }  // namespace qorCli

@@ -56,7 +56,7 @@ std::string typeName(const Value& value) {
             } else if constexpr (std::is_same_v<V, PythonTuple>) {
                 return v.list ? "list" : "tuple";
             } else {
-                return v.ops->typeName(v.rosElement);
+                return v.typeName();
             }
         },
         value.value);
@@ -68,7 +68,7 @@ const PythonView* asView(const Value& value) {
 
 bool isMessage(const Value& value) {
     const PythonView* view = asView(value);
-    return view != nullptr && !view->ops->sequence;
+    return view != nullptr && !view->isSequence();
 }
 
 bool isNumpy(const Value& value) {
@@ -135,12 +135,10 @@ void forEachItem(const Value& value, const std::function<void(const Value&)>& vi
         for (const Value& item : tuple->items) {
             visit(item);
         }
-    } else if (const PythonView* view = asView(value); view != nullptr && view->ops->sequence) {
-        const std::size_t length = view->ops->length(view->data);
-        Value item;
+    } else if (const PythonView* view = asView(value); view != nullptr && view->isSequence()) {
+        const std::size_t length = view->length();
         for (std::size_t i = 0; i < length; ++i) {
-            view->ops->item(view->data, i, view->rosElement, item);
-            visit(item);
+            visit(view->item(i));
         }
     } else {
         raise("TypeError", "'" + typeName(value) + "' object is not iterable");
@@ -157,8 +155,8 @@ std::size_t length(const Value& value) {
     if (const auto* tuple = std::get_if<PythonTuple>(&value.value)) {
         return tuple->items.size();
     }
-    if (const PythonView* view = asView(value); view != nullptr && view->ops->sequence) {
-        return view->ops->length(view->data);
+    if (const PythonView* view = asView(value); view != nullptr && view->isSequence()) {
+        return view->length();
     }
     raise("TypeError", "object of type '" + typeName(value) + "' has no len()");
 }
@@ -187,9 +185,7 @@ bool truth(const Value& value) {
                   "a.any() or a.all()");
         }
         if (size == 1) {
-            Value item;
-            asView(value)->ops->item(asView(value)->data, 0, nullptr, item);
-            return truth(item);
+            return truth(asView(value)->item(0));
         }
         return false;
     }
@@ -545,10 +541,7 @@ Value item(const Value& container, const Value& index) {
     if (const auto* tuple = std::get_if<PythonTuple>(&container.value)) {
         return tuple->items[offset];
     }
-    const PythonView& view = *asView(container);
-    Value out;
-    view.ops->item(view.data, offset, view.rosElement, out);
-    return out;
+    return asView(container)->item(offset);
 }
 
 Value attribute(const Value& object, const std::string& name) {

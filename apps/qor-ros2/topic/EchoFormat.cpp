@@ -33,7 +33,7 @@ PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& form
         if (!pythonAttribute(subject, path[depth], field)) {
             const auto* view = std::get_if<PythonView>(&subject.value);
             throw CommandFailure(detail::invalidFieldMessage(
-                path, depth, view != nullptr ? view->ops->typeName(view->rosElement) : "object"));
+                path, depth, view != nullptr ? view->typeName() : "object"));
         }
         subject = std::move(field);
     }
@@ -41,6 +41,21 @@ PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& form
 }
 
 namespace detail {
+
+std::string echoFieldValue(const qorROS2::typesupport::ConstFieldView& field,
+                           const EchoFormat& format) {
+    return pythonStr(field) + (format.csv ? "\n" : "\n---\n");
+}
+
+qorROS2::typesupport::ConstFieldView echoField(const qorROS2::typesupport::ConstRecordView& record,
+                                               const std::vector<std::string>& path,
+                                               std::size_t depth) {
+    const std::optional<qorROS2::typesupport::ConstFieldView> field = record.findField(path[depth]);
+    if (!field) {
+        throw CommandFailure(invalidFieldMessage(path, depth, pythonTypeName(record)));
+    }
+    return *field;
+}
 
 std::string invalidFieldMessage(const std::vector<std::string>& path, std::size_t missing,
                                 const std::string& typeName) {

@@ -11,11 +11,12 @@
 
 #include "cli/CommandFailure.h"
 #include "qorROS2/MessageFields.h"
-#include "text/FieldFilter.h"
+#include "qorROS2/typesupport/RecordView.h"
 #include "text/PythonValue.h"
 #include "text/PythonValueText.h"
 #include "text/RecordToCsv.h"
 #include "text/RecordToYaml.h"
+#include "text/RecordViews.h"
 
 namespace qorCli {
 
@@ -42,42 +43,55 @@ namespace detail {
 std::string invalidFieldMessage(const std::vector<std::string>& path, std::size_t missing,
                                 const std::string& typeName);
 
-template <typename Value>
-std::string echoValue(const Value& value, const char* rosElement, const EchoFormat& format) {
-    if constexpr (qorROS2::isMessageRecord<Value>) {
-        if (format.csv) {
-            return recordToCsv(value, CsvOptions{format.truncateLength, format.noArrays,
-                                                 format.noStrings}) +
-                   "\n";
-        }
-        return recordToYaml(value, YamlOptions{format.truncateLength, format.noArrays,
-                                               format.noStrings, format.flowStyle}) +
-               "---\n";
-    } else {
-        // A field that is not a message prints as Python prints its value, options unused.
-        return pythonStr(value, rosElement) + (format.csv ? "\n" : "\n---\n");
+/// What echo prints for a selected field that is no single message: Python's str() of its
+/// value, the options unused.
+std::string echoFieldValue(const qorROS2::typesupport::ConstFieldView& field,
+                           const EchoFormat& format);
+
+/// The field of `record` that path[depth] names; CommandFailure in Python's words when it has none.
+qorROS2::typesupport::ConstFieldView echoField(const qorROS2::typesupport::ConstRecordView& record,
+                                               const std::vector<std::string>& path,
+                                               std::size_t depth);
+
+template <typename Record>
+std::string echoValue(const Record& value, const qorROS2::typesupport::ConstRecordView& record,
+                      const EchoFormat& format) {
+    if (format.csv) {
+        return recordToCsv(record,
+                           CsvOptions{format.truncateLength, format.noArrays, format.noStrings}) +
+               "\n";
     }
+    return recordToYaml(value, YamlOptions{format.truncateLength, format.noArrays, format.noStrings,
+                                           format.flowStyle}) +
+           "---\n";
 }
 
-template <typename Value>
-std::string echoSelected(const Value& value, const char* rosElement,
+// `value` is the record `record` views, reached by the first `depth` names of `path`.
+template <typename Record>
+std::string echoSelected(const Record& value, const qorROS2::typesupport::ConstRecordView& record,
                          const std::vector<std::string>& path, std::size_t depth,
                          const EchoFormat& format) {
     if (depth == path.size()) {
-        return echoValue(value, rosElement, format);
+        return echoValue(value, record, format);
     }
-    if constexpr (qorROS2::isMessageRecord<Value>) {
-        std::optional<std::string> text;
-        qorROS2::forEachField(value, [&](const auto& field, const auto& member) {
-            if (!text && isVisibleField(field.name) && path[depth] == field.name) {
-                text = echoSelected(member, field.rosElement, path, depth + 1, format);
-            }
-        });
-        if (text) {
-            return *text;
+    const qorROS2::typesupport::ConstFieldView field = echoField(record, path, depth);
+    if (field.kind() != qorROS2::FieldKind::record ||
+        field.container() != qorROS2::typesupport::Container::single) {
+        if (depth + 1 < path.size()) {
+            throw CommandFailure(invalidFieldMessage(path, depth + 1, pythonTypeName(field)));
         }
+        return echoFieldValue(field, format);
     }
-    throw CommandFailure(invalidFieldMessage(path, depth, pythonTypeName<Value>(rosElement)));
+    // A message on the way: followed in the typed record too, which its YAML needs.
+    std::optional<std::string> text;
+    qorROS2::forEachField(value, [&](const auto& member, const auto& nested) {
+        if constexpr (qorROS2::isMessageRecord<std::decay_t<decltype(nested)>>) {
+            if (!text && field.name() == member.name) {
+                text = echoSelected(nested, field.record(), path, depth + 1, format);
+            }
+        }
+    });
+    return *text;
 }
 
 }  // namespace detail
@@ -95,7 +109,8 @@ PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& form
 /// not have.
 template <typename Record>
 std::string formatEcho(const Record& message, const EchoFormat& format) {
-    return detail::echoSelected(message, nullptr, echoFieldPath(format.field), 0, format);
+    return detail::echoSelected(message, recordViewOf(message), echoFieldPath(format.field), 0,
+                                format);
 }
 
 }  // namespace qorCli

@@ -1,7 +1,9 @@
 #pragma once
 
 // A subscription seen through what `topic bw`, `delay` and `hz` measure of each sample: its
-// serialized size and the stamp of its header, whatever the record.
+// serialized size, the stamp of its header and the message a --filter reads, whatever the type.
+// Samples are taken as bytes and decoded only when the stamp or the message is asked for: ros2's
+// bw takes them raw and so counts samples that would not decode, its delay and hz do not.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,70 +11,68 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "qorROS2/QOS.h"
-#include "qorROS2/Subscriber.h"
+#include "qorROS2/RawSubscriber.h"
+#include "qorROS2/typesupport/TypeSupport.h"
 #include "text/PythonValue.h"
-#include "topic/measure/DelayMeter.h"
 
 namespace qorCli {
 
-/// What a measuring command learns of one sample.
-struct TappedSample {
-    std::size_t serializedBytes = 0;  ///< as it came over the wire, encapsulation included
-    std::optional<std::int64_t> headerStampNanoseconds;  ///< none for a type without header
-    /// The message as a --filter expression sees it; valid until the tap takes the next one.
-    PythonValue message;
-};
-
-/// Takes the samples of one topic, of a type only the tap knows.
-class SampleTap {
+/// One sample a tap took. The stamp and the message are decoded from the bytes on first use;
+/// a sample that does not decode has neither.
+class TappedSample {
   public:
-    virtual ~SampleTap() = default;
-    /// Takes the oldest waiting sample into `sample` and returns true; false when none waits.
-    virtual bool take(TappedSample& sample) = 0;
-    /// Calls `callback` on the middleware's thread whenever data arrives; an empty one stops.
-    virtual void onSample(std::function<void()> callback) = 0;
-    /// A message of the tap's type at its defaults, as a --filter sees it.
-    virtual PythonValue prototype() const = 0;
-};
-
-template <typename Record>
-class RecordSampleTap final : public SampleTap {
-  public:
-    RecordSampleTap(const std::string& topic, const qorROS2::QOS& qos, std::int8_t domain)
-        : m_subscriber(topic, qos, domain) {}
-
-    bool take(TappedSample& sample) override {
-        if (!m_subscriber.receiveMessage(m_message)) {
-            return false;
-        }
-        sample.serializedBytes = m_subscriber.lastSampleSize();
-        sample.headerStampNanoseconds = headerStampNanoseconds(m_message);
-        sample.message = pythonValueOf(m_message, nullptr);
-        return true;
-    }
-
-    void onSample(std::function<void()> callback) override {
-        m_subscriber.onSample(std::move(callback));
-    }
-
-    PythonValue prototype() const override {
-        static const Record defaults{};
-        return pythonValueOf(defaults, nullptr);
-    }
+    /// The size as it came over the wire, encapsulation included.
+    std::size_t serializedBytes() const noexcept { return m_raw.bytes.size(); }
+    /// True when the bytes decode as a sample of the tap's type; the first time warns once per
+    /// tap, naming the topic and what is wrong, when they do not.
+    bool decodes() const;
+    /// The `header.stamp` in nanoseconds; none for a type without header or bytes that do not
+    /// decode.
+    std::optional<std::int64_t> headerStampNanoseconds() const;
+    /// The message as a --filter expression sees it, valid until the tap takes the next one;
+    /// None for bytes that do not decode.
+    PythonValue message() const;
 
   private:
-    qorROS2::Subscriber<Record> m_subscriber;
-    Record m_message{};
+    friend class SampleTap;
+    const qorROS2::typesupport::TypeSupport* m_type = nullptr;
+    const std::string* m_topic = nullptr;
+    bool* m_warned = nullptr;
+    qorROS2::RawSample m_raw;
+    mutable std::optional<qorROS2::typesupport::Sample> m_decoded;
+    mutable bool m_tried = false;
 };
 
-/// A tap of `topic` in `domain` for records of type `Record`.
-template <typename Record>
-std::unique_ptr<SampleTap> makeSampleTap(const std::string& topic, const qorROS2::QOS& qos,
-                                         std::int8_t domain) {
-    return std::make_unique<RecordSampleTap<Record>>(topic, qos, domain);
-}
+/// Takes the serialized samples of one topic, of a type the type support knows.
+class SampleTap {
+  public:
+    /// Subscribes to `topic` in `domain` for samples of `type`, announcing its type hash.
+    SampleTap(const std::string& topic, const qorROS2::typesupport::TypeSupport& type,
+              const qorROS2::QOS& qos, std::int8_t domain);
+    ~SampleTap();
+    // Its samples point at its topic and its warning.
+    SampleTap(const SampleTap&) = delete;
+    SampleTap& operator=(const SampleTap&) = delete;
+
+    /// Takes the oldest waiting sample into `sample` and returns true; false when none waits.
+    bool take(TappedSample& sample);
+    /// Calls `callback` on the middleware's thread whenever data arrives; an empty one stops.
+    void onSample(std::function<void()> callback);
+    /// A message of the tap's type at its defaults, as a --filter sees it.
+    PythonValue prototype() const;
+
+  private:
+    const qorROS2::typesupport::TypeSupport* m_type;
+    std::string m_topic;
+    std::optional<qorROS2::RawSubscriber> m_subscriber;
+    // The simulation clock's topics, taken typed (their bytes kept) while this process reads
+    // the clock for --use-sim-time: the transport has a process take one type either way only.
+    class ClockSubscriber;
+    std::unique_ptr<ClockSubscriber> m_clockSubscriber;
+    qorROS2::typesupport::Sample m_defaults;
+    bool m_warned = false;
+};
 
 }  // namespace qorCli

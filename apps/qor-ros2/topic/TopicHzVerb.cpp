@@ -83,7 +83,9 @@ class TopicHzVerb : public Verb {
         const bool table = topics.size() > 1;
         taps.measure(
             [&](std::size_t topic, const TappedSample& sample) {
-                if (filter != nullptr && !filter->matches(sample.message)) {
+                // ros2 counts the messages it could decode only.
+                if (!sample.decodes() ||
+                    (filter != nullptr && !filter->matches(sample.message()))) {
                     return true;
                 }
                 meter.add(taps.topic(topic), m_wallTime ? systemNanoseconds() : clock.now());

@@ -2,10 +2,12 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 
 #include "cli/ArgumentError.h"
 #include "cli/StopSignal.h"
+#include "qorROS2/typesupport/TypeSupport.h"
 #include "topic/DiscoveredType.h"
 
 namespace qorCli {
@@ -80,8 +82,9 @@ TopicTaps::TopicTaps(const std::vector<std::string>& topics, const std::string& 
     for (const std::string& topic : topics) {
         // One topic after the other, each waited for until it is published, as ros2 does.
         const MessageType& type = given != nullptr ? *given : awaitedType(m_discovery, topic);
-        m_taps.push_back(
-            type.tap(topic, subscriptionQos(m_discovery, topic, qos, spinTime), domain));
+        m_taps.push_back(std::make_unique<SampleTap>(
+            topic, qorROS2::typesupport::getTypeSupport(type.name),
+            subscriptionQos(m_discovery, topic, qos, spinTime), domain));
         // Ctrl-C while looking for the publishers' QoS: the verb prints nothing more.
         throwIfStopRequested();
     }

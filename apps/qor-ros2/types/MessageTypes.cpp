@@ -15,7 +15,7 @@ namespace {
 template <typename Record>
 MessageType makeMessageType() {
     return MessageType{qorROS2::rosTypeName<Record>(), &interfacePrototype<Record>,
-                       &publishTopic<Record>, &echoTopic<Record>, &makeSampleTap<Record>};
+                       &publishTopic<Record>, &echoTopic<Record>};
 }
 
 #define QORCLI_MESSAGE_TYPE(Namespace, Name) makeMessageType<qorROS2::Namespace::Name>(),

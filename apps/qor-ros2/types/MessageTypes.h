@@ -2,11 +2,9 @@
 
 // The 89 message types the tool knows, by their ROS 2 names, with what each command does for them.
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "topic/SampleTap.h"
 #include "topic/TopicOptions.h"
 
 namespace qorCli {
@@ -17,9 +15,6 @@ struct MessageType {
     std::string (*prototype)();           ///< the YAML of `interface proto`
     int (*publish)(const TopicOptions&);  ///< `topic pub`
     int (*echo)(const TopicOptions&);     ///< `topic echo`
-    /// `topic bw`, `delay` and `hz`: a subscription of `topic` measured sample by sample
-    std::unique_ptr<SampleTap> (*tap)(const std::string& topic, const qorROS2::QOS& qos,
-                                      std::int8_t domain);
 };
 
 /// Every type, sorted by name.

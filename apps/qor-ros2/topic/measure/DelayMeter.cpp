@@ -49,3 +49,20 @@ std::optional<std::string> DelayMeter::report() const {
 }
 
 }  // namespace qorCli
+
+namespace qorCli {
+
+std::optional<std::int64_t> headerStampNanoseconds(
+    const qorROS2::typesupport::ConstRecordView& message) {
+    const auto header = message.findField("header");
+    if (!header || header->kind() != qorROS2::FieldKind::record ||
+        header->container() != qorROS2::typesupport::Container::single ||
+        header->description().record->rosName() != "std_msgs/msg/Header") {
+        return std::nullopt;
+    }
+    const qorROS2::typesupport::ConstRecordView stamp = header->record().field("stamp").record();
+    return std::get<std::int64_t>(stamp.field("sec").scalar()) * 1000000000 +
+           static_cast<std::int64_t>(std::get<std::uint64_t>(stamp.field("nanosec").scalar()));
+}
+
+}  // namespace qorCli

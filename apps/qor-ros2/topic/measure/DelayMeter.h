@@ -9,7 +9,9 @@
 #include <string>
 #include <type_traits>
 
-#include "qorROS2/Messages.h"
+#include "qorROS2/MessageFields.h"
+#include "qorROS2/typesupport/RecordView.h"
+#include "text/RecordViews.h"
 
 namespace qorCli {
 
@@ -46,23 +48,15 @@ class DelayMeter {
 /// What ros2 reports for a topic whose type has no header to take the stamp from.
 inline constexpr const char* kNoHeaderMessage = "msg does not have header";
 
-/// The `header.stamp` of `record` in nanoseconds, for records with a std_msgs/Header `header`;
+/// The `header.stamp` of `message` in nanoseconds, for messages with a std_msgs/Header `header`;
 /// none for the others.
-template <typename Record>
+std::optional<std::int64_t> headerStampNanoseconds(
+    const qorROS2::typesupport::ConstRecordView& message);
+
+/// The same of a typed message record.
+template <typename Record, typename = std::enable_if_t<qorROS2::isMessageRecord<Record>>>
 std::optional<std::int64_t> headerStampNanoseconds(const Record& record) {
-    std::optional<std::int64_t> stamp;
-    if constexpr (qorROS2::isMessageRecord<Record>) {
-        qorROS2::forEachField(record, [&](const auto& field, const auto& member) {
-            using Member = std::decay_t<decltype(member)>;
-            if constexpr (std::is_same_v<Member, qorROS2::stdMsgs::Header>) {
-                if (std::string(field.name) == "header") {
-                    stamp = std::int64_t{member.stamp.sec} * 1000000000 +
-                            std::int64_t{member.stamp.nanosec};
-                }
-            }
-        });
-    }
-    return stamp;
+    return headerStampNanoseconds(recordViewOf(record));
 }
 
 }  // namespace qorCli
