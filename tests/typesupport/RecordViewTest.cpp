@@ -90,6 +90,15 @@ TEST(RecordView, OfATypedRecordReadsThatRecord) {
     EXPECT_EQ(joints.effort.size(), 4U);
 }
 
+TEST(RecordView, OfARecordOnlyNestedInMessagesReadsThatRecord) {
+    stdMsgs::MultiArrayDimension dimension{};
+    dimension.label = "rows";
+    EXPECT_EQ(viewOfRecord(std::as_const(dimension)).field("label").string(), "rows");
+    EXPECT_EQ(&getRecordDescription("std_msgs/msg/MultiArrayDimension"),
+              getTypeSupport("std_msgs/msg/MultiArrayLayout").fields()[0].record);
+    EXPECT_THROW(getRecordDescription("std_msgs/msg/NoSuchRecord"), TypeSupportError);
+}
+
 TEST(RecordView, TellsFieldKindsAndContainersApart) {
     const ConstRecordView image = viewOf(static_cast<const Sample&>(
         getTypeSupport("sensor_msgs/msg/CompressedImage").createSample()));

@@ -88,6 +88,13 @@ class RecordCatalogue {
         return *m_records.emplace(name, std::move(record)).first->second;
     }
 
+    /// The description named `rosName`, a message or a record only nested in messages; nullptr
+    /// for any other name.
+    const RecordDescription* find(const std::string& rosName) const {
+        const auto found = m_records.find(rosName);
+        return found == m_records.end() ? nullptr : found->second.get();
+    }
+
   private:
     template <typename Record, std::size_t... Index>
     void addFields(std::vector<FieldDescription>& fields, std::index_sequence<Index...>) {

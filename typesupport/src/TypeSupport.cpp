@@ -161,6 +161,14 @@ const TypeSupport* findTypeSupport(const std::string& name) {
     return found != types.end() && (*found)->rosName() == full ? *found : nullptr;
 }
 
+const RecordDescription& getRecordDescription(const std::string& rosName) {
+    const RecordDescription* record = registry().catalogue.find(rosName);
+    if (record == nullptr) {
+        throw TypeSupportError("no record type named '" + rosName + "'");
+    }
+    return *record;
+}
+
 const TypeSupport& getTypeSupport(const std::string& name) {
     const TypeSupport* type = findTypeSupport(name);
     if (type == nullptr) {

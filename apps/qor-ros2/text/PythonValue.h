@@ -13,7 +13,6 @@
 
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/typesupport/RecordView.h"
-#include "text/RecordViews.h"
 
 namespace qorCli {
 
@@ -81,7 +80,7 @@ PythonValue pythonElementOf(const qorROS2::typesupport::ConstFieldView& field, s
 /// A typed message record as Python sees it: a view of `message`.
 template <typename Record, typename = std::enable_if_t<qorROS2::isMessageRecord<Record>>>
 PythonValue pythonValueOf(const Record& message, const char* /*rosElement*/ = nullptr) {
-    return pythonValueOf(recordViewOf(message));
+    return pythonValueOf(qorROS2::typesupport::viewOfRecord(message));
 }
 
 /// The field `name` of `object` into `out`, when `object` is a message that has it.

@@ -10,7 +10,6 @@
 
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/typesupport/RecordView.h"
-#include "text/RecordViews.h"
 
 namespace qorCli {
 
@@ -25,7 +24,7 @@ std::string pythonMessageRepr(const qorROS2::typesupport::ConstRecordView& messa
 /// repr() of a typed message record.
 template <typename Record, typename = std::enable_if_t<qorROS2::isMessageRecord<Record>>>
 std::string pythonMessageRepr(const Record& message) {
-    return pythonMessageRepr(recordViewOf(message));
+    return pythonMessageRepr(qorROS2::typesupport::viewOfRecord(message));
 }
 
 /// repr() of a field's value: its element, or its array or sequence.

@@ -10,7 +10,6 @@
 
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/typesupport/RecordView.h"
-#include "text/RecordViews.h"
 
 namespace qorCli {
 
@@ -29,7 +28,7 @@ std::string recordToCsv(const qorROS2::typesupport::ConstRecordView& record,
 /// The comma-separated values of a typed message record, without a newline.
 template <typename Record, typename = std::enable_if_t<qorROS2::isMessageRecord<Record>>>
 std::string recordToCsv(const Record& record, const CsvOptions& options = {}) {
-    return recordToCsv(recordViewOf(record), options);
+    return recordToCsv(qorROS2::typesupport::viewOfRecord(record), options);
 }
 
 }  // namespace qorCli

@@ -16,7 +16,6 @@
 #include "text/PythonValueText.h"
 #include "text/RecordToCsv.h"
 #include "text/RecordToYaml.h"
-#include "text/RecordViews.h"
 
 namespace qorCli {
 
@@ -109,8 +108,8 @@ PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& form
 /// not have.
 template <typename Record>
 std::string formatEcho(const Record& message, const EchoFormat& format) {
-    return detail::echoSelected(message, recordViewOf(message), echoFieldPath(format.field), 0,
-                                format);
+    return detail::echoSelected(message, qorROS2::typesupport::viewOfRecord(message),
+                                echoFieldPath(format.field), 0, format);
 }
 
 }  // namespace qorCli

@@ -11,7 +11,6 @@
 
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/typesupport/RecordView.h"
-#include "text/RecordViews.h"
 
 namespace qorCli {
 
@@ -56,7 +55,7 @@ std::optional<std::int64_t> headerStampNanoseconds(
 /// The same of a typed message record.
 template <typename Record, typename = std::enable_if_t<qorROS2::isMessageRecord<Record>>>
 std::optional<std::int64_t> headerStampNanoseconds(const Record& record) {
-    return headerStampNanoseconds(recordViewOf(record));
+    return headerStampNanoseconds(qorROS2::typesupport::viewOfRecord(record));
 }
 
 }  // namespace qorCli
