@@ -90,6 +90,23 @@ TEST(RecordView, OfATypedRecordReadsThatRecord) {
     EXPECT_EQ(joints.effort.size(), 4U);
 }
 
+TEST(RecordView, OfARecordOnlyNestedInMessagesReadsThatRecord) {
+    stdMsgs::MultiArrayLayout layout{};
+    layout.dim.resize(2);
+    layout.dim[1].label = "columns";
+    const ConstRecordView view = viewOfRecord(std::as_const(layout));
+    EXPECT_EQ(view.description().rosName(), "std_msgs/msg/MultiArrayLayout");
+    EXPECT_EQ(view.field("dim").record(1).field("label").string(), "columns");
+    EXPECT_EQ(&view.field("dim").description().record->fields(),
+              &getRecordDescription("std_msgs/msg/MultiArrayDimension").fields());
+    try {
+        getRecordDescription("std_msgs/MultiArrayLayout");
+        ADD_FAILURE() << "a short name was taken";
+    } catch (const TypeSupportError& error) {
+        EXPECT_STREQ(error.what(), "unknown record type 'std_msgs/MultiArrayLayout'");
+    }
+}
+
 TEST(RecordView, TellsFieldKindsAndContainersApart) {
     const ConstRecordView image = viewOf(static_cast<const Sample&>(
         getTypeSupport("sensor_msgs/msg/CompressedImage").createSample()));

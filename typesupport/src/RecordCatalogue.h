@@ -88,6 +88,12 @@ class RecordCatalogue {
         return *m_records.emplace(name, std::move(record)).first->second;
     }
 
+    /// The description named `rosName`, standalone or nested only; nullptr for any other name.
+    const RecordDescription* find(const std::string& rosName) const {
+        const auto found = m_records.find(rosName);
+        return found != m_records.end() ? found->second.get() : nullptr;
+    }
+
   private:
     template <typename Record, std::size_t... Index>
     void addFields(std::vector<FieldDescription>& fields, std::index_sequence<Index...>) {

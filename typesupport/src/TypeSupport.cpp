@@ -161,6 +161,14 @@ const TypeSupport* findTypeSupport(const std::string& name) {
     return found != types.end() && (*found)->rosName() == full ? *found : nullptr;
 }
 
+const RecordDescription& getRecordDescription(const std::string& rosName) {
+    const RecordDescription* description = registry().catalogue.find(rosName);
+    if (description == nullptr) {
+        throw TypeSupportError("unknown record type '" + rosName + "'");
+    }
+    return *description;
+}
+
 const TypeSupport& getTypeSupport(const std::string& name) {
     const TypeSupport* type = findTypeSupport(name);
     if (type == nullptr) {

@@ -133,14 +133,15 @@ class QORTYPESUPPORT_EXPORT RecordView : public ConstRecordView {
 QORTYPESUPPORT_EXPORT ConstRecordView viewOf(const Sample& sample);
 QORTYPESUPPORT_EXPORT RecordView viewOf(Sample& sample);
 
-/// A typed record of one of the message types, read in place, or read and written.
+/// A typed record, of one of the message types or only nested in them, read in place, or read
+/// and written.
 template <typename Record>
 ConstRecordView viewOfRecord(const Record& record) {
-    return ConstRecordView(getTypeSupport(rosTypeName<Record>()).description(), &record);
+    return ConstRecordView(getRecordDescription(rosTypeName<Record>()), &record);
 }
 template <typename Record>
 RecordView viewOfRecord(Record& record) {
-    return RecordView(getTypeSupport(rosTypeName<Record>()).description(), &record);
+    return RecordView(getRecordDescription(rosTypeName<Record>()), &record);
 }
 
 }  // namespace qorROS2::typesupport
