@@ -11,11 +11,11 @@
 
 #include "cli/CommandFailure.h"
 #include "qorROS2/MessageFields.h"
+#include "qorROS2/typesupport/Yaml.h"
 #include "text/FieldFilter.h"
 #include "text/PythonValue.h"
 #include "text/PythonValueText.h"
 #include "text/RecordToCsv.h"
-#include "text/RecordToYaml.h"
 
 namespace qorCli {
 
@@ -50,8 +50,10 @@ std::string echoValue(const Value& value, const char* rosElement, const EchoForm
                                                  format.noStrings}) +
                    "\n";
         }
-        return recordToYaml(value, YamlOptions{format.truncateLength, format.noArrays,
-                                               format.noStrings, format.flowStyle}) +
+        return qorROS2::typesupport::toYaml(
+                   qorROS2::typesupport::viewOfRecord(value),
+                   qorROS2::typesupport::YamlOptions{format.truncateLength, format.noArrays,
+                                                     format.noStrings, format.flowStyle}) +
                "---\n";
     } else {
         // A field that is not a message prints as Python prints its value, options unused.
