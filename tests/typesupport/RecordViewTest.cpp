@@ -91,12 +91,20 @@ TEST(RecordView, OfATypedRecordReadsThatRecord) {
 }
 
 TEST(RecordView, OfARecordOnlyNestedInMessagesReadsThatRecord) {
-    stdMsgs::MultiArrayDimension dimension{};
-    dimension.label = "rows";
-    EXPECT_EQ(viewOfRecord(std::as_const(dimension)).field("label").string(), "rows");
-    EXPECT_EQ(&getRecordDescription("std_msgs/msg/MultiArrayDimension"),
-              getTypeSupport("std_msgs/msg/MultiArrayLayout").fields()[0].record);
-    EXPECT_THROW(getRecordDescription("std_msgs/msg/NoSuchRecord"), TypeSupportError);
+    stdMsgs::MultiArrayLayout layout{};
+    layout.dim.resize(2);
+    layout.dim[1].label = "columns";
+    const ConstRecordView view = viewOfRecord(std::as_const(layout));
+    EXPECT_EQ(view.description().rosName(), "std_msgs/msg/MultiArrayLayout");
+    EXPECT_EQ(view.field("dim").record(1).field("label").string(), "columns");
+    EXPECT_EQ(&view.field("dim").description().record->fields(),
+              &getRecordDescription("std_msgs/msg/MultiArrayDimension").fields());
+    try {
+        getRecordDescription("std_msgs/MultiArrayLayout");
+        ADD_FAILURE() << "a short name was taken";
+    } catch (const TypeSupportError& error) {
+        EXPECT_STREQ(error.what(), "unknown record type 'std_msgs/MultiArrayLayout'");
+    }
 }
 
 TEST(RecordView, TellsFieldKindsAndContainersApart) {

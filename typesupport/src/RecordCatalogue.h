@@ -88,11 +88,10 @@ class RecordCatalogue {
         return *m_records.emplace(name, std::move(record)).first->second;
     }
 
-    /// The description named `rosName`, a message or a record only nested in messages; nullptr
-    /// for any other name.
+    /// The description named `rosName`, standalone or nested only; nullptr for any other name.
     const RecordDescription* find(const std::string& rosName) const {
         const auto found = m_records.find(rosName);
-        return found == m_records.end() ? nullptr : found->second.get();
+        return found != m_records.end() ? found->second.get() : nullptr;
     }
 
   private:

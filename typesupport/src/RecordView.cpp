@@ -6,6 +6,8 @@
 #include <limits>
 #include <utility>
 
+#include "KindRanges.h"
+
 namespace qorROS2::typesupport {
 
 namespace {
@@ -28,35 +30,6 @@ std::string describeScalar(const Scalar& value) {
 bool isOctetKind(FieldKind kind) {
     return kind == FieldKind::byte || kind == FieldKind::character || kind == FieldKind::int8 ||
            kind == FieldKind::uint8;
-}
-
-/// The range of an integer kind, as signed bounds when it is signed.
-struct IntegerRange {
-    std::int64_t lowest;
-    std::uint64_t highest;
-};
-
-IntegerRange rangeOf(FieldKind kind) {
-    switch (kind) {
-        case FieldKind::int8:
-            return {INT8_MIN, INT8_MAX};
-        case FieldKind::int16:
-            return {INT16_MIN, INT16_MAX};
-        case FieldKind::int32:
-            return {INT32_MIN, INT32_MAX};
-        case FieldKind::int64:
-            return {INT64_MIN, INT64_MAX};
-        case FieldKind::byte:
-        case FieldKind::character:
-        case FieldKind::uint8:
-            return {0, UINT8_MAX};
-        case FieldKind::uint16:
-            return {0, UINT16_MAX};
-        case FieldKind::uint32:
-            return {0, UINT32_MAX};
-        default:
-            return {0, UINT64_MAX};
-    }
 }
 
 template <typename Number>
@@ -246,7 +219,7 @@ void FieldView::setScalar(std::size_t index, const Scalar& value) const {
     if (std::holds_alternative<double>(value)) {
         refuse("it takes an integer");
     }
-    const IntegerRange range = rangeOf(kind());
+    const detail::IntegerRange range = detail::rangeOf(kind());
     bool fits = false;
     if (const auto* s = std::get_if<std::int64_t>(&value)) {
         fits = *s >= range.lowest && (*s < 0 || static_cast<std::uint64_t>(*s) <= range.highest);

@@ -162,11 +162,11 @@ const TypeSupport* findTypeSupport(const std::string& name) {
 }
 
 const RecordDescription& getRecordDescription(const std::string& rosName) {
-    const RecordDescription* record = registry().catalogue.find(rosName);
-    if (record == nullptr) {
-        throw TypeSupportError("no record type named '" + rosName + "'");
+    const RecordDescription* description = registry().catalogue.find(rosName);
+    if (description == nullptr) {
+        throw TypeSupportError("unknown record type '" + rosName + "'");
     }
-    return *record;
+    return *description;
 }
 
 const TypeSupport& getTypeSupport(const std::string& name) {

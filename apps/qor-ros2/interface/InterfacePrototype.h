@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "text/RecordToYaml.h"
+#include "qorROS2/typesupport/Yaml.h"
 
 namespace qorCli {
 
@@ -13,7 +13,8 @@ namespace qorCli {
 /// newline: what `ros2 interface proto` prints between its quotes.
 template <typename Record>
 std::string interfacePrototype() {
-    return recordToYaml(Record{});
+    const Record record{};
+    return qorROS2::typesupport::toYaml(qorROS2::typesupport::viewOfRecord(record));
 }
 
 }  // namespace qorCli

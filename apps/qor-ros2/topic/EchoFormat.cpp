@@ -1,5 +1,9 @@
 #include "topic/EchoFormat.h"
 
+#include "qorROS2/typesupport/Yaml.h"
+#include "text/PythonValueText.h"
+#include "text/RecordToCsv.h"
+
 namespace qorCli {
 
 std::vector<std::string> echoFieldPath(const std::string& field) {
@@ -68,5 +72,46 @@ std::string invalidFieldMessage(const std::vector<std::string>& path, std::size_
 }
 
 }  // namespace detail
+
+namespace {
+
+std::string echoValue(const qorROS2::typesupport::ConstRecordView& record,
+                      const EchoFormat& format) {
+    if (format.csv) {
+        return recordToCsv(record,
+                           CsvOptions{format.truncateLength, format.noArrays, format.noStrings}) +
+               "\n";
+    }
+    return qorROS2::typesupport::toYaml(
+               record, qorROS2::typesupport::YamlOptions{format.truncateLength, format.noArrays,
+                                                         format.noStrings, format.flowStyle}) +
+           "---\n";
+}
+
+// `record` is reached by the first `depth` names of `path`.
+std::string echoSelected(const qorROS2::typesupport::ConstRecordView& record,
+                         const std::vector<std::string>& path, std::size_t depth,
+                         const EchoFormat& format) {
+    if (depth == path.size()) {
+        return echoValue(record, format);
+    }
+    const qorROS2::typesupport::ConstFieldView field = detail::echoField(record, path, depth);
+    if (field.kind() != qorROS2::FieldKind::record ||
+        field.container() != qorROS2::typesupport::Container::single) {
+        if (depth + 1 < path.size()) {
+            throw CommandFailure(
+                detail::invalidFieldMessage(path, depth + 1, pythonTypeName(field)));
+        }
+        return detail::echoFieldValue(field, format);
+    }
+    return echoSelected(field.record(), path, depth + 1, format);
+}
+
+}  // namespace
+
+std::string formatEcho(const qorROS2::typesupport::ConstRecordView& message,
+                       const EchoFormat& format) {
+    return echoSelected(message, echoFieldPath(format.field), 0, format);
+}
 
 }  // namespace qorCli

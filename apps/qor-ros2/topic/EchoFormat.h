@@ -6,16 +6,12 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "cli/CommandFailure.h"
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/typesupport/RecordView.h"
 #include "text/PythonValue.h"
-#include "text/PythonValueText.h"
-#include "text/RecordToCsv.h"
-#include "text/RecordToYaml.h"
 
 namespace qorCli {
 
@@ -52,47 +48,6 @@ qorROS2::typesupport::ConstFieldView echoField(const qorROS2::typesupport::Const
                                                const std::vector<std::string>& path,
                                                std::size_t depth);
 
-template <typename Record>
-std::string echoValue(const Record& value, const qorROS2::typesupport::ConstRecordView& record,
-                      const EchoFormat& format) {
-    if (format.csv) {
-        return recordToCsv(record,
-                           CsvOptions{format.truncateLength, format.noArrays, format.noStrings}) +
-               "\n";
-    }
-    return recordToYaml(value, YamlOptions{format.truncateLength, format.noArrays, format.noStrings,
-                                           format.flowStyle}) +
-           "---\n";
-}
-
-// `value` is the record `record` views, reached by the first `depth` names of `path`.
-template <typename Record>
-std::string echoSelected(const Record& value, const qorROS2::typesupport::ConstRecordView& record,
-                         const std::vector<std::string>& path, std::size_t depth,
-                         const EchoFormat& format) {
-    if (depth == path.size()) {
-        return echoValue(value, record, format);
-    }
-    const qorROS2::typesupport::ConstFieldView field = echoField(record, path, depth);
-    if (field.kind() != qorROS2::FieldKind::record ||
-        field.container() != qorROS2::typesupport::Container::single) {
-        if (depth + 1 < path.size()) {
-            throw CommandFailure(invalidFieldMessage(path, depth + 1, pythonTypeName(field)));
-        }
-        return echoFieldValue(field, format);
-    }
-    // A message on the way: followed in the typed record too, which its YAML needs.
-    std::optional<std::string> text;
-    qorROS2::forEachField(value, [&](const auto& member, const auto& nested) {
-        if constexpr (qorROS2::isMessageRecord<std::decay_t<decltype(nested)>>) {
-            if (!text && field.name() == member.name) {
-                text = echoSelected(nested, field.record(), path, depth + 1, format);
-            }
-        }
-    });
-    return *text;
-}
-
 }  // namespace detail
 
 /// What `ros2 topic echo --raw` prints for a sample of `bytes`: Python's repr of the bytes,
@@ -106,10 +61,12 @@ PythonValue echoFilterSubject(const PythonValue& message, const EchoFormat& form
 /// line by default, one CSV line with --csv; a selected field that is no message prints as
 /// Python prints its value. Throws CommandFailure when `format.field` names a field `message` does
 /// not have.
+std::string formatEcho(const qorROS2::typesupport::ConstRecordView& message,
+                       const EchoFormat& format);
+
 template <typename Record>
 std::string formatEcho(const Record& message, const EchoFormat& format) {
-    return detail::echoSelected(message, qorROS2::typesupport::viewOfRecord(message),
-                                echoFieldPath(format.field), 0, format);
+    return formatEcho(qorROS2::typesupport::viewOfRecord(message), format);
 }
 
 }  // namespace qorCli

@@ -11,15 +11,45 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "cli/RosClock.h"
 #include "cli/StopSignal.h"
+#include "cli/UsageError.h"
 #include "qorROS2/Publisher.h"
+#include "qorROS2/typesupport/Yaml.h"
 #include "text/PythonValueText.h"
-#include "text/YamlToRecord.h"
 #include "topic/TopicOptions.h"
 
 namespace qorCli {
+
+/// The stamps of a record that `topic pub` sets to the current time as it sends each message:
+/// each builtin_interfaces/Time field given as `now`, and the stamp of each std_msgs/Header
+/// given as `auto` (whose frame_id stays empty). They point into the record filled.
+using StampFields = std::vector<qorROS2::builtinInterfaces::Time*>;
+
+/// Whether the YAML text `values` is a mapping. Throws UsageError when it is not YAML.
+bool valuesAreMapping(const std::string& values);
+
+/// Fills `record`, at its defaults, as the YAML text `values` describes it; with `stamps`,
+/// `header: auto` and `stamp: now` are taken as stamps to set later, into `stamps`, which point
+/// into `record`. Throws UsageError, naming the field, when the text is not YAML, names a field
+/// the record does not have, or gives a value of the wrong type or (for a fixed array) length.
+void fillFromYaml(const std::string& values, const qorROS2::typesupport::RecordView& record,
+                  StampFields* stamps);
+
+template <typename Record>
+void fillRecordFromYaml(const std::string& values, Record& record, StampFields* stamps) {
+    fillFromYaml(values, qorROS2::typesupport::viewOfRecord(record), stamps);
+}
+
+/// The record that the YAML text `values` describes, as fillRecordFromYaml reads it.
+template <typename Record>
+Record recordFromYaml(const std::string& values) {
+    Record record{};
+    fillRecordFromYaml(values, record, nullptr);
+    return record;
+}
 
 /// How often the publisher checks for matched subscriptions, and how often it says that it is
 /// still waiting for them.

@@ -11,8 +11,8 @@
 #include "cli/UsageError.h"
 #include "cli/Verb.h"
 #include "qorROS2/NodeIdentity.h"
-#include "text/YamlToRecord.h"
 #include "topic/DiscoveredType.h"
+#include "topic/TopicPub.h"
 
 namespace qorCli {
 namespace {
@@ -68,7 +68,7 @@ class TopicPubVerb : public Verb {
         TopicOptions options;
         options.topic = m_topic;
         options.values = m_app.count("values") > 0 ? m_values : "{}";
-        if (!loadValues(options.values).IsMap()) {
+        if (!valuesAreMapping(options.values)) {
             throw CommandFailure("The passed value needs to be a dictionary in YAML format");
         }
         options.rate = m_rate;

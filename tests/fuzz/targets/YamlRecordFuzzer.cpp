@@ -1,7 +1,7 @@
 // Feeds arbitrary text to the path that `qor-ros2 topic pub` takes from its YAML argument to a
-// record, for all message records. Text that is not acceptable must be refused with the usage
-// error the command prints, never anything else; a record that comes out is encoded, decoded and
-// encoded again, and the two encodings must be the same bytes.
+// record, for all message records. Text that is not acceptable must be refused with the type
+// support's error, which the command prints, never anything else; a record that comes out is
+// encoded, decoded and encoded again, and the two encodings must be the same bytes.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,8 +13,7 @@
 
 #include "FuzzedRecords.h"
 #include "cdr/CdrCodec.h"
-#include "cli/UsageError.h"
-#include "text/YamlToRecord.h"
+#include "qorROS2/typesupport/Yaml.h"
 
 namespace {
 
@@ -22,8 +21,9 @@ template <typename T>
 void fuzzRecord(const char* text, std::size_t size) {
     T record{};
     try {
-        record = qorCli::recordFromYaml<T>(std::string(text, size));
-    } catch (const qorCli::UsageError&) {
+        qorROS2::typesupport::fromYaml(std::string(text, size),
+                                       qorROS2::typesupport::viewOfRecord(record));
+    } catch (const qorROS2::typesupport::TypeSupportError&) {
         return;
     }
     std::vector<std::uint8_t> first(qorROS2::cdr::encodedSize(record));

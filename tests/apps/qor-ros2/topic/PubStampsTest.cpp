@@ -7,7 +7,7 @@
 
 #include "cli/UsageError.h"
 #include "qorROS2/Messages.h"
-#include "text/YamlToRecord.h"
+#include "topic/TopicPub.h"
 
 namespace {
 

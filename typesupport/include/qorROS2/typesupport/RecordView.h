@@ -133,7 +133,8 @@ class QORTYPESUPPORT_EXPORT RecordView : public ConstRecordView {
 QORTYPESUPPORT_EXPORT ConstRecordView viewOf(const Sample& sample);
 QORTYPESUPPORT_EXPORT RecordView viewOf(Sample& sample);
 
-/// A typed record, a message or a record nested in one, read in place, or read and written.
+/// A typed record, of one of the message types or only nested in them, read in place, or read
+/// and written.
 template <typename Record>
 ConstRecordView viewOfRecord(const Record& record) {
     return ConstRecordView(getRecordDescription(rosTypeName<Record>()), &record);

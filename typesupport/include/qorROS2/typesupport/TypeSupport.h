@@ -214,8 +214,8 @@ QORTYPESUPPORT_EXPORT const std::vector<const TypeSupport*>& typeSupports();
 /// decides how an unknown name is reported.
 QORTYPESUPPORT_EXPORT const TypeSupport* findTypeSupport(const std::string& name);
 
-/// The description of the record type named "pkg/msg/Name": one of the message types or a record
-/// only nested in them ("std_msgs/msg/MultiArrayDimension"); a TypeSupportError for any other name.
+/// The description of any record type by its full name, "std_msgs/msg/MultiArrayLayout": one of
+/// the message types or a record only nested in them. A TypeSupportError for any other name.
 QORTYPESUPPORT_EXPORT const RecordDescription& getRecordDescription(const std::string& rosName);
 
 /// As findTypeSupport, but a TypeSupportError for an unknown name.

@@ -1,12 +1,14 @@
-#include "text/YamlScalars.h"
+// Scalars written the way ros2's tools write them: Python's repr of the value through PyYAML.
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <regex>
 
-#include "text/PythonText.h"
+#include "qorROS2/typesupport/Yaml.h"
 
-namespace qorCli {
+namespace qorROS2::typesupport {
 
 namespace {
 
@@ -115,22 +117,45 @@ bool needsQuotesInFlow(const std::string& value) {
 
 }  // namespace
 
-std::string formatFloat(double value) {
+std::string yamlFloat(double value) {
     if (std::isnan(value)) {
         return ".nan";
     }
     if (std::isinf(value)) {
         return value > 0 ? ".inf" : "-.inf";
     }
-    std::string text = pythonFloatRepr(value);
-    const auto e = text.find('e');
-    if (text.find('.') == std::string::npos && e != std::string::npos) {
-        text.insert(e, ".0");
+    // The shortest digits that read back as the same double, as Python's repr picks them.
+    char buffer[64];
+    const auto result =
+        std::to_chars(buffer, buffer + sizeof(buffer), value, std::chars_format::scientific);
+    const std::string text(buffer, result.ptr);
+    const std::size_t e = text.find('e');
+    const int exponent = std::stoi(text.substr(e + 1));
+    const bool negative = text[0] == '-';
+    std::string digits;
+    for (std::size_t i = negative ? 1 : 0; i < e; ++i) {
+        if (text[i] != '.') {
+            digits += text[i];
+        }
     }
-    return text;
+    const std::string sign = negative ? "-" : "";
+    if (exponent >= -4 && exponent < 16) {
+        if (exponent < 0) {
+            return sign + "0." + std::string(static_cast<std::size_t>(-exponent - 1), '0') + digits;
+        }
+        const auto point = static_cast<std::size_t>(exponent) + 1;
+        if (digits.size() <= point) {
+            return sign + digits + std::string(point - digits.size(), '0') + ".0";
+        }
+        return sign + digits.substr(0, point) + "." + digits.substr(point);
+    }
+    // Python writes "1e-05"; PyYAML adds the ".0" that makes YAML 1.1 read it as a float.
+    char suffix[16];
+    std::snprintf(suffix, sizeof(suffix), "e%c%02d", exponent < 0 ? '-' : '+', std::abs(exponent));
+    return sign + digits.substr(0, 1) + "." + (digits.size() > 1 ? digits.substr(1) : "0") + suffix;
 }
 
-std::string formatString(const std::string& value, YamlPlace place, std::size_t lineIndent) {
+std::string yamlString(const std::string& value, YamlPlace place, std::size_t lineIndent) {
     char previous = '\0';
     for (char ch : value) {
         const auto c = static_cast<unsigned char>(ch);
@@ -168,9 +193,9 @@ std::string formatString(const std::string& value, YamlPlace place, std::size_t 
     return out + "'";
 }
 
-std::string formatByte(std::uint8_t value, YamlPlace place, std::size_t lineIndent) {
+std::string yamlByte(std::uint8_t value, YamlPlace place, std::size_t lineIndent) {
     if (value < 0x80) {
-        return formatString(std::string(1, static_cast<char>(value)), place, lineIndent);
+        return yamlString(std::string(1, static_cast<char>(value)), place, lineIndent);
     }
     if (value < 0xA0) {
         char escaped[8];
@@ -184,4 +209,4 @@ std::string formatByte(std::uint8_t value, YamlPlace place, std::size_t lineInde
     return utf8;
 }
 
-}  // namespace qorCli
+}  // namespace qorROS2::typesupport
