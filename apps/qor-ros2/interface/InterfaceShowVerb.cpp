@@ -6,8 +6,8 @@
 
 #include "cli/CommandOptions.h"
 #include "cli/Verb.h"
-#include "types/MessageTypes.h"
 #include "qorROS2/typesupport/TypeSupport.h"
+#include "types/MessageTypes.h"
 
 namespace qorCli {
 namespace {
@@ -21,8 +21,7 @@ class InterfaceShowVerb : public Verb {
 
     int run() override {
         // The tool's own lookup gives its error text for an unknown name.
-        const std::string& text =
-            qorROS2::typesupport::getTypeSupport(findMessageType(m_type).name).definitionText();
+        const std::string& text = knownTypeSupport(m_type).definitionText();
         std::fwrite(text.data(), 1, text.size(), stdout);
         return 0;
     }

@@ -3,6 +3,8 @@
 #include <set>
 
 #include "cli/CommandOptions.h"
+#include "interface/InterfacePrototype.h"
+#include "qorROS2/typesupport/TypeSupport.h"
 #include "types/MessageTypes.h"
 
 namespace qorCli {
@@ -17,8 +19,8 @@ std::string packageOf(const std::string& typeName) {
 
 std::vector<std::string> interfacePackages() {
     std::set<std::string> packages;
-    for (const MessageType& type : messageTypes()) {
-        packages.insert(packageOf(type.name));
+    for (const qorROS2::typesupport::TypeSupport* type : qorROS2::typesupport::typeSupports()) {
+        packages.insert(packageOf(type->rosName()));
     }
     return std::vector<std::string>(packages.begin(), packages.end());
 }
@@ -27,8 +29,8 @@ std::string interfaceListText(const InterfaceKinds& kinds) {
     std::string text;
     if (!kinds.any() || kinds.messages) {
         text += "Messages:\n";
-        for (const MessageType& type : messageTypes()) {
-            text += "    " + type.name + "\n";
+        for (const qorROS2::typesupport::TypeSupport* type : qorROS2::typesupport::typeSupports()) {
+            text += "    " + type->rosName() + "\n";
         }
     }
     if (!kinds.any() || kinds.services) {
@@ -56,11 +58,11 @@ std::string interfacePackagesText(const InterfaceKinds& kinds) {
 InterfaceOutput interfacePackageOutput(const std::string& package, const InterfaceKinds& kinds) {
     InterfaceOutput output;
     bool known = false;
-    for (const MessageType& type : messageTypes()) {
-        if (packageOf(type.name) == package) {
+    for (const qorROS2::typesupport::TypeSupport* type : qorROS2::typesupport::typeSupports()) {
+        if (packageOf(type->rosName()) == package) {
             known = true;
             if (!kinds.any() || kinds.messages) {
-                output.out += type.name + "\n";
+                output.out += type->rosName() + "\n";
             }
         }
     }
@@ -72,7 +74,7 @@ InterfaceOutput interfacePackageOutput(const std::string& package, const Interfa
 }
 
 std::string interfaceProtoText(const std::string& type, bool noQuotes) {
-    const std::string yaml = findMessageType(type).prototype();
+    const std::string yaml = interfacePrototype(knownTypeSupport(type));
     return noQuotes ? yaml + "\n" : "\"" + yaml + "\"\n";
 }
 

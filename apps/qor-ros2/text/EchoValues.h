@@ -7,9 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "qorROS2/MessageFields.h"
-#include "qorROS2/typesupport/RecordView.h"
-#include "text/FieldFilter.h"
+#include "qorROS2/typesupport/Yaml.h"
 #include "text/PythonText.h"
 
 namespace qorCli {
@@ -32,34 +30,7 @@ inline std::string shownString(const std::string& value, bool noStrings,
     return value;
 }
 
-/// The interface-definition name of an element kind, as the summaries of --no-arr spell it:
-/// "double", "float", "boolean", "octet", "int32", "string"; a char is a uint8 there. A record's
-/// is `recordName`, "std_msgs/msg/Header".
-std::string definitionTypeName(qorROS2::FieldKind kind, const std::string& recordName);
-
-/// What --no-arr shows instead of an array field: "<sequence type: double, length: 3>" for a
-/// sequence, "<array type: double[9]>" for a fixed-size array.
-std::string arraySummary(const qorROS2::typesupport::ConstFieldView& field);
-
-namespace detail {
-
-std::string arraySummaryText(const std::string& element, bool fixedArray, std::size_t size);
-
-}  // namespace detail
-
-/// As arraySummary of a field, for a typed member whose ROS 2 element type `rosElement` tells
-/// a byte from a uint8.
-template <typename Member>
-std::string arraySummary(const Member& value, const char* rosElement) {
-    using Element = typename Member::value_type;
-    std::string recordName;
-    if constexpr (qorROS2::isMessageRecord<Element>) {
-        recordName = qorROS2::rosTypeName<Element>();
-    }
-    return detail::arraySummaryText(
-        definitionTypeName(qorROS2::detail::kindOfElement<Element>(isByteElement(rosElement)),
-                           recordName),
-        qorROS2::isFixedArray<Member>, value.size());
-}
+/// What --no-arr shows instead of an array field: "<sequence type: double, length: 3>".
+using qorROS2::typesupport::arraySummary;
 
 }  // namespace qorCli

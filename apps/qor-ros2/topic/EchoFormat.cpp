@@ -1,6 +1,7 @@
 #include "topic/EchoFormat.h"
 
 #include "qorROS2/typesupport/Yaml.h"
+#include "text/PythonText.h"
 #include "text/PythonValueText.h"
 #include "text/RecordToCsv.h"
 

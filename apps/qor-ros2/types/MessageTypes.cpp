@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "cli/UsageError.h"
-#include "interface/InterfacePrototype.h"
 #include "qorROS2/Messages.h"
 #include "topic/TopicEcho.h"
 #include "topic/TopicPub.h"
@@ -14,8 +13,7 @@ namespace {
 
 template <typename Record>
 MessageType makeMessageType() {
-    return MessageType{qorROS2::rosTypeName<Record>(), &interfacePrototype<Record>,
-                       &publishTopic<Record>, &echoTopic<Record>};
+    return MessageType{qorROS2::rosTypeName<Record>(), &publishTopic<Record>, &echoTopic<Record>};
 }
 
 #define QORCLI_MESSAGE_TYPE(Namespace, Name) makeMessageType<qorROS2::Namespace::Name>(),
@@ -36,19 +34,20 @@ const std::vector<MessageType>& messageTypes() {
     return types;
 }
 
+const qorROS2::typesupport::TypeSupport& knownTypeSupport(const std::string& name) {
+    const qorROS2::typesupport::TypeSupport* type = qorROS2::typesupport::findTypeSupport(name);
+    if (type == nullptr) {
+        throw UsageError("unknown message type '" + name +
+                         "' (see 'qor-ros2 interface list' for the known ones)");
+    }
+    return *type;
+}
+
 const MessageType& findMessageType(const std::string& name) {
-    std::string full = name;
-    const auto slash = name.find('/');
-    if (slash != std::string::npos && name.find('/', slash + 1) == std::string::npos) {
-        full = name.substr(0, slash) + "/msg/" + name.substr(slash + 1);
-    }
-    for (const MessageType& type : messageTypes()) {
-        if (type.name == full) {
-            return type;
-        }
-    }
-    throw UsageError("unknown message type '" + name +
-                     "' (see 'qor-ros2 interface list' for the known ones)");
+    const std::string& full = knownTypeSupport(name).rosName();
+    const auto& types = messageTypes();
+    return *std::find_if(types.begin(), types.end(),
+                         [&](const MessageType& type) { return type.name == full; });
 }
 
 }  // namespace qorCli

@@ -12,7 +12,6 @@ namespace qorCli {
 /// One message type and its commands, instantiated for its record.
 struct MessageType {
     std::string name;                     ///< "sensor_msgs/msg/JointState"
-    std::string (*prototype)();           ///< the YAML of `interface proto`
     int (*publish)(const TopicOptions&);  ///< `topic pub`
     int (*echo)(const TopicOptions&);     ///< `topic echo`
 };
@@ -22,5 +21,9 @@ const std::vector<MessageType>& messageTypes();
 
 /// The type named "pkg/msg/Name" or "pkg/Name"; throws UsageError for any other name.
 const MessageType& findMessageType(const std::string& name);
+
+/// The type support of the type named "pkg/msg/Name" or "pkg/Name"; throws UsageError, in the
+/// words findMessageType uses, for any other name.
+const qorROS2::typesupport::TypeSupport& knownTypeSupport(const std::string& name);
 
 }  // namespace qorCli

@@ -9,8 +9,8 @@
 #include "WaitFor.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Subscriber.h"
+#include "qorROS2/typesupport/TypeSupport.h"
 #include "qorROS2/typesupport/Yaml.h"
-#include "text/FieldFilter.h"
 #include "topic/TopicPub.h"
 
 namespace {
@@ -53,11 +53,9 @@ void expectPrototypeReadsBackAsTheDefault() {
     }
     EXPECT_EQ(recordToYaml(read), recordToYaml(Record{})) << type;
     const YAML::Node root = YAML::Load(yaml);
-    qorROS2::forEachFieldOf<Record>([&](const auto& field) {
-        if (qorCli::isVisibleField(field.name)) {
-            EXPECT_TRUE(root[field.name].IsDefined()) << type << " lacks " << field.name;
-        }
-    });
+    for (const auto& field : qorROS2::typesupport::getTypeSupport(type).fields()) {
+        EXPECT_TRUE(root[field.name].IsDefined()) << type << " lacks " << field.name;
+    }
 }
 
 #define QORCLI_EXPECT_PROTOTYPE(Namespace, Name) \
