@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "ChildProcess.h"
+#include "CliRuns.h"
 #include "RepeatingPublisher.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/RawPublisher.h"
@@ -87,9 +87,9 @@ TEST(CliRawMeasure, DelayDropsSamplesThatDoNotDecodeWithOneWarningAndMeasuresThe
     // Two reports: by then many samples that do not decode have come.
     child->readUntil(
         [](const std::string& text) { return occurrences(text, "average delay: ") >= 2; },
-        std::chrono::seconds(20));
-    child->stop(SIGINT, std::chrono::seconds(10));
-    const std::string& output = child->text();
+        qorTest::Deadline(std::chrono::seconds(20)));
+    child->stop(SIGINT, qorTest::Deadline(std::chrono::seconds(10)));
+    const std::string output = child->output();
     EXPECT_GE(occurrences(output, "average delay: "), 2U) << output;
     EXPECT_EQ(occurrences(output,
                           "qor-ros2: dropped a malformed sample on topic '/cli/raw_delay' "
