@@ -29,9 +29,9 @@ debian_packages=(
   libpng-dev        # PNG snapshots of camera images
   liburdfdom-dev    # the URDF parser robot_state_publisher uses, to check the arm's URDF
   libqhull-dev      # MuJoCo's CMake package names its include folder
-  libyaml-cpp-dev   # reads the YAML values of `qor-ros2 topic pub`
+  libyaml-cpp-dev   # YAML of samples in the type support (`topic pub`, `interface proto`, echo)
   libcli11-dev      # the command line of qor-ros2 and qor-ros2-demo: options, help, errors
-  libssl-dev        # OpenSSL: `qor-ros2 security` makes keystores with it
+  libssl-dev        # OpenSSL: keystores of `qor-ros2 security`, SHA-256 of the type hashes
   nftables          # drops packets between network namespaces in the packet-loss test
   ninja-build
   openssl           # the openssl tool, to check keystores independently in the tests

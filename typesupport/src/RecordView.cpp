@@ -7,25 +7,11 @@
 #include <utility>
 
 #include "KindRanges.h"
+#include "qorROS2/typesupport/Yaml.h"
 
 namespace qorROS2::typesupport {
 
 namespace {
-
-std::string describeScalar(const Scalar& value) {
-    if (const bool* boolean = std::get_if<bool>(&value)) {
-        return *boolean ? "true" : "false";
-    }
-    if (const auto* signedValue = std::get_if<std::int64_t>(&value)) {
-        return std::to_string(*signedValue);
-    }
-    if (const auto* unsignedValue = std::get_if<std::uint64_t>(&value)) {
-        return std::to_string(*unsignedValue);
-    }
-    char text[32];
-    std::snprintf(text, sizeof text, "%.17g", std::get<double>(value));
-    return text;
-}
 
 bool isOctetKind(FieldKind kind) {
     return kind == FieldKind::byte || kind == FieldKind::character || kind == FieldKind::int8 ||
@@ -183,7 +169,7 @@ void FieldView::setScalar(std::size_t index, const Scalar& value) const {
     checkIndex(index);
     const auto refuse = [&](const char* why) {
         throw TypeSupportError("field '" + name() + "' (" + kindName(kind()) + ") cannot take " +
-                               describeScalar(value) + ": " + why);
+                               yamlScalar(value) + ": " + why);
     };
     if (kind() == FieldKind::boolean) {
         if (!std::holds_alternative<bool>(value)) {

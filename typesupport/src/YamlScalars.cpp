@@ -209,4 +209,17 @@ std::string yamlByte(std::uint8_t value, YamlPlace place, std::size_t lineIndent
     return utf8;
 }
 
+std::string yamlScalar(const Scalar& value) {
+    if (const bool* boolean = std::get_if<bool>(&value)) {
+        return *boolean ? "true" : "false";
+    }
+    if (const auto* signedValue = std::get_if<std::int64_t>(&value)) {
+        return std::to_string(*signedValue);
+    }
+    if (const auto* unsignedValue = std::get_if<std::uint64_t>(&value)) {
+        return std::to_string(*unsignedValue);
+    }
+    return yamlFloat(std::get<double>(value));
+}
+
 }  // namespace qorROS2::typesupport

@@ -131,17 +131,7 @@ class YamlWriter {
         }
         // A char is read as its code: ROS 2 maps a definition's char to uint8, and the tools show
         // the number.
-        const Scalar value = field.scalar(index);
-        if (const bool* boolean = std::get_if<bool>(&value)) {
-            return *boolean ? "true" : "false";
-        }
-        if (const auto* signedValue = std::get_if<std::int64_t>(&value)) {
-            return std::to_string(*signedValue);
-        }
-        if (const auto* unsignedValue = std::get_if<std::uint64_t>(&value)) {
-            return std::to_string(*unsignedValue);
-        }
-        return yamlFloat(std::get<double>(value));
+        return yamlScalar(field.scalar(index));
     }
 
     // ---- flow style: arrays and what they hold ----

@@ -64,6 +64,9 @@ enum class YamlPlace { block, flow };
 /// ".inf", "-.inf", ".nan".
 QORTYPESUPPORT_EXPORT std::string yamlFloat(double value);
 
+/// A bool or a number as YAML writes it: "true", "-3", or the float as yamlFloat writes it.
+QORTYPESUPPORT_EXPORT std::string yamlScalar(const Scalar& value);
+
 /// A string as PyYAML writes it: plain when it reads back as the same string, in single quotes
 /// when it would read as another type, starts with an indicator or holds line breaks, in double
 /// quotes with escapes when it holds control characters or a space next to a line break. In
