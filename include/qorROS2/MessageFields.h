@@ -102,16 +102,14 @@ struct Field {
 
     const char* name;        ///< the ROS 2 field name, as in the message definition
     Member Record::*member;  ///< where the field lives in the record
-    const char* rosElement;  ///< the ROS 2 element type when the C++ type cannot tell it ("byte")
-    FieldKind elementKind;   ///< the kind of each element
+    FieldKind elementKind;   ///< the kind of each element; only this tells a byte from a uint8
 };
 
 /// Builds a Field whose element kind its C++ type tells.
 template <typename Record, typename Member>
 constexpr Field<Record, Member> makeField(const char* name, Member Record::*member) {
     return Field<Record, Member>{
-        name, member, nullptr,
-        detail::kindOfElement<typename detail::ElementOf<Member>::type>(false)};
+        name, member, detail::kindOfElement<typename detail::ElementOf<Member>::type>(false)};
 }
 
 /// Builds the Field of a `byte` element, held as an unsigned 8-bit integer like `uint8`.
@@ -119,7 +117,7 @@ template <typename Record, typename Member>
 constexpr Field<Record, Member> makeByteField(const char* name, Member Record::*member) {
     static_assert(std::is_same_v<typename detail::ElementOf<Member>::type, std::uint8_t>,
                   "a byte is held as std::uint8_t");
-    return Field<Record, Member>{name, member, "byte", FieldKind::byte};
+    return Field<Record, Member>{name, member, FieldKind::byte};
 }
 
 // MessageDescription<Record> is specialised for every record with `package` (the ROS 2 package,
@@ -206,8 +204,8 @@ namespace detail {
 
 template <typename Element, typename Record, typename Member>
 std::string rosElementOfField(const Field<Record, Member>& field) {
-    return field.rosElement != nullptr ? std::string(field.rosElement)
-                                       : rosElementTypeName<Element>();
+    return field.elementKind == FieldKind::byte ? std::string("byte")
+                                                : rosElementTypeName<Element>();
 }
 
 }  // namespace detail

@@ -79,7 +79,7 @@ PythonValue pythonElementOf(const qorROS2::typesupport::ConstFieldView& field, s
 
 /// A typed message record as Python sees it: a view of `message`.
 template <typename Record, typename = std::enable_if_t<qorROS2::isMessageRecord<Record>>>
-PythonValue pythonValueOf(const Record& message, const char* /*rosElement*/ = nullptr) {
+PythonValue pythonValueOf(const Record& message) {
     return pythonValueOf(qorROS2::typesupport::viewOfRecord(message));
 }
 

@@ -39,7 +39,7 @@ void checkEcho(const TopicOptions& options) {
     formatEcho(prototype, options.echoFormat);
     if (options.filter != nullptr) {
         options.filter->check(
-            echoFilterSubject(pythonValueOf(prototype, nullptr), options.echoFormat));
+            echoFilterSubject(pythonValueOf(prototype), options.echoFormat));
     }
 }
 
