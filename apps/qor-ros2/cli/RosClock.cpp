@@ -3,16 +3,36 @@
 #include <algorithm>
 #include <thread>
 
+#include "cli/DroppedSamples.h"
 #include "cli/StopSignal.h"
 #include "qorROS2/Messages.h"
-#include "qorROS2/Subscriber.h"
+#include "qorROS2/RawSubscriber.h"
 
 namespace qorCli {
 namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1000000000;
+// Bounds each wait for a clock message, so that Ctrl-C ends the wait promptly.
+constexpr std::chrono::milliseconds kClockWaitSlice{50};
 
 }  // namespace
+
+class RosClock::Subscription {
+  public:
+    explicit Subscription(std::int8_t domain)
+        : type(qorROS2::typesupport::getTypeSupport(
+              qorROS2::rosTypeName<qorROS2::rosgraphMsgs::Clock>())),
+          subscriber("/clock", type.rosName(),
+                     qorROS2::QOS{qorROS2::QOS::VOLATILE, qorROS2::QOS::BEST_EFFORT,
+                                  qorROS2::QOS::KEEP_LAST, 1},
+                     domain, type.typeHash()),
+          dropped("/clock") {}
+
+    const qorROS2::typesupport::TypeSupport& type;
+    qorROS2::RawSubscriber subscriber;
+    DroppedSamples dropped;
+    qorROS2::RawSample sample;
+};
 
 qorROS2::builtinInterfaces::Time rosTimeOf(std::int64_t nanoseconds) {
     std::int64_t seconds = nanoseconds / kNanosecondsPerSecond;
@@ -36,24 +56,29 @@ std::int64_t systemNanoseconds() {
 
 RosClock::RosClock(bool useSimTime, std::int8_t domain) {
     if (useSimTime) {
-        m_clock = std::make_unique<qorROS2::Subscriber<qorROS2::rosgraphMsgs::Clock>>(
-            "/clock",
-            qorROS2::QOS{qorROS2::QOS::VOLATILE, qorROS2::QOS::BEST_EFFORT, qorROS2::QOS::KEEP_LAST,
-                         1},
-            domain);
+        m_clock = std::make_unique<Subscription>(domain);
     }
 }
 
 RosClock::~RosClock() = default;
 
+bool RosClock::takeMessages() {
+    bool any = false;
+    while (m_clock->subscriber.takeSample(m_clock->sample)) {
+        if (const auto message =
+                decodeOrDrop(m_clock->type, m_clock->sample.bytes, m_clock->dropped)) {
+            m_last = nanosecondsOf(message->as<qorROS2::rosgraphMsgs::Clock>().clock);
+            any = true;
+        }
+    }
+    return any;
+}
+
 std::int64_t RosClock::now() {
     if (m_clock == nullptr) {
         return systemNanoseconds();
     }
-    qorROS2::rosgraphMsgs::Clock message{};
-    while (m_clock->receiveMessage(message)) {
-        m_last = nanosecondsOf(message.clock);
-    }
+    takeMessages();
     return m_last;
 }
 
@@ -65,13 +90,16 @@ void RosClock::waitForFirstMessage(double seconds) {
     const auto until = std::chrono::steady_clock::now() +
                        std::chrono::duration_cast<std::chrono::steady_clock::duration>(
                            std::chrono::duration<double>(std::min(seconds, 1e9)));
-    qorROS2::rosgraphMsgs::Clock message{};
-    while (!stopRequested() && std::chrono::steady_clock::now() < until) {
-        if (m_clock->receiveMessage(message)) {
-            m_last = nanosecondsOf(message.clock);
+    while (!stopRequested()) {
+        if (takeMessages()) {
             return;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        const auto left = until - std::chrono::steady_clock::now();
+        if (left <= std::chrono::steady_clock::duration::zero()) {
+            return;
+        }
+        m_clock->subscriber.waitForSample(
+            std::min<std::chrono::nanoseconds>(left, kClockWaitSlice));
     }
 }
 

@@ -10,11 +10,7 @@
 #include "qorROS2/builtinInterfaces.h"
 
 namespace qorROS2 {
-template <typename T>
-class Subscriber;
-namespace rosgraphMsgs {
-struct Clock;
-}  // namespace rosgraphMsgs
+class RawSubscriber;
 }  // namespace qorROS2
 
 namespace qorCli {
@@ -33,7 +29,8 @@ class RosClock {
   public:
     /// The system's clock; with `useSimTime`, the time of the last clock message received on
     /// /clock in `domain` (subscribed best effort, keep last 1, as rclpy's time source does),
-    /// which is 0 until the first arrives.
+    /// which is 0 until the first arrives. The clock messages are taken as bytes, so that a verb
+    /// of this process can take or send rosgraph_msgs/msg/Clock as bytes too.
     RosClock(bool useSimTime, std::int8_t domain);
     ~RosClock();
     RosClock(const RosClock&) = delete;
@@ -50,7 +47,11 @@ class RosClock {
     void waitForFirstMessage(double seconds);
 
   private:
-    std::unique_ptr<qorROS2::Subscriber<qorROS2::rosgraphMsgs::Clock>> m_clock;
+    // Takes the waiting clock messages; true when one of them decoded.
+    bool takeMessages();
+
+    class Subscription;
+    std::unique_ptr<Subscription> m_clock;
     std::int64_t m_last = 0;
 };
 

@@ -35,14 +35,15 @@ std::optional<std::vector<std::string>> typesOf(const qorROS2::TopicDiscovery& d
 }
 
 // The known type that `types` names, in the words of ros2topic's _get_msg_class otherwise.
-const MessageType& knownType(const std::vector<std::string>& types, const std::string& topic) {
+const qorROS2::typesupport::TypeSupport& knownType(const std::vector<std::string>& types,
+                                                   const std::string& topic) {
     const std::string& name = soleType(types, topic);
-    for (const MessageType& type : messageTypes()) {
-        if (type.name == name) {
-            return type;
-        }
+    // Endpoints announce the full name; "pkg/Name" is what users type, not what the graph holds.
+    const qorROS2::typesupport::TypeSupport* type = qorROS2::typesupport::findTypeSupport(name);
+    if (type == nullptr || type->rosName() != name) {
+        throw CommandFailure("The message type '" + name + "' is invalid");
     }
-    throw CommandFailure("The message type '" + name + "' is invalid");
+    return *type;
 }
 
 void warnNotPublished(const std::string& topic) {
@@ -52,16 +53,16 @@ void warnNotPublished(const std::string& topic) {
 
 }  // namespace
 
-const MessageType& passedMessageType(const std::string& name) {
+const qorROS2::typesupport::TypeSupport& passedMessageType(const std::string& name) {
     try {
-        return findMessageType(name);
+        return knownTypeSupport(name);
     } catch (const UsageError&) {
         throw CommandFailure("The passed message type is invalid");
     }
 }
 
-const MessageType* announcedType(const qorROS2::TopicDiscovery& discovery,
-                                 const std::string& topic) {
+const qorROS2::typesupport::TypeSupport* announcedType(const qorROS2::TopicDiscovery& discovery,
+                                                       const std::string& topic) {
     // Without a daemon that has watched the graph all along, the topic is unknown only once
     // discovery has settled without it.
     waitUntilSettled([&] { return topicsSummary(discovery); }, std::nullopt,
@@ -73,8 +74,9 @@ const MessageType* announcedType(const qorROS2::TopicDiscovery& discovery,
     return nullptr;
 }
 
-const MessageType& awaitedType(const qorROS2::TopicDiscovery& discovery, const std::string& topic) {
-    if (const MessageType* type = announcedType(discovery, topic)) {
+const qorROS2::typesupport::TypeSupport& awaitedType(const qorROS2::TopicDiscovery& discovery,
+                                                     const std::string& topic) {
+    if (const qorROS2::typesupport::TypeSupport* type = announcedType(discovery, topic)) {
         return *type;
     }
     for (;;) {

@@ -34,18 +34,19 @@ inline const std::string& soleType(const std::vector<std::string>& types,
 
 /// The type named `name` ("pkg/msg/Name" or "pkg/Name") that the user passed to a topic verb.
 /// Throws CommandFailure "The passed message type is invalid", as ros2 does, for any other name.
-const MessageType& passedMessageType(const std::string& name);
+const qorROS2::typesupport::TypeSupport& passedMessageType(const std::string& name);
 
 /// The type that the endpoints of `topic` announce, once `discovery` has seen the topic or has
 /// settled without it. Without any endpoint, prints ros2's
 /// "WARNING: topic [/x] does not appear to be published yet" on stdout and returns nullptr.
 /// Throws CommandFailure, in ros2's words, when the topic carries several types or one the tool
 /// does not know, and StopRequested on Ctrl-C.
-const MessageType* announcedType(const qorROS2::TopicDiscovery& discovery,
-                                 const std::string& topic);
+const qorROS2::typesupport::TypeSupport* announcedType(const qorROS2::TopicDiscovery& discovery,
+                                                       const std::string& topic);
 
 /// As announcedType, but after the warning keeps looking until an endpoint of `topic` appears,
 /// as ros2's `topic bw`, `delay` and `hz` wait for a topic that nobody publishes yet.
-const MessageType& awaitedType(const qorROS2::TopicDiscovery& discovery, const std::string& topic);
+const qorROS2::typesupport::TypeSupport& awaitedType(const qorROS2::TopicDiscovery& discovery,
+                                                     const std::string& topic);
 
 }  // namespace qorCli

@@ -16,6 +16,7 @@
 #include "topic/DiscoveredType.h"
 #include "topic/ImagePng.h"
 #include "topic/MessageFilter.h"
+#include "topic/TopicEcho.h"
 
 namespace qorCli {
 namespace {
@@ -95,14 +96,14 @@ class TopicEchoVerb : public Verb {
         // The discovery lives while the messages are echoed: its participant is the
         // subscription's, which knows the publishers already.
         const qorROS2::TopicDiscovery discovery(options.domain);
-        const MessageType* type =
+        const qorROS2::typesupport::TypeSupport* type =
             m_type.empty() ? announcedType(discovery, m_topic) : &passedMessageType(m_type);
         if (type == nullptr) {
             throw CommandFailure("Could not determine the type for the passed topic");
         }
-        if (!m_savePath.empty() && type->name != "sensor_msgs/msg/Image") {
+        if (!m_savePath.empty() && type->rosName() != "sensor_msgs/msg/Image") {
             throw UsageError("option --save works for sensor_msgs/msg/Image only, not " +
-                             type->name);
+                             type->rosName());
         }
         options.qos = subscriptionQos(discovery, m_topic, m_qos, m_node.spinTime);
         options.savePath = m_savePath;
@@ -112,7 +113,7 @@ class TopicEchoVerb : public Verb {
             options.timeout = m_timeout;
         }
         options.useSimTime = m_node.useSimTime;
-        return type->echo(options);
+        return echoTopic(*type, options);
     }
 
   private:

@@ -25,7 +25,7 @@ bool namesAType(const std::string& word) {
         return false;
     }
     try {
-        findMessageType(word);
+        knownTypeSupport(word);
         return true;
     } catch (const UsageError&) {
         return false;

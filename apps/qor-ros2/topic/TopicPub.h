@@ -13,12 +13,11 @@
 #include <thread>
 #include <vector>
 
-#include "cli/RosClock.h"
 #include "cli/StopSignal.h"
 #include "cli/UsageError.h"
-#include "qorROS2/Publisher.h"
+#include "qorROS2/builtinInterfaces.h"
+#include "qorROS2/typesupport/TypeSupport.h"
 #include "qorROS2/typesupport/Yaml.h"
-#include "text/PythonValueText.h"
 #include "topic/TopicOptions.h"
 
 namespace qorCli {
@@ -102,66 +101,10 @@ bool waitForSubscriptions(const Publisher& publisher, std::uint64_t wanted,
     return true;
 }
 
-template <typename Record>
-int publishTopic(const TopicOptions& options) {
-    // The values are checked before any endpoint exists: bad input sends nothing.
-    Record message{};
-    StampFields stamps;
-    fillRecordFromYaml(options.values, message, &stamps);
-    RosClock clock(options.useSimTime, options.domain);
-    qorROS2::Publisher<Record> publisher(options.topic, options.qos, options.domain);
-    if (options.waitMatching == 0 && options.maxWaitSeconds) {
-        throw std::runtime_error(
-            "--max-wait-time-secs option is only effective with --wait-matching-subscriptions, "
-            "--once or --times");
-    }
-    clock.waitForFirstMessage(options.spinTime.value_or(kDefaultSpinTime));
-    if (!waitForSubscriptions(publisher, options.waitMatching, options.maxWaitSeconds)) {
-        return 0;
-    }
-    if (options.waitMatching > 0) {
-        std::this_thread::sleep_for(kMatchSettle);
-    }
-    std::printf("publisher: beginning loop\n");
-    std::fflush(stdout);
-    const auto period = clockDuration(1.0 / options.rate);
-    auto next = std::chrono::steady_clock::now();
-    for (std::uint64_t sent = 0; (options.times == 0 || sent < options.times) && !stopRequested();
-         ++sent) {
-        if (sent > 0) {
-            while (std::chrono::steady_clock::now() < next && !stopRequested()) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            }
-            if (stopRequested()) {
-                break;
-            }
-        }
-        // Every stamp of one message is the same instant, as ros2 reads its clock once.
-        const qorROS2::builtinInterfaces::Time now =
-            stamps.empty() ? qorROS2::builtinInterfaces::Time{} : rosTimeOf(clock.now());
-        for (qorROS2::builtinInterfaces::Time* stamp : stamps) {
-            *stamp = now;
-        }
-        if (options.printEvery != 0 && (sent + 1) % options.printEvery == 0) {
-            // ros2 prints the message's repr and a blank line after it.
-            std::printf("publishing #%llu: %s\n\n", static_cast<unsigned long long>(sent + 1),
-                        pythonMessageRepr(message).c_str());
-            std::fflush(stdout);
-        }
-        if (!publisher.sendMessage(message)) {
-            std::fprintf(stderr, "qor-ros2: message #%llu was not accepted by the middleware\n",
-                         static_cast<unsigned long long>(sent + 1));
-            return 1;
-        }
-        next += period;
-    }
-    // The publisher stays a little, so that what was sent reaches the wire and a reliable
-    // subscription can still ask for a lost sample.
-    const auto aliveUntil = std::chrono::steady_clock::now() + clockDuration(options.keepAlive);
-    while (std::chrono::steady_clock::now() < aliveUntil && !stopRequested()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return 0;
-}
+/// Sends samples of `type`, filled from options.values, on options.topic, as `ros2 topic pub`
+/// does: waits for the subscriptions and for a simulation clock, sends once, N times or at a
+/// rate, sets the stamps given as `now` or `auto` at each send. Throws UsageError, before any
+/// endpoint exists, when the values cannot fill a sample of the type.
+int publishTopic(const qorROS2::typesupport::TypeSupport& type, const TopicOptions& options);
 
 }  // namespace qorCli

@@ -60,7 +60,7 @@ class TopicPubVerb : public Verb {
         if (m_once && m_times.has_value()) {
             throw ArgumentError(m_app, "argument -t/--times: not allowed with argument -1/--once");
         }
-        const MessageType& type = passedMessageType(m_type);
+        const qorROS2::typesupport::TypeSupport& type = passedMessageType(m_type);
         if (given(m_app, "--node-name")) {
             // The publishing node is this process's node, as ros2's is the verb's own.
             qorROS2::setNodeIdentity(m_nodeName, qorROS2::nodeIdentity().nameSpace);
@@ -87,7 +87,7 @@ class TopicPubVerb : public Verb {
                                    QosRole::PUBLISHER);
         options.domain = domainFromEnvironment();
         try {
-            return type.publish(options);
+            return publishTopic(type, options);
         } catch (const UsageError& error) {
             // The values load; what remains is a field that they cannot fill, in ros2's words.
             throw CommandFailure(std::string("Failed to populate field: ") + error.what());

@@ -78,13 +78,14 @@ std::size_t measuringWindow(const CLI::App& verb, const std::optional<std::uint6
 TopicTaps::TopicTaps(const std::vector<std::string>& topics, const std::string& typeName,
                      const QosFlags& qos, std::int8_t domain, const std::optional<double>& spinTime)
     : m_discovery(domain), m_topics(topics) {
-    const MessageType* given = typeName.empty() ? nullptr : &passedMessageType(typeName);
+    const qorROS2::typesupport::TypeSupport* given =
+        typeName.empty() ? nullptr : &passedMessageType(typeName);
     for (const std::string& topic : topics) {
         // One topic after the other, each waited for until it is published, as ros2 does.
-        const MessageType& type = given != nullptr ? *given : awaitedType(m_discovery, topic);
+        const qorROS2::typesupport::TypeSupport& type =
+            given != nullptr ? *given : awaitedType(m_discovery, topic);
         m_taps.push_back(std::make_unique<SampleTap>(
-            topic, qorROS2::typesupport::getTypeSupport(type.name),
-            subscriptionQos(m_discovery, topic, qos, spinTime), domain));
+            topic, type, subscriptionQos(m_discovery, topic, qos, spinTime), domain));
         // Ctrl-C while looking for the publishers' QoS: the verb prints nothing more.
         throwIfStopRequested();
     }
