@@ -1,7 +1,7 @@
 #include "cli/RosClock.h"
 
 #include <algorithm>
-#include <thread>
+#include <chrono>
 
 #include "cli/DroppedSamples.h"
 #include "cli/StopSignal.h"

@@ -9,10 +9,6 @@
 
 #include "qorROS2/builtinInterfaces.h"
 
-namespace qorROS2 {
-class RawSubscriber;
-}  // namespace qorROS2
-
 namespace qorCli {
 
 /// `nanoseconds` of ROS time as a message's stamp, as rclpy's Time.to_msg() splits it.
