@@ -1,19 +1,12 @@
 #include "topic/SampleTap.h"
 
 #include <cstdio>
-#include <stdexcept>
 #include <utility>
 
-#include "qorROS2/Messages.h"
-#include "qorROS2/Subscriber.h"
 #include "qorROS2/typesupport/RecordView.h"
 #include "topic/measure/DelayMeter.h"
 
 namespace qorCli {
-
-class SampleTap::ClockSubscriber : public qorROS2::Subscriber<qorROS2::rosgraphMsgs::Clock> {
-    using Subscriber::Subscriber;
-};
 
 bool TappedSample::decodes() const {
     if (!m_tried) {
@@ -51,39 +44,20 @@ PythonValue TappedSample::message() const {
 
 SampleTap::SampleTap(const std::string& topic, const qorROS2::typesupport::TypeSupport& type,
                      const qorROS2::QOS& qos, std::int8_t domain)
-    : m_type(&type), m_topic(topic), m_defaults(type.createSample()) {
-    try {
-        m_subscriber.emplace(topic, type.rosName(), qos, domain, type.typeHash());
-    } catch (const std::runtime_error&) {
-        if (type.rosName() != qorROS2::rosTypeName<qorROS2::rosgraphMsgs::Clock>()) {
-            throw;
-        }
-        m_clockSubscriber = std::make_unique<ClockSubscriber>(topic, qos, domain);
-        m_clockSubscriber->keepSampleBytes();
-    }
-}
+    : m_type(&type),
+      m_topic(topic),
+      m_subscriber(topic, type.rosName(), qos, domain, type.typeHash()),
+      m_defaults(type.createSample()) {}
 
 SampleTap::~SampleTap() = default;
 
 void SampleTap::onSample(std::function<void()> callback) {
-    if (m_subscriber) {
-        m_subscriber->onSample(std::move(callback));
-    } else {
-        m_clockSubscriber->onSample(std::move(callback));
-    }
+    m_subscriber.onSample(std::move(callback));
 }
 
 bool SampleTap::take(TappedSample& sample) {
-    if (m_subscriber) {
-        if (!m_subscriber->takeSample(sample.m_raw)) {
-            return false;
-        }
-    } else {
-        qorROS2::rosgraphMsgs::Clock clock{};
-        if (!m_clockSubscriber->receiveMessage(clock)) {
-            return false;
-        }
-        sample.m_raw.bytes = m_clockSubscriber->lastSampleBytes();
+    if (!m_subscriber.takeSample(sample.m_raw)) {
+        return false;
     }
     sample.m_type = m_type;
     sample.m_topic = &m_topic;

@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -66,11 +65,7 @@ class SampleTap {
   private:
     const qorROS2::typesupport::TypeSupport* m_type;
     std::string m_topic;
-    std::optional<qorROS2::RawSubscriber> m_subscriber;
-    // The simulation clock's topics, taken typed (their bytes kept) while this process reads
-    // the clock for --use-sim-time: the transport has a process take one type either way only.
-    class ClockSubscriber;
-    std::unique_ptr<ClockSubscriber> m_clockSubscriber;
+    qorROS2::RawSubscriber m_subscriber;
     qorROS2::typesupport::Sample m_defaults;
     bool m_warned = false;
 };

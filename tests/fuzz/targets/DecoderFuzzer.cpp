@@ -18,6 +18,7 @@
 #include "common/WireType.h"
 #include "endpoints/DecodeSlot.h"
 #include "endpoints/RecordDataType.h"
+#include "endpoints/WireSample.h"
 #include "qor/Notify.h"
 
 namespace {
@@ -60,9 +61,11 @@ SerializedPayload_t payloadOf(const std::uint8_t* data, std::size_t size) {
 template <typename T>
 SerializedPayload_t encodeAsPublisher(qorROS2::transport::endpoints::RecordDataType<T>& type,
                                       T& record) {
-    const std::uint32_t size = type.getSerializedSizeProvider(&record)();
+    qorROS2::transport::endpoints::WireSample sample =
+        qorROS2::transport::endpoints::recordToWrite(&record);
+    const std::uint32_t size = type.getSerializedSizeProvider(&sample)();
     SerializedPayload_t payload(size);
-    if (!type.serialize(&record, &payload)) {
+    if (!type.serialize(&sample, &payload)) {
         fail("a decoded record could not be encoded again", type.getName(), size);
     }
     return payload;
@@ -79,7 +82,9 @@ void fuzzRecord(const std::uint8_t* data, std::size_t size) {
 
     g_allocated = 0;
     g_counting = true;
-    const bool decoded = type.deserialize(&received, &slot);
+    qorROS2::transport::endpoints::WireSample into =
+        qorROS2::transport::endpoints::recordToTake(&slot);
+    const bool decoded = type.deserialize(&received, &into);
     g_counting = false;
     if (g_allocated > kBytesPerPayloadByte * size + kFixedAllowance) {
         fail("decoding one sample allocated more than its budget", type.getName(), g_allocated);
@@ -91,7 +96,9 @@ void fuzzRecord(const std::uint8_t* data, std::size_t size) {
     SerializedPayload_t first = encodeAsPublisher(type, slot.record);
     qorROS2::transport::endpoints::DecodeSlot<T> again;
     again.malformed = &report;
-    if (!type.deserialize(&first, &again)) {
+    qorROS2::transport::endpoints::WireSample intoAgain =
+        qorROS2::transport::endpoints::recordToTake(&again);
+    if (!type.deserialize(&first, &intoAgain)) {
         fail("an encoded record did not decode", type.getName(), first.length);
     }
     SerializedPayload_t second = encodeAsPublisher(type, again.record);

@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "RawSamples.h"
 #include "TestTopics.h"
 #include "WaitFor.h"
 #include "qor/Notify.h"
@@ -25,6 +26,8 @@
 namespace {
 
 using namespace qorROS2;
+using qorTest::spacedHex;
+using qorTest::takeWithin;
 using qorTest::uniqueTopic;
 using Bytes = std::vector<std::uint8_t>;
 using SteadyClock = std::chrono::steady_clock;
@@ -46,21 +49,6 @@ Bytes sampleWith(std::initializer_list<std::uint8_t> body) {
         bytes.push_back(byte);
     }
     return bytes;
-}
-
-std::string hex(const Bytes& bytes) {
-    static const char* const kDigits = "0123456789abcdef";
-    std::string text;
-    for (std::uint8_t byte : bytes) {
-        text += kDigits[byte >> 4U];
-        text += kDigits[byte & 0x0fU];
-        text += ' ';
-    }
-    return text;
-}
-
-bool takeWithin(const RawSubscriber& subscriber, RawSample& sample) {
-    return qorTest::waitFor([&] { return subscriber.takeSample(sample); });
 }
 
 // A raw publisher and subscriber of kCustomType on a topic of their own.
@@ -112,7 +100,7 @@ TEST(RawEndpoints, TypeWithoutRecordPassesFromRawToRawUnchanged) {
     ASSERT_TRUE(publisher.publish(sent));
     RawSample received;
     ASSERT_TRUE(takeWithin(subscriber, received));
-    EXPECT_EQ(received.bytes, sent) << "received " << hex(received.bytes);
+    EXPECT_EQ(received.bytes, sent) << "received " << spacedHex(received.bytes);
     EXPECT_GT(received.receptionTimestampNs, 0);
     RawSample none;
     EXPECT_FALSE(subscriber.takeSample(none));
@@ -179,8 +167,8 @@ TEST(RawEndpoints, EachWriterHasItsOwnStableGuid) {
     RawSample sample;
     for (int taken = 0; taken < 4; ++taken) {
         ASSERT_TRUE(takeWithin(subscriber, sample)) << "only " << taken << " of 4 samples came";
-        ASSERT_EQ(sample.bytes.size(), 6U) << hex(sample.bytes);
-        ASSERT_TRUE(sample.bytes[4] == 1 || sample.bytes[4] == 2) << hex(sample.bytes);
+        ASSERT_EQ(sample.bytes.size(), 6U) << spacedHex(sample.bytes);
+        ASSERT_TRUE(sample.bytes[4] == 1 || sample.bytes[4] == 2) << spacedHex(sample.bytes);
         guids[sample.bytes[4]].push_back(sample.writerGuid);
     }
     ASSERT_EQ(guids[1].size(), 2U);
@@ -365,7 +353,7 @@ TEST(RawEndpoints, PayloadsWithoutEncapsulationHeaderAreRefused) {
                              Bytes{0x00, 0x04, 0x00, 0x00}, Bytes{0x01, 0x01, 0x00, 0x00}}) {
         try {
             publisher.publish(bad);
-            ADD_FAILURE() << "accepted " << hex(bad);
+            ADD_FAILURE() << "accepted " << spacedHex(bad);
         } catch (const std::invalid_argument& error) {
             EXPECT_NE(std::string(error.what()).find(pair.topic), std::string::npos)
                 << error.what();
@@ -410,29 +398,6 @@ TEST(RawEndpoints, AbsurdQosAndTopicsAreRefused) {
                  std::invalid_argument);
     EXPECT_THROW(RawSubscriber("bad topic", kCustomType, kDeep, kDomain), std::invalid_argument);
     EXPECT_THROW(RawSubscriber(topic, kCustomType, kDeep, -1), std::invalid_argument);
-}
-
-TEST(RawEndpoints, RawAndTypedEndpointsOfOneTypeDoNotMixInAProcess) {
-    const std::string topic = uniqueTopic("raw/mixed");
-    {
-        Subscriber<stdMsgs::Int32> typed(topic, kDeep, kDomain);
-        try {
-            RawPublisher raw(uniqueTopic("raw/mixed_other"), "std_msgs/msg/Int32", kDeep, kDomain);
-            ADD_FAILURE() << "a raw endpoint shared the typed endpoints' type";
-        } catch (const std::runtime_error& error) {
-            EXPECT_EQ(std::string(error.what()),
-                      "cannot use topic \"" + uniqueTopic("raw/mixed_other") +
-                          "\" for std_msgs/msg/Int32 as raw bytes: this process already has "
-                          "typed endpoints of that type in this domain");
-        }
-    }
-    // Once the typed endpoint is gone, the type is free for raw endpoints, and then refused to
-    // typed ones.
-    RawSubscriber raw(topic, "std_msgs/msg/Int32", kDeep, kDomain);
-    EXPECT_THROW(Publisher<stdMsgs::Int32>(uniqueTopic("raw/mixed_typed"), kDeep, kDomain),
-                 std::runtime_error);
-    // A topic keeps its one type.
-    EXPECT_THROW(RawPublisher(topic, kCustomType, kDeep, kDomain), std::runtime_error);
 }
 
 TEST(RawEndpoints, MovedFromEndpointsDoNothing) {

@@ -19,6 +19,7 @@
 #include <fastdds/dds/topic/TypeSupport.hpp>
 
 #include "endpoints/RawPayloadType.h"
+#include "endpoints/WireSample.h"
 
 namespace qorTest {
 
@@ -125,7 +126,9 @@ RawReader::~RawReader() = default;
 
 bool RawReader::take(std::vector<std::uint8_t>& payload) {
     dds::SampleInfo info;
-    while (m_entities->reader->take_next_sample(&payload, &info) == ReturnCode_t::RETCODE_OK) {
+    qorROS2::transport::endpoints::WireSample into =
+        qorROS2::transport::endpoints::payloadToTake(payload);
+    while (m_entities->reader->take_next_sample(&into, &info) == ReturnCode_t::RETCODE_OK) {
         if (info.valid_data) {
             return true;
         }

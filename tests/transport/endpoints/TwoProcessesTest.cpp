@@ -28,6 +28,7 @@ using qorTest::uniqueTopic;
 
 constexpr std::int8_t kDomain = 94;
 constexpr std::int8_t kRawDomain = 18;
+constexpr std::int8_t kMixedDomain = 5;
 constexpr const char* kJointStateType = "sensor_msgs/msg/JointState";
 const QOS kDeepReliable{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 10};
 
@@ -136,6 +137,24 @@ TEST(TwoProcesses, TypedPublisherOfAnotherProcessReachesRawSubscriberByteForByte
     EXPECT_NE(first.writerGuid, (std::array<std::uint8_t, 16>{}));
     EXPECT_GT(first.sourceTimestampNs, 0);
     EXPECT_GE(second.sourceTimestampNs, first.sourceTimestampNs);
+}
+
+// A process that takes one topic both raw and typed, as a recorder next to a controller does.
+TEST(TwoProcesses, TypedPublisherOfAnotherProcessReachesRawAndTypedSubscribersOfOne) {
+    const std::vector<std::uint8_t> expected = knownJointStateBytes();
+    const std::string topic = uniqueTopic("typed_to_mixed");
+    RawSubscriber raw(topic, kJointStateType, kDeepReliable, kMixedDomain);
+    Subscriber<sensorMsgs::JointState> typed(topic, kDeepReliable, kMixedDomain);
+    qorTest::ChildProcess peer(
+        {QOR_ENDPOINT_PEER, "publish-joint-states", std::to_string(kMixedDomain), topic, "60"});
+    ASSERT_TRUE(peer.started());
+    RawSample sample;
+    ASSERT_TRUE(qorTest::waitFor([&] { return raw.takeSample(sample); })) << "nothing came raw";
+    EXPECT_EQ(hex(sample.bytes), hex(expected));
+    sensorMsgs::JointState received{};
+    ASSERT_TRUE(qorTest::receiveWithin(typed, received)) << "nothing came typed";
+    EXPECT_TRUE(qorTest::sameContents(received, qorTest::knownJointState()));
+    EXPECT_EQ(typed.droppedSamples(), 0U);
 }
 
 TEST(TwoProcesses, EndpointsAliveAtExitAreReleasedCleanly) {

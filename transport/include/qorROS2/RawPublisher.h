@@ -19,10 +19,10 @@ class WriterEndpoint;
 }  // namespace transport::endpoints
 
 /// Publishes serialized samples of the ROS 2 message type named at construction on one topic.
-/// It shares the process's participant of its domain and its node with the typed publishers, but
-/// a process cannot have raw and typed endpoints of one message type in one domain at the same
-/// time (the second to come is refused with std::runtime_error). Not copyable; a moved-from
-/// publisher sends nothing. publish() may be called from any thread.
+/// It shares the process's participant of its domain and its node with the typed publishers, and
+/// may live beside typed endpoints of the same message type: their subscribers receive its
+/// samples. Not copyable; a moved-from publisher sends nothing. publish() may be called from any
+/// thread.
 class QORNTROS2_EXPORT RawPublisher {
   public:
     /// Starts publishing samples of `typeName` ("sensor_msgs/msg/Image": any well-formed
@@ -30,7 +30,9 @@ class QORNTROS2_EXPORT RawPublisher {
     /// `typeHash` is the type's "RIHS01_" hash or empty; it is checked and kept for the
     /// endpoint's announcement. Throws std::invalid_argument when the topic name, the type name,
     /// the type hash, the QOS or the domain is not valid, and std::runtime_error when the
-    /// middleware refuses to create the endpoint; either names the topic and the reason.
+    /// middleware refuses to create the endpoint, when this process uses the topic for another
+    /// type, or for rmw_dds_common/msg/ParticipantEntitiesInfo, whose DDS type the process keeps
+    /// for the ROS 2 graph; either names the topic and the reason.
     RawPublisher(const std::string& topic, const std::string& typeName, const QOS& qos,
                  std::int8_t domainId, const std::string& typeHash = std::string());
     ~RawPublisher();

@@ -39,9 +39,9 @@ struct RawSample {
 /// Receives serialized samples of the ROS 2 message type named at construction from one topic.
 /// Samples wait in the subscriber's history (as deep as its QOS says) until takeSample() takes
 /// them. It shares the process's participant of its domain and its node with the typed
-/// subscribers, but a process cannot have raw and typed endpoints of one message type in one
-/// domain at the same time (the second to come is refused with std::runtime_error). Not
-/// copyable; a moved-from subscriber receives nothing.
+/// subscribers, and may live beside typed endpoints of the same message type: it receives the
+/// samples of their publishers, as they went on the wire. Not copyable; a moved-from subscriber
+/// receives nothing.
 ///
 /// Threads: takeSample(), waitForSample() and the counts may be called from any thread, also at
 /// once. The callback of onSample() runs on a thread of the middleware.
@@ -52,7 +52,9 @@ class QORNTROS2_EXPORT RawSubscriber {
     /// `typeHash` is the type's "RIHS01_" hash or empty; it is checked and kept for the
     /// endpoint's announcement. Throws std::invalid_argument when the topic name, the type name,
     /// the type hash, the QOS or the domain is not valid, and std::runtime_error when the
-    /// middleware refuses to create the endpoint; either names the topic and the reason.
+    /// middleware refuses to create the endpoint, when this process uses the topic for another
+    /// type, or for rmw_dds_common/msg/ParticipantEntitiesInfo, whose DDS type the process keeps
+    /// for the ROS 2 graph; either names the topic and the reason.
     RawSubscriber(const std::string& topic, const std::string& typeName, const QOS& qos,
                   std::int8_t domainId, const std::string& typeHash = std::string());
     ~RawSubscriber();

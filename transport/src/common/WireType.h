@@ -18,9 +18,10 @@ struct WireType {
     std::string rosTypeName;  ///< "sensor_msgs/msg/JointState", for messages
     /// Makes the middleware's description of the type; the caller owns the result.
     std::function<eprosima::fastdds::dds::TopicDataType*()> createDataType;
-    /// Whether samples travel as payload bytes (RawPayloadType) rather than as decoded records.
-    /// A participant has one description per type name, so both cannot share a type name.
-    bool rawBytes = false;
+    /// Whether the data type takes the endpoints' tagged samples (endpoints::WireSample), which
+    /// lets raw and typed endpoints share it. The graph topic's own type takes its records
+    /// only, and a participant has one data type per type name, so no endpoint can use that name.
+    bool endpointSamples = true;
     /// "RIHS01_<64 hex digits>", or empty when unknown; for announcing with the endpoint.
     std::string typeHash;
 };

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "endpoints/WireSample.h"
 #include "endpoints/WireTypes.h"
 #include "endpoints/WriterEndpoint.h"
 
@@ -23,7 +24,8 @@ Publisher<T>& Publisher<T>::operator=(Publisher&& other) noexcept = default;
 
 template <typename T>
 bool Publisher<T>::sendMessage(const T& message) {
-    return m_endpoint != nullptr && m_endpoint->write(&message);
+    return m_endpoint != nullptr &&
+           m_endpoint->write(transport::endpoints::recordToWrite(&message));
 }
 
 template <typename T>

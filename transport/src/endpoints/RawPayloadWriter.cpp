@@ -15,6 +15,7 @@
 
 #include "common/QosPolicies.h"
 #include "endpoints/RawPayloadType.h"
+#include "endpoints/WireSample.h"
 #include "participant/ParticipantQos.h"
 
 namespace qorROS2::transport::endpoints {
@@ -67,8 +68,9 @@ RawPayloadWriter::RawPayloadWriter(const std::string& ddsTopic, const std::strin
 RawPayloadWriter::~RawPayloadWriter() = default;
 
 bool RawPayloadWriter::write(const std::vector<std::uint8_t>& payload) {
-    RawPayloadView view{payload.data(), payload.size()};
-    return m_entities->writer->write(&view);
+    const RawPayloadView view{payload.data(), payload.size()};
+    WireSample sample = payloadToWrite(view);
+    return m_entities->writer->write(&sample);
 }
 
 std::size_t RawPayloadWriter::matchedSubscriptions() const {

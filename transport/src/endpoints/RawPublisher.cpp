@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "endpoints/RawPayloadType.h"
 #include "endpoints/RawWireType.h"
+#include "endpoints/WireSample.h"
 #include "endpoints/WriterEndpoint.h"
 
 namespace qorROS2 {
@@ -18,15 +18,16 @@ bool send(transport::endpoints::WriterEndpoint* endpoint, const std::string& top
         return false;
     }
     const transport::endpoints::RawPayloadView view{bytes, size};
+    const transport::endpoints::WireSample sample = transport::endpoints::payloadToWrite(view);
     if (sourceTimestampNs == nullptr) {
-        return endpoint->write(&view);
+        return endpoint->write(sample);
     }
     if (!transport::endpoints::WriterEndpoint::validSourceTimestamp(*sourceTimestampNs)) {
         throw std::invalid_argument(
             "cannot publish on topic \"" + topic + "\" with the source time " +
             std::to_string(*sourceTimestampNs) + " ns: it must lie between 1970 and 2038");
     }
-    return endpoint->writeAt(&view, *sourceTimestampNs);
+    return endpoint->writeAt(sample, *sourceTimestampNs);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "endpoints/RawWireType.h"
 #include "endpoints/ReaderEndpoint.h"
+#include "endpoints/WireSample.h"
 
 namespace qorROS2 {
 
@@ -24,7 +25,7 @@ bool RawSubscriber::takeSample(RawSample& sample) const {
     }
     transport::endpoints::SampleOrigin origin;
     // The payload is copied straight into the caller's buffer, whose capacity is reused.
-    if (!m_endpoint->takeNext(&sample.bytes, &origin)) {
+    if (!m_endpoint->takeNext(transport::endpoints::payloadToTake(sample.bytes), &origin)) {
         return false;
     }
     sample.sourceTimestampNs = origin.sourceTimestampNs;

@@ -6,6 +6,7 @@
 
 #include "common/QosPolicies.h"
 #include "endpoints/RawPayloadType.h"
+#include "endpoints/WireTypes.h"
 
 namespace qorROS2::transport::endpoints {
 namespace {
@@ -83,10 +84,15 @@ common::WireType rawWireType(const std::string& topic, const std::string& rosTyp
     common::WireType type;
     type.ddsTypeName = ddsTypeName;
     type.rosTypeName = rosTypeName;
-    type.createDataType = [ddsTypeName]() -> eprosima::fastdds::dds::TopicDataType* {
-        return new RawPayloadType(ddsTypeName);
-    };
-    type.rawBytes = true;
+    // A type the library has records of keeps their data type, which copies raw samples as they
+    // are: a process may then have raw and typed endpoints of it side by side.
+    if (const DataTypeMaker record = recordDataTypeNamed(rosTypeName)) {
+        type.createDataType = record;
+    } else {
+        type.createDataType = [ddsTypeName]() -> eprosima::fastdds::dds::TopicDataType* {
+            return new RawPayloadType(ddsTypeName);
+        };
+    }
     type.typeHash = typeHash;
     return type;
 }

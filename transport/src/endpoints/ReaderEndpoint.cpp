@@ -117,10 +117,11 @@ ReaderEndpoint::~ReaderEndpoint() {
     m_lease.participant().delete_subscriber(m_subscriber);
 }
 
-bool ReaderEndpoint::takeNext(void* slot, SampleOrigin* origin) {
+bool ReaderEndpoint::takeNext(const WireSample& into, SampleOrigin* origin) {
     dds::SampleInfo info;
     for (;;) {
-        const ReturnCode_t result = m_reader->take_next_sample(slot, &info);
+        const ReturnCode_t result =
+            m_reader->take_next_sample(const_cast<WireSample*>(&into), &info);
         if (result != ReturnCode_t::RETCODE_OK) {
             return false;
         }

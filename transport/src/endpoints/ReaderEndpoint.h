@@ -12,6 +12,7 @@
 
 #include "endpoints/LeasedEndpoint.h"
 #include "endpoints/MalformedSampleReport.h"
+#include "endpoints/WireSample.h"
 
 namespace qorROS2::transport::endpoints {
 
@@ -31,11 +32,11 @@ class ReaderEndpoint : public LeasedEndpoint {
                    const common::WireType& type);
     ~ReaderEndpoint();
 
-    /// Takes the oldest waiting sample that decodes into `slot`, a DecodeSlot of the endpoint's
-    /// wire type, and returns true; false when none waits. Samples that do not decode are
-    /// reported to the slot's MalformedSampleReport and skipped on the way.
+    /// Takes the oldest waiting sample into `into` and returns true; false when none waits.
+    /// Into a record's DecodeSlot, samples that do not decode are reported to the slot's
+    /// MalformedSampleReport and skipped on the way; payload bytes are taken as they came.
     /// When `origin` is given, it receives what the middleware tells of the sample taken.
-    bool takeNext(void* slot, SampleOrigin* origin = nullptr);
+    bool takeNext(const WireSample& into, SampleOrigin* origin = nullptr);
 
     /// Blocks until a sample waits to be taken (true) or `timeout` has passed (false); woken by
     /// the middleware's notice that data arrived. A notice that a writer went away may also

@@ -8,6 +8,7 @@
 #include <limits>
 #include <new>
 #include <string>
+#include <vector>
 
 #include <fastdds/rtps/common/SerializedPayload.h>
 #include <fastdds/dds/topic/TopicDataType.hpp>
@@ -15,6 +16,8 @@
 #include "cdr/CdrCodec.h"
 #include "common/WireType.h"
 #include "endpoints/DecodeSlot.h"
+#include "endpoints/RawPayloadType.h"
+#include "endpoints/WireSample.h"
 #include "qorROS2/MessageFields.h"
 
 namespace qorROS2::transport::endpoints {
@@ -26,16 +29,20 @@ std::string ddsTypeNameOf() {
            "::msg::dds_::" + MessageDescription<T>::name + "_";
 }
 
-/// Serialises records T given to DataWriter::write() and decodes the bytes taken by
-/// DataReader::take_next_sample() into a DecodeSlot<T>, which is also what createData() makes.
-/// Both run inside the middleware, so neither lets an exception out.
+/// The data type of a type name the library has records T of. It serves the typed and the raw
+/// endpoints of that name alike, as a participant registers one data type per name: samples of
+/// the record form are records T given to DataWriter::write(), encoded straight into the
+/// payload, and DecodeSlot<T> that DataReader::take_next_sample() decodes into; samples of the
+/// payload form are copied as bytes both ways (see RawPayloadType). createData() makes a
+/// DecodeSlot<T>. Everything runs inside the middleware, so nothing lets an exception out.
 template <typename T>
 class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
   public:
     RecordDataType() {
         setName(ddsTypeNameOf<T>().c_str());
         // The first payloads of a history are reserved at this size and grown when a sample
-        // needs more, so the empty record's size keeps small types small.
+        // needs more, so the empty record's size keeps small types small; raw samples of the
+        // type grow them the same way.
         m_typeSize = static_cast<std::uint32_t>(cdr::encodedSize(T{}));
         m_isGetKeyDefined = false;
         // ROS 2 peers neither send nor expect type objects; announcing them costs discovery
@@ -45,8 +52,12 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
     }
 
     bool serialize(void* data, eprosima::fastrtps::rtps::SerializedPayload_t* payload) override {
+        const auto& sample = *static_cast<const WireSample*>(data);
+        if (sample.form == WireSample::Form::payload) {
+            return serializePayloadBytes(*static_cast<const RawPayloadView*>(sample.data), payload);
+        }
         try {
-            const T& record = *static_cast<const T*>(data);
+            const T& record = *static_cast<const T*>(sample.data);
             const std::size_t size = cdr::encodedSize(record);
             if (size > payload->max_size) {
                 return false;
@@ -61,7 +72,12 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
     }
 
     bool deserialize(eprosima::fastrtps::rtps::SerializedPayload_t* payload, void* data) override {
-        auto& slot = *static_cast<DecodeSlot<T>*>(data);
+        const auto& sample = *static_cast<const WireSample*>(data);
+        if (sample.form == WireSample::Form::payload) {
+            return deserializePayloadBytes(*payload,
+                                           *static_cast<std::vector<std::uint8_t>*>(sample.data));
+        }
+        auto& slot = *static_cast<DecodeSlot<T>*>(sample.data);
         const char* failure = nullptr;
         try {
             const cdr::DecodeResult result =
@@ -90,7 +106,10 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
 
     std::function<std::uint32_t()> getSerializedSizeProvider(void* data) override {
         return [data]() -> std::uint32_t {
-            const std::size_t size = cdr::encodedSize(*static_cast<const T*>(data));
+            const auto& sample = *static_cast<const WireSample*>(data);
+            const std::size_t size = sample.form == WireSample::Form::payload
+                                         ? static_cast<const RawPayloadView*>(sample.data)->size
+                                         : cdr::encodedSize(*static_cast<const T*>(sample.data));
             // A size the middleware cannot express gives an empty payload, which serialize()
             // then refuses.
             return size > std::numeric_limits<std::uint32_t>::max()
@@ -99,9 +118,9 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
         };
     }
 
-    void* createData() override { return new (std::nothrow) DecodeSlot<T>(); }
+    void* createData() override { return newOwningSample<DecodeSlot<T>>(WireSample::Form::record); }
 
-    void deleteData(void* data) override { delete static_cast<DecodeSlot<T>*>(data); }
+    void deleteData(void* data) override { deleteOwningSample<DecodeSlot<T>>(data); }
 
     bool getKey(void*, eprosima::fastrtps::rtps::InstanceHandle_t*, bool) override {
         // ROS 2 topics are keyless.

@@ -5,6 +5,7 @@
 
 #include "endpoints/DecodeSlot.h"
 #include "endpoints/ReaderEndpoint.h"
+#include "endpoints/WireSample.h"
 #include "endpoints/WireTypes.h"
 
 namespace qorROS2 {
@@ -22,7 +23,7 @@ class SubscriberState {
 
     bool receive(T& message) {
         std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_endpoint.takeNext(&m_slot)) {
+        if (!m_endpoint.takeNext(recordToTake(&m_slot))) {
             return false;
         }
         // The caller's old buffers become the scratch for the next sample, so a steady stream of

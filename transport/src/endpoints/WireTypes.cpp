@@ -3,6 +3,8 @@
 
 #include "endpoints/WireTypes.h"
 
+#include <map>
+
 #include "endpoints/RecordDataType.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/typesupport/TypeSupport.h"
@@ -21,8 +23,22 @@ eprosima::fastdds::dds::TopicDataType* createRecordDataType() {
 template <typename T>
 common::WireType wireTypeOf() {
     const std::string rosName = rosTypeName<T>();
-    return common::WireType{ddsTypeNameOf<T>(), rosName, &createRecordDataType<T>, false,
-                            typesupport::getTypeSupport(rosName).typeHash()};
+    common::WireType type;
+    type.ddsTypeName = ddsTypeNameOf<T>();
+    type.rosTypeName = rosName;
+    type.createDataType = &createRecordDataType<T>;
+    type.typeHash = typesupport::getTypeSupport(rosName).typeHash();
+    return type;
+}
+
+DataTypeMaker recordDataTypeNamed(const std::string& rosName) {
+#define QORNTROS2_RECORD_DATA_TYPE(Namespace, Name) \
+    {rosTypeName<Namespace::Name>(), &createRecordDataType<Namespace::Name>},
+    static const std::map<std::string, DataTypeMaker> kMakers{
+        QORROS2_FOR_EACH_MESSAGE(QORNTROS2_RECORD_DATA_TYPE)};
+#undef QORNTROS2_RECORD_DATA_TYPE
+    const auto found = kMakers.find(rosName);
+    return found != kMakers.end() ? found->second : nullptr;
 }
 
 #define QORNTROS2_INSTANTIATE_WIRE_TYPE(Namespace, Name) \

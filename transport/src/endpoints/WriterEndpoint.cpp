@@ -59,10 +59,10 @@ WriterEndpoint::~WriterEndpoint() {
     m_lease.participant().delete_publisher(m_publisher);
 }
 
-bool WriterEndpoint::write(const void* record) {
+bool WriterEndpoint::write(const WireSample& sample) {
     try {
         // DataWriter::write() takes a mutable pointer but only reads the sample.
-        return m_writer->write(const_cast<void*>(record));
+        return m_writer->write(const_cast<WireSample*>(&sample));
     } catch (...) {
         // Publishing runs on the simulation's step path, which must not throw.
         return false;
@@ -78,7 +78,7 @@ bool WriterEndpoint::validSourceTimestamp(std::int64_t sourceTimestampNs) {
     return sourceTimestampNs >= 0 && sourceTimestampNs / kNsPerSecond <= kLastSecond;
 }
 
-bool WriterEndpoint::writeAt(const void* record, std::int64_t sourceTimestampNs) {
+bool WriterEndpoint::writeAt(const WireSample& sample, std::int64_t sourceTimestampNs) {
     if (!validSourceTimestamp(sourceTimestampNs)) {
         return false;
     }
@@ -86,8 +86,8 @@ bool WriterEndpoint::writeAt(const void* record, std::int64_t sourceTimestampNs)
         static_cast<std::int32_t>(sourceTimestampNs / kNsPerSecond),
         static_cast<std::uint32_t>(sourceTimestampNs % kNsPerSecond));
     try {
-        return m_writer->write_w_timestamp(const_cast<void*>(record), dds::HANDLE_NIL, timestamp) ==
-               ReturnCode_t::RETCODE_OK;
+        return m_writer->write_w_timestamp(const_cast<WireSample*>(&sample), dds::HANDLE_NIL,
+                                           timestamp) == ReturnCode_t::RETCODE_OK;
     } catch (...) {
         return false;
     }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "endpoints/LeasedEndpoint.h"
+#include "endpoints/WireSample.h"
 
 namespace qorROS2::transport::endpoints {
 
@@ -20,12 +21,13 @@ class WriterEndpoint : public LeasedEndpoint {
                    const common::WireType& type);
     ~WriterEndpoint();
 
-    /// Writes `record`, a record of the endpoint's wire type; false when the middleware refused.
-    bool write(const void* record);
+    /// Writes `sample`, a record of the endpoint's wire type or payload bytes; false when the
+    /// middleware refused.
+    bool write(const WireSample& sample);
 
-    /// Writes `record` with the source timestamp `sourceTimestampNs` (since the epoch) instead of
+    /// Writes `sample` with the source timestamp `sourceTimestampNs` (since the epoch) instead of
     /// now; false when the middleware refused or the time is not a validSourceTimestamp().
-    bool writeAt(const void* record, std::int64_t sourceTimestampNs);
+    bool writeAt(const WireSample& sample, std::int64_t sourceTimestampNs);
 
     /// Whether the middleware can carry `sourceTimestampNs`: from the epoch to 2038, as it keeps
     /// seconds in a signed 32-bit count whose last value means "infinite".

@@ -35,10 +35,11 @@ struct TopicEntry {
     std::size_t leases = 0;
 };
 
-// How many topics of a participant use a registered type, and as what.
+// How many topics of a participant use a registered type, and whether its data type takes the
+// endpoints' samples.
 struct TypeUse {
     std::size_t topics = 0;
-    bool rawBytes = false;
+    bool endpointSamples = true;
 };
 
 struct DomainEntry {
@@ -120,14 +121,14 @@ DomainEntry& leaseDomain(Registry& all, std::uint32_t domain, const std::string&
 // registering its type) for the first one. Leaves `entry` as it was when it throws.
 dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const std::string& ddsTopic,
                        const common::WireType& type) {
-    // A participant knows one description of a type name: samples of that type are either
-    // decoded records or payload bytes for all of its endpoints.
+    // A participant knows one data type per type name. Raw and typed endpoints share theirs,
+    // but the graph topic's type reads and writes its own records only; as every participant
+    // registers it first, the one refused is always an endpoint.
     const auto use = entry.typeUsers.find(type.ddsTypeName);
-    if (use != entry.typeUsers.end() && use->second.rawBytes != type.rawBytes) {
+    if (use != entry.typeUsers.end() && use->second.endpointSamples != type.endpointSamples) {
         throw std::runtime_error("cannot use topic \"" + rosTopic + "\" for " + type.rosTypeName +
-                                 (type.rawBytes ? " as raw bytes" : " as records") +
-                                 ": this process already has " + (type.rawBytes ? "typed" : "raw") +
-                                 " endpoints of that type in this domain");
+                                 ": this process keeps that type for its own announcements on "
+                                 "the ROS 2 graph");
     }
     auto found = entry.topics.find(ddsTopic);
     if (found != entry.topics.end()) {
@@ -161,7 +162,7 @@ dds::Topic* leaseTopic(DomainEntry& entry, const std::string& rosTopic, const st
     }
     TypeUse& users = entry.typeUsers[type.ddsTypeName];
     ++users.topics;
-    users.rawBytes = type.rawBytes;
+    users.endpointSamples = type.endpointSamples;
     entry.topics.emplace(ddsTopic, TopicEntry{topic, type.ddsTypeName, type.rosTypeName, 1});
     return topic;
 }
@@ -185,11 +186,11 @@ void releaseTopic(DomainEntry& entry, const std::string& ddsTopic) {
 }
 
 void startAnnouncing(DomainEntry& entry) {
-    const common::WireType graphType{graph::kGraphTypeName,
-                                     "rmw_dds_common/msg/ParticipantEntitiesInfo",
-                                     &createGraphDataType,
-                                     false,
-                                     {}};
+    common::WireType graphType;
+    graphType.ddsTypeName = graph::kGraphTypeName;
+    graphType.rosTypeName = "rmw_dds_common/msg/ParticipantEntitiesInfo";
+    graphType.createDataType = &createGraphDataType;
+    graphType.endpointSamples = false;
     dds::Topic* topic =
         leaseTopic(entry, graph::kGraphTopicName, graph::kGraphTopicName, graphType);
     try {

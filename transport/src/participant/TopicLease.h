@@ -58,8 +58,8 @@ class DomainLease {
 class TopicLease {
   public:
     /// Leases the DDS topic `ddsTopic` carrying `type` in `domain`. Throws std::runtime_error
-    /// naming `rosTopic` when the middleware refuses, or when this process already uses the topic
-    /// with another type.
+    /// naming `rosTopic` when the middleware refuses, when this process already uses the topic
+    /// with another type, or when `type` is that of the graph topic and not its own.
     TopicLease(std::uint32_t domain, const std::string& rosTopic, const std::string& ddsTopic,
                const common::WireType& type);
     ~TopicLease();

@@ -25,6 +25,7 @@ constexpr int kDelayDomain = 63;
 constexpr int kHzDomain = 64;
 constexpr int kBwDomain = 65;
 constexpr int kPubDomain = 66;
+constexpr int kClockHzDomain = 6;
 
 using qorROS2::QOS;
 using Time = qorROS2::builtinInterfaces::Time;
@@ -82,6 +83,18 @@ std::vector<double> valuesAfter(const std::string& output, const std::string& la
     return values;
 }
 
+// Runs hz `command` until it has reported thrice, then stops it as a user would (exit code 2),
+// and checks that its last average rate lies between `low` and `high`.
+void expectLastRateWithin(const std::string& command, int domain, double low, double high) {
+    const auto result =
+        qorCliTest::runCliUntilPrinted(command, printedLines("average rate", 3), domain);
+    EXPECT_EQ(result.exitCode, 2) << result.output;
+    const std::vector<double> rates = valuesAfter(result.output, "average rate: ");
+    ASSERT_FALSE(rates.empty()) << result.output;
+    EXPECT_GT(rates.back(), low) << result.output;
+    EXPECT_LT(rates.back(), high) << result.output;
+}
+
 TEST(CliSimTime, DelayIsMeasuredAgainstTheSimulationClock) {
     // The simulation runs at the wall's pace and stamps its joint states 0.25 s in its own past;
     // the system's clock is some 1.7e9 s ahead of it.
@@ -108,6 +121,14 @@ TEST(CliSimTime, DelayIsMeasuredAgainstTheSimulationClock) {
     EXPECT_NE(help.output.find("-s, --use-sim-time"), std::string::npos) << help.output;
 }
 
+// The verb takes /clock raw while the same process reads it typed for its time.
+TEST(CliSimTime, HzOfTheClockItselfIsTimedWithTheClock) {
+    // Five times the wall's pace: fifty clock messages a wall second, ten a simulated one.
+    const Simulation running = simulation(kClockHzDomain, std::chrono::milliseconds(100),
+                                          [](std::int64_t, std::int64_t) {});
+    expectLastRateWithin("topic hz --use-sim-time /clock", kClockHzDomain, 5.0, 20.0);
+}
+
 TEST(CliSimTime, HzTimesTheRateWithTheSimulationClockUnlessWallTimeIsAsked) {
     // Five times the wall's pace, a message every half second of simulated time.
     qorROS2::Publisher<qorROS2::stdMsgs::String> ticks(
@@ -119,14 +140,8 @@ TEST(CliSimTime, HzTimesTheRateWithTheSimulationClockUnlessWallTimeIsAsked) {
                                                       ticks.sendMessage(qorROS2::stdMsgs::String{});
                                                   }
                                               });
-        const auto result = qorCliTest::runCliUntilPrinted(
-            "topic hz --use-sim-time /cli/sim_ticks", printedLines("average rate", 3), kHzDomain);
-        EXPECT_EQ(result.exitCode, 2) << result.output;
-        const std::vector<double> rates = valuesAfter(result.output, "average rate: ");
-        ASSERT_FALSE(rates.empty()) << result.output;
         // Two a second of the simulation's time; the wall sees ten.
-        EXPECT_GT(rates.back(), 1.5) << result.output;
-        EXPECT_LT(rates.back(), 2.7) << result.output;
+        expectLastRateWithin("topic hz --use-sim-time /cli/sim_ticks", kHzDomain, 1.5, 2.7);
     }
     // A simulation that stands still: its time never moves on a second, so hz never reports,
     // unless it times with the wall.
