@@ -105,7 +105,8 @@ TEST(TransportSymbols, RawServiceEndpointsExportTheirMembers) {
     "qorROS2::MessageCodec<qorROS2::" #Namespace "::" #Name ">::encode(qorROS2::" #Namespace \
     "::" #Name " const&)",                                                                   \
         "qorROS2::MessageCodec<qorROS2::" #Namespace "::" #Name                              \
-        ">::decode(unsigned char const*, unsigned long, qorROS2::" #Namespace "::" #Name "&)",
+        ">::decode[abi:cxx11](unsigned char const*, unsigned long, qorROS2::" #Namespace     \
+        "::" #Name "&)",
 
 TEST(TransportSymbols, EveryRecordHasItsCodec) {
     const std::set<std::string> expected = {
@@ -176,6 +177,7 @@ TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExporte
             kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
             kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||
             name == "qorROS2::rosDomainId(char const*)" ||
+            name.rfind("qorROS2::knownServiceTypeHashes(", 0) == 0 ||
             name == "qorROS2::rosDomainIdFromEnvironment()";
         EXPECT_TRUE(endpoint) << name;
         EXPECT_EQ(name.find("qorROS2::detail::"), std::string::npos) << name;

@@ -14,9 +14,13 @@
 
 #include "PeerProcess.h"
 #include "ServiceBytes.h"
+#include "ServicePeers.h"
 #include "WaitFor.h"
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/RawServiceClient.h"
 #include "qorROS2/RawServiceServer.h"
+#include "qorROS2/ServiceClient.h"
+#include "qorROS2/ServiceServer.h"
 
 namespace {
 
@@ -26,17 +30,14 @@ using qorTest::Bytes;
 using namespace std::chrono_literals;
 
 constexpr std::int8_t kDomain = 29;
-constexpr std::chrono::milliseconds kPeerDeadline{20000};
-constexpr const char* kSetBool = "std_srvs/srv/SetBool";
-
-// A service name of this process, without the leading '/', as the peer writes DDS topics.
-std::string serviceName(const std::string& name) {
-    return "qor_test/p" + std::to_string(::getpid()) + "/" + name;
-}
+using qorTest::kPeerDeadline;
+using qorTest::kSetBoolType;
+using qorTest::linesStartingWith;
+using qorTest::peerServiceName;
 
 TEST(CycloneService, OurServerAnswersACycloneClientInItsWire) {
-    const std::string service = serviceName("cyclone_client");
-    RawServiceServer server("/" + service, kSetBool, kDomain);
+    const std::string service = peerServiceName("cyclone_client");
+    RawServiceServer server("/" + service, kSetBoolType, kDomain);
     PeerProcess peer({QOR_CYCLONE_SERVICE_PEER, "client", std::to_string(kDomain), service, "3",
                       std::to_string(kPeerDeadline.count())});
     std::vector<std::string> requests;
@@ -58,23 +59,18 @@ TEST(CycloneService, OurServerAnswersACycloneClientInItsWire) {
                             qorTest::hex(qorTest::padded(qorTest::setBoolRequest(true), true))}))
         << peer.transcript();
     EXPECT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline)), 0) << peer.transcript();
-    std::vector<std::string> replies;
-    for (const std::string& line : peer.lines()) {
-        if (line.rfind("reply ", 0) == 0) {
-            replies.push_back(line);
-        }
-    }
-    EXPECT_EQ(replies, (std::vector<std::string>{"reply 1 1 fast 1", "reply 2 0 fast 0",
-                                                 "reply 3 1 fast 1"}))
+    EXPECT_EQ(
+        linesStartingWith(peer, "reply "),
+        (std::vector<std::string>{"reply 1 1 fast 1", "reply 2 0 fast 0", "reply 3 1 fast 1"}))
         << peer.transcript();
     EXPECT_EQ(server.droppedRequests(), 0U);
 }
 
 TEST(CycloneService, OurClientCallsACycloneServerInItsWire) {
-    const std::string service = serviceName("cyclone_server");
+    const std::string service = peerServiceName("cyclone_server");
     PeerProcess peer({QOR_CYCLONE_SERVICE_PEER, "server", std::to_string(kDomain), service, "3",
                       std::to_string(kPeerDeadline.count())});
-    RawServiceClient client("/" + service, kSetBool, kDomain, presetQos("services_default"),
+    RawServiceClient client("/" + service, kSetBoolType, kDomain, presetQos("services_default"),
                             ServiceWire::cycloneDds);
     ASSERT_TRUE(client.waitForService(kPeerDeadline)) << peer.transcript();
     // A Cyclone reader takes a new writer's samples only from the first heartbeat on: a request
@@ -102,13 +98,29 @@ TEST(CycloneService, OurClientCallsACycloneServerInItsWire) {
                            qorTest::padded(qorTest::setBoolResponse(false, "cyclone 0"), true),
                            qorTest::padded(qorTest::setBoolResponse(true, "cyclone 1"), true)}));
     EXPECT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline)), 0) << peer.transcript();
-    std::vector<std::string> requests;
-    for (const std::string& line : peer.lines()) {
-        if (line.rfind("request ", 0) == 0) {
-            requests.push_back(line);
-        }
-    }
-    EXPECT_EQ(requests, expectedRequests) << peer.transcript();
+    EXPECT_EQ(linesStartingWith(peer, "request "), expectedRequests) << peer.transcript();
+}
+
+// Cyclone sees what rmw announces for a service: the request's hash on the request endpoints, and
+// the server's id beside it, so that Cyclone-side tools pair its reader and writer.
+TEST(CycloneService, RequestEndpointsAnnounceTheRequestHashAndTheServiceId) {
+    const std::string service = peerServiceName("announced");
+    ServiceServer<stdSrvs::SetBool> server("/" + service, kDomain);
+    ServiceClient<stdSrvs::SetBool> client("/" + service, kDomain);
+    const std::string hash = knownServiceTypeHashes(kSetBoolType).request;
+    ASSERT_EQ(hash.rfind("RIHS01_", 0), 0U) << hash;
+    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "userdata", std::to_string(kDomain),
+                      "rq/" + service + "Request", std::to_string(kPeerDeadline.count())});
+    ASSERT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline + kPeerDeadline)), 0)
+        << peer.transcript();
+    const std::vector<std::string> publication = linesStartingWith(peer, "publication ");
+    const std::vector<std::string> subscription = linesStartingWith(peer, "subscription ");
+    ASSERT_EQ(publication.size(), 1U) << peer.transcript();
+    ASSERT_EQ(subscription.size(), 1U) << peer.transcript();
+    EXPECT_EQ(publication[0], "publication typehash=" + hash + ";");
+    const std::string announced = "subscription typehash=" + hash + ";serviceid=";
+    EXPECT_EQ(subscription[0].rfind(announced, 0), 0U) << subscription[0];
+    EXPECT_EQ(subscription[0].back(), ';') << subscription[0];
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include "PeerProcess.h"
 #include "ServiceBytes.h"
+#include "ServicePeers.h"
 #include "WaitFor.h"
 #include "qorROS2/RawServiceClient.h"
 #include "qorROS2/RawServiceServer.h"
@@ -25,26 +26,14 @@ using qorTest::Bytes;
 using namespace std::chrono_literals;
 
 constexpr std::int8_t kDomain = 37;
-constexpr std::chrono::milliseconds kPeerDeadline{20000};
-constexpr const char* kSetBool = "std_srvs/srv/SetBool";
-
-std::string serviceName(const std::string& name) {
-    return "qor_test/p" + std::to_string(::getpid()) + "/" + name;
-}
-
-std::vector<std::string> linesStartingWith(const PeerProcess& peer, const std::string& start) {
-    std::vector<std::string> found;
-    for (const std::string& line : peer.lines()) {
-        if (line.rfind(start, 0) == 0) {
-            found.push_back(line);
-        }
-    }
-    return found;
-}
+using qorTest::kPeerDeadline;
+using qorTest::kSetBoolType;
+using qorTest::linesStartingWith;
+using qorTest::peerServiceName;
 
 TEST(FastRtpsService, OurServerAnswersAnRmwFastRtpsClient) {
-    const std::string service = serviceName("fastrtps_client");
-    RawServiceServer server("/" + service, kSetBool, kDomain);
+    const std::string service = peerServiceName("fastrtps_client");
+    RawServiceServer server("/" + service, kSetBoolType, kDomain);
     PeerProcess peer({QOR_FASTRTPS_SERVICE_PEER, "client", std::to_string(kDomain), service, "3",
                       std::to_string(kPeerDeadline.count())});
     std::vector<std::int64_t> sequences;
@@ -70,10 +59,10 @@ TEST(FastRtpsService, OurServerAnswersAnRmwFastRtpsClient) {
 }
 
 TEST(FastRtpsService, OurClientCallsAnRmwFastRtpsServer) {
-    const std::string service = serviceName("fastrtps_server");
+    const std::string service = peerServiceName("fastrtps_server");
     PeerProcess peer({QOR_FASTRTPS_SERVICE_PEER, "server", std::to_string(kDomain), service, "3",
                       std::to_string(kPeerDeadline.count())});
-    RawServiceClient client("/" + service, kSetBool, kDomain);
+    RawServiceClient client("/" + service, kSetBoolType, kDomain);
     ASSERT_TRUE(client.waitForService(kPeerDeadline)) << peer.transcript();
     std::vector<Bytes> replies;
     for (const bool data : {true, false, true}) {

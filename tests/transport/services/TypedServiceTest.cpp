@@ -17,6 +17,7 @@
 #include "WaitFor.h"
 #include "endpoints/RawPayloadWriter.h"
 #include "qor/Notify.h"
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/ServiceClient.h"
 #include "qorROS2/ServiceServer.h"
@@ -118,6 +119,33 @@ TEST(TypedService, UndecodableRequestIsDroppedWithOneWarningAndServingGoesOn) {
     ASSERT_EQ(collector.lines().size(), 1U);
     EXPECT_EQ(collector.lines()[0], "Warning: Service \"" + service +
                                         "\" dropped a malformed request (1 so far): " + reason);
+}
+
+TEST(TypedService, SetBoolRoundTrip) {
+    const std::string service = uniqueService("set_bool");
+    ServiceServer<stdSrvs::SetBool> server(service, kDomain);
+    ServiceClient<stdSrvs::SetBool> client(service, kDomain);
+    std::atomic<bool> stop{false};
+    std::thread serving([&] {
+        while (!stop) {
+            if (server.waitForRequest(20ms)) {
+                server.handleRequests(
+                    [](const stdSrvs::SetBool::Request& request, const ServiceRequestId&) {
+                        return std::optional<stdSrvs::SetBool::Response>(
+                            stdSrvs::SetBool::Response{request.data, request.data ? "on" : "off"});
+                    });
+            }
+        }
+    });
+    ASSERT_TRUE(client.waitForService(qorTest::kDeliveryDeadline));
+    stdSrvs::SetBool::Response response{};
+    const bool answered = client.call(stdSrvs::SetBool::Request{true}, response, 10s);
+    stop = true;
+    serving.join();
+    ASSERT_TRUE(answered) << "no response within 10 s";
+    EXPECT_TRUE(response.success);
+    EXPECT_EQ(response.message, "on");
+    EXPECT_EQ(serviceTypeName<stdSrvs::SetBool>(), "std_srvs/srv/SetBool");
 }
 
 TEST(TypedService, TypeNameComesFromTheRequestRecord) {

@@ -35,7 +35,9 @@ class ServiceClient {
                   const QOS& qos = presetQos("services_default"),
                   ServiceWire wire = ServiceWire::fastRtps,
                   const std::string& serviceType = serviceTypeName<Srv>())
-        : m_raw(service, serviceType, domainId, qos, wire) {}
+        : m_raw(service, serviceType, domainId, qos, wire,
+                knownServiceTypeHashes(serviceType).request,
+                knownServiceTypeHashes(serviceType).response) {}
 
     bool serviceIsReady() const { return m_raw.serviceIsReady(); }
     bool waitForService(std::chrono::nanoseconds timeout) const {

@@ -17,10 +17,13 @@
 
 namespace qorROS2 {
 
-/// "std_srvs/srv/SetBool" for a service whose request record is described as
-/// "std_srvs"/"SetBool_Request", as ROS 2 names the messages of a service.
+/// "std_srvs/srv/SetBool": the ROS 2 name of a service type with a ServiceDescription, or of any
+/// other whose request record is described as "std_srvs"/"SetBool_Request".
 template <typename Srv>
 std::string serviceTypeName() {
+    if constexpr (isServiceType<Srv>) {
+        return rosServiceName<Srv>();
+    }
     using Description = MessageDescription<typename Srv::Request>;
     std::string name = Description::name;
     const std::string suffix = "_Request";
@@ -49,7 +52,8 @@ class ServiceServer {
     ServiceServer(const std::string& service, std::int8_t domainId,
                   const QOS& qos = presetQos("services_default"),
                   const std::string& serviceType = serviceTypeName<Srv>())
-        : m_raw(service, serviceType, domainId, qos) {}
+        : m_raw(service, serviceType, domainId, qos, knownServiceTypeHashes(serviceType).request,
+                knownServiceTypeHashes(serviceType).response) {}
 
     /// Takes the oldest waiting request that decodes into `request`, with its id; false when
     /// none waits.

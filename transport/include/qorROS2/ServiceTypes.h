@@ -5,7 +5,10 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <tuple>
+
+#include "qorROS2/TransportExport.h"
 
 namespace qorROS2 {
 
@@ -46,5 +49,16 @@ enum class ServiceWire {
     /// request and reply, and the client's reader and writer announce "clientid=...;".
     cycloneDds,
 };
+
+/// The type hashes that a service's endpoints announce: the request's on the request reader and
+/// writer, the response's on the reply writer and reader ("RIHS01_...", or empty when unknown).
+struct ServiceTypeHashes {
+    std::string request;
+    std::string response;
+};
+
+/// The hashes of the service type `serviceType` ("std_srvs/srv/SetBool") when this library knows
+/// the type; empty ones for any other, as ROS 2 announces an unknown hash.
+QORNTROS2_EXPORT ServiceTypeHashes knownServiceTypeHashes(const std::string& serviceType);
 
 }  // namespace qorROS2

@@ -30,4 +30,10 @@ std::string MessageCodec<T>::decode(const std::uint8_t* data, std::size_t size, 
 QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_MESSAGE_CODEC)
 #undef QORNTROS2_INSTANTIATE_MESSAGE_CODEC
 
+#define QORNTROS2_INSTANTIATE_SERVICE_CODECS(Namespace, Name)               \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::Request>; \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::Response>;
+QORROS2_FOR_EACH_SERVICE(QORNTROS2_INSTANTIATE_SERVICE_CODECS)
+#undef QORNTROS2_INSTANTIATE_SERVICE_CODECS
+
 }  // namespace qorROS2

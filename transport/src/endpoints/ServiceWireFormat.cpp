@@ -6,6 +6,20 @@
 #include <stdexcept>
 
 #include "endpoints/RawWireType.h"
+#include "qorROS2/ServiceTypes.h"
+#include "qorROS2/typesupport/TypeSupport.h"
+
+namespace qorROS2 {
+
+ServiceTypeHashes knownServiceTypeHashes(const std::string& serviceType) {
+    const typesupport::ServiceTypeSupport* known = typesupport::findServiceTypeSupport(serviceType);
+    if (known == nullptr) {
+        return ServiceTypeHashes{};
+    }
+    return ServiceTypeHashes{known->requestTypeHash(), known->responseTypeHash()};
+}
+
+}  // namespace qorROS2
 
 namespace qorROS2::transport::endpoints {
 namespace {

@@ -95,6 +95,29 @@ bool matched(dds_entity_t writer, dds_entity_t reader) {
            published.current_count > 0 && subscribed.current_count > 0;
 }
 
+// Takes the samples of `reader` as they come and hands each valid one to `use`, until `use` has
+// returned true for `count` of them (true) or `deadline` passes (false).
+template <typename Sample, typename Use>
+bool takeUntilCounted(dds_entity_t reader, int count, Clock::time_point deadline, Use use) {
+    int counted = 0;
+    while (counted < count) {
+        if (Clock::now() > deadline) {
+            return false;
+        }
+        void* samples[1] = {nullptr};
+        dds_sample_info_t info;
+        if (dds_take(reader, samples, &info, 1, 1) <= 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            continue;
+        }
+        if (info.valid_data && use(*static_cast<const Sample*>(samples[0]))) {
+            ++counted;
+        }
+        dds_return_loan(reader, samples, 1);
+    }
+    return true;
+}
+
 int runClient(dds_entity_t participant, const std::string& service, int count,
               Clock::time_point deadline) {
     dds_guid_t guid;
@@ -120,28 +143,18 @@ int runClient(dds_entity_t participant, const std::string& service, int count,
         request.data = i % 2 == 0;
         checked(dds_write(endpoints.writer, &request), "send a request");
     }
-    int received = 0;
-    while (received < count) {
-        if (Clock::now() > deadline) {
-            return 2;
-        }
-        void* samples[1] = {nullptr};
-        dds_sample_info_t info;
-        if (dds_take(endpoints.reader, samples, &info, 1, 1) <= 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            continue;
-        }
-        const auto* response = static_cast<const Response*>(samples[0]);
-        if (info.valid_data && response->client_id == handle) {
+    const bool all = takeUntilCounted<Response>(
+        endpoints.reader, count, deadline, [handle](const Response& response) {
+            if (response.client_id != handle) {
+                return false;
+            }
             std::printf("reply %" PRId64 " %d %s\n",
-                        static_cast<std::int64_t>(response->sequence_number),
-                        response->success ? 1 : 0, response->message);
+                        static_cast<std::int64_t>(response.sequence_number),
+                        response.success ? 1 : 0, response.message);
             std::fflush(stdout);
-            ++received;
-        }
-        dds_return_loan(endpoints.reader, samples, 1);
-    }
-    return 0;
+            return true;
+        });
+    return all ? 0 : 2;
 }
 
 int runServer(dds_entity_t participant, const std::string& service, int count,
@@ -154,36 +167,26 @@ int runServer(dds_entity_t participant, const std::string& service, int count,
                "serviceid=" + idText(guid, 1) + ";");
     std::puts("ready");
     std::fflush(stdout);
-    int answered = 0;
-    while (answered < count) {
-        if (Clock::now() > deadline) {
-            return 2;
-        }
-        void* samples[1] = {nullptr};
-        dds_sample_info_t info;
-        if (dds_take(endpoints.reader, samples, &info, 1, 1) <= 0) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            continue;
-        }
-        const auto* request = static_cast<const Request*>(samples[0]);
-        if (info.valid_data) {
+    const bool all =
+        takeUntilCounted<Request>(endpoints.reader, count, deadline, [&](const Request& request) {
             std::printf("request %" PRId64 " %d\n",
-                        static_cast<std::int64_t>(request->sequence_number), request->data ? 1 : 0);
+                        static_cast<std::int64_t>(request.sequence_number), request.data ? 1 : 0);
             std::fflush(stdout);
             // rmw_cyclonedds waits for the client's reader before it answers.
             while (!matched(endpoints.writer, endpoints.reader) && Clock::now() < deadline) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
             }
-            std::string message = request->data ? "cyclone 1" : "cyclone 0";
+            std::string message = request.data ? "cyclone 1" : "cyclone 0";
             Response response{};
-            response.client_id = request->client_id;
-            response.sequence_number = request->sequence_number;
-            response.success = request->data;
+            response.client_id = request.client_id;
+            response.sequence_number = request.sequence_number;
+            response.success = request.data;
             response.message = message.data();
             checked(dds_write(endpoints.writer, &response), "send a reply");
-            ++answered;
-        }
-        dds_return_loan(endpoints.reader, samples, 1);
+            return true;
+        });
+    if (!all) {
+        return 2;
     }
     // Stays until the last reply was acknowledged, or a second at most.
     dds_wait_for_acks(endpoints.writer, DDS_SECS(1));
