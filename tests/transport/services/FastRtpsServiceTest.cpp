@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "PeerProcess.h"
+#include "RmwFastRtpsService.h"
 #include "ServiceBytes.h"
 #include "ServicePeers.h"
 #include "WaitFor.h"
@@ -82,6 +83,33 @@ TEST(FastRtpsService, OurClientCallsAnRmwFastRtpsServer) {
                   "request 3 " + qorTest::hex(qorTest::padded(qorTest::setBoolRequest(true)))}))
         << peer.transcript();
     EXPECT_EQ(client.ignoredReplies(), 0U);
+}
+
+// A request that names a reply reader the server never matches is not answered into the void:
+// the server waits for that reader a bounded time, then says the client was not ready.
+TEST(FastRtpsService, ReplyToAReaderThatNeverMatchesIsNotSent) {
+    const std::string service = peerServiceName("unmatched_reader");
+    RawServiceServer server("/" + service, kSetBoolType, kDomain);
+    qorTest::RmwFastRtpsService client(qorTest::RmwFastRtpsService::Role::client,
+                                       static_cast<std::uint32_t>(kDomain), service,
+                                       "std_srvs::srv::dds_::SetBool");
+    ASSERT_TRUE(qorTest::waitFor([&] { return client.matched(); }));
+    // A reader's GUID (entity kind 0x07) that no participant has.
+    eprosima::fastrtps::rtps::GUID_t nowhere;
+    nowhere.guidPrefix.value[0] = 0x01;
+    nowhere.guidPrefix.value[11] = 0x7f;
+    nowhere.entityId.value[3] = 0x07;
+    ASSERT_GT(client.sendRequest(qorTest::setBoolRequest(true), nowhere), 0);
+    RawServiceRequest request;
+    ASSERT_TRUE(qorTest::waitFor([&] { return server.takeRequest(request); }));
+    const auto start = std::chrono::steady_clock::now();
+    const ReplyOutcome outcome = server.sendReply(request.id, qorTest::setBoolResponse(true, ""));
+    const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - start);
+    EXPECT_EQ(outcome, ReplyOutcome::clientNotReady) << "after " << waited.count() << " ms";
+    std::vector<std::uint8_t> reply;
+    std::int64_t sequence = 0;
+    EXPECT_FALSE(client.takeReply(reply, sequence, 200ms)) << qorTest::hex(reply);
 }
 
 }  // namespace

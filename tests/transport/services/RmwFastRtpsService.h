@@ -98,10 +98,13 @@ class RmwFastRtpsService {
         return published.current_count > 0 && subscribed.current_count > 0;
     }
 
-    /// Client: sends `payload` and returns the request's sequence number, or -1.
-    std::int64_t sendRequest(const std::vector<std::uint8_t>& payload) {
+    /// Client: sends `payload` and returns the request's sequence number, or -1. The request
+    /// names this client's reply reader, or `replyReader` when given.
+    std::int64_t sendRequest(const std::vector<std::uint8_t>& payload,
+                             const rtps::GUID_t& replyReader = rtps::GUID_t::unknown()) {
         rtps::WriteParams params;
-        params.related_sample_identity().writer_guid() = m_reader->guid();
+        params.related_sample_identity().writer_guid() =
+            replyReader == rtps::GUID_t::unknown() ? m_reader->guid() : replyReader;
         qorROS2::transport::endpoints::RawPayloadView view{payload.data(), payload.size()};
         if (!m_writer->write(&view, params)) {
             return -1;
