@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <string>
@@ -17,6 +18,7 @@
 #include "ServicePeers.h"
 #include "WaitFor.h"
 #include "qorROS2/Interfaces.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/RawServiceClient.h"
 #include "qorROS2/RawServiceServer.h"
 #include "qorROS2/ServiceClient.h"
@@ -121,6 +123,33 @@ TEST(CycloneService, RequestEndpointsAnnounceTheRequestHashAndTheServiceId) {
     const std::string announced = "subscription typehash=" + hash + ";serviceid=";
     EXPECT_EQ(subscription[0].rfind(announced, 0), 0U) << subscription[0];
     EXPECT_EQ(subscription[0].back(), ';') << subscription[0];
+}
+
+// The node's announcement lists a server's request reader and reply writer and a client's request
+// writer and reply reader, as rmw lists them for `ros2 node info`; Cyclone finds each of them
+// among the endpoints it discovered, on the service's topics.
+TEST(CycloneService, NodeAnnouncesTheServersAndClientsEndpoints) {
+    const std::string node = "service_node_p" + std::to_string(::getpid());
+    setNodeIdentity(node, "/qor_test");
+    const std::string service = peerServiceName("node_info");
+    RawServiceServer server("/" + service, kSetBoolType, kDomain);
+    RawServiceClient client("/" + service, kSetBoolType, kDomain);
+    PeerProcess peer({QOR_CYCLONE_GRAPH_PEER, "read", std::to_string(kDomain), "/qor_test", node,
+                      std::to_string(kPeerDeadline.count())});
+    ASSERT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline + kPeerDeadline)), 0)
+        << peer.transcript();
+    // "writer <gid> <DDS topic>": the topics, in a fixed order.
+    const auto topicsOf = [&](const std::string& kind) {
+        std::vector<std::string> topics;
+        for (const std::string& line : linesStartingWith(peer, kind + " ")) {
+            topics.push_back(line.substr(line.rfind(' ') + 1));
+        }
+        std::sort(topics.begin(), topics.end());
+        return topics;
+    };
+    const std::vector<std::string> both = {"rq/" + service + "Request", "rr/" + service + "Reply"};
+    EXPECT_EQ(topicsOf("writer"), both) << peer.transcript();
+    EXPECT_EQ(topicsOf("reader"), both) << peer.transcript();
 }
 
 }  // namespace
