@@ -152,11 +152,52 @@ template <typename Record>
 inline constexpr std::size_t fieldCount =
     std::tuple_size_v<std::decay_t<decltype(MessageDescription<Record>::fields)>>;
 
-/// "sensor_msgs/msg/JointState": the name by which ROS 2 tools know the record's type.
+namespace detail {
+
+template <typename T, typename = void>
+struct HasFolder : std::false_type {};
+template <typename T>
+struct HasFolder<T, std::void_t<decltype(MessageDescription<T>::folder)>> : std::true_type {};
+
+}  // namespace detail
+
+/// "msg", or "srv" for the request and response of a service: the folder of the package that
+/// defines the record, which ROS 2 puts in the type's full name.
+template <typename Record>
+constexpr const char* rosInterfaceFolder() {
+    if constexpr (detail::HasFolder<Record>::value) {
+        return MessageDescription<Record>::folder;
+    } else {
+        return "msg";
+    }
+}
+
+/// "sensor_msgs/msg/JointState", "std_srvs/srv/SetBool_Request": the name by which ROS 2 tools
+/// know the record's type.
 template <typename Record>
 std::string rosTypeName() {
-    return std::string(MessageDescription<Record>::package) + "/msg/" +
-           MessageDescription<Record>::name;
+    return std::string(MessageDescription<Record>::package) + "/" + rosInterfaceFolder<Record>() +
+           "/" + MessageDescription<Record>::name;
+}
+
+// ServiceDescription<Service> is specialised for every service with `package` ("std_srvs"),
+// `name` ("SetBool"), and the records `Request` and `Response`, each with its own field list.
+template <typename Service>
+struct ServiceDescription;
+
+/// True for the service types: those with a ServiceDescription.
+template <typename T, typename = void>
+struct IsServiceType : std::false_type {};
+template <typename T>
+struct IsServiceType<T, std::void_t<decltype(ServiceDescription<T>::name)>> : std::true_type {};
+template <typename T>
+inline constexpr bool isServiceType = IsServiceType<T>::value;
+
+/// "std_srvs/srv/SetBool": the name by which ROS 2 tools know the service's type.
+template <typename Service>
+std::string rosServiceName() {
+    return std::string(ServiceDescription<Service>::package) + "/srv/" +
+           ServiceDescription<Service>::name;
 }
 
 namespace detail {
@@ -242,4 +283,28 @@ std::string rosFieldType(const Field<Record, Member>& field) {
         static constexpr const char* package = Package;              \
         static constexpr const char* name = #Name;                   \
         static constexpr auto fields = std::make_tuple(__VA_ARGS__); \
+    }
+
+/// Declares the field list of the request or response record `Namespace::Service::Part` (Part is
+/// Request or Response) of a service of the package `Package`. ROS 2 names the record
+/// "Package/srv/Service_Part". Expands inside namespace qorROS2.
+#define QORROS2_DESCRIBE_SERVICE_PART(Namespace, Service, Part, Package, ...) \
+    template <>                                                               \
+    struct MessageDescription<Namespace::Service::Part> {                     \
+        using Record = Namespace::Service::Part;                              \
+        static constexpr const char* package = Package;                       \
+        static constexpr const char* folder = "srv";                          \
+        static constexpr const char* name = #Service "_" #Part;               \
+        static constexpr auto fields = std::make_tuple(__VA_ARGS__);          \
+    }
+
+/// Declares the service `Namespace::Name` of the package `Package`, whose nested records Request
+/// and Response have their field lists. Expands inside namespace qorROS2.
+#define QORROS2_DESCRIBE_SERVICE(Namespace, Name, Package) \
+    template <>                                            \
+    struct ServiceDescription<Namespace::Name> {           \
+        using Request = Namespace::Name::Request;          \
+        using Response = Namespace::Name::Response;        \
+        static constexpr const char* package = Package;    \
+        static constexpr const char* name = #Name;         \
     }

@@ -64,6 +64,10 @@ constexpr ConstantLine kConstants[] = {
     {"sensor_msgs/msg/PointField", "name", "uint8 FLOAT64 = 8"},
     {"sensor_msgs/msg/Range", "radiation_type", "uint8 ULTRASOUND=0"},
     {"sensor_msgs/msg/Range", "radiation_type", "uint8 INFRARED=1"},
+    {"service_msgs/msg/ServiceEventInfo", "event_type", "uint8 REQUEST_SENT = 0"},
+    {"service_msgs/msg/ServiceEventInfo", "event_type", "uint8 REQUEST_RECEIVED = 1"},
+    {"service_msgs/msg/ServiceEventInfo", "event_type", "uint8 RESPONSE_SENT = 2"},
+    {"service_msgs/msg/ServiceEventInfo", "event_type", "uint8 RESPONSE_RECEIVED = 3"},
 };
 // clang-format on
 

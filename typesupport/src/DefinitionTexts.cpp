@@ -71,8 +71,8 @@ void appendDependencies(std::string& out, const RecordDescription& record,
     }
 }
 
-// rosidl's type ids: the element's id, plus 48 for a fixed array and 144 for an unbounded
-// sequence. A .msg `char` is read as uint8 before the hash is taken.
+// rosidl's type ids: the element's id, plus 48 for a fixed array, 96 for a bounded sequence and
+// 144 for an unbounded one. A .msg `char` is read as uint8 before the hash is taken.
 int typeId(const FieldDescription& field) {
     int id = 0;
     switch (field.kind) {
@@ -125,6 +125,8 @@ int typeId(const FieldDescription& field) {
             return id;
         case Container::fixedArray:
             return id + 48;
+        case Container::boundedSequence:
+            return id + 96;
         case Container::sequence:
             return id + 144;
     }
@@ -186,6 +188,8 @@ std::string FieldDescription::typeText() const {
         text += "[" + std::to_string(arrayLength) + "]";
     } else if (container == Container::sequence) {
         text += "[]";
+    } else if (container == Container::boundedSequence) {
+        text += "[<=" + std::to_string(arrayLength) + "]";
     }
     return text;
 }

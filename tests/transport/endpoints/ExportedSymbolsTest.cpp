@@ -1,6 +1,7 @@
 // Reads the dynamic symbol table of the built transport library: the publishers and subscribers
-// of the 89 records, the raw publisher and subscriber, and the topic discovery are its whole
-// interface, and nothing of its internals or of Fast DDS leaks.
+// of the 89 records and their codecs, the raw publisher, subscriber, service server and client,
+// and the topic discovery are its whole interface, and nothing of its internals or of Fast DDS
+// leaks.
 
 #include <gtest/gtest.h>
 
@@ -56,6 +57,8 @@ TEST(TransportSymbols, EveryRecordHasItsPublisherAndSubscriber) {
 const std::string kDiscoveryScope = "qorROS2::TopicDiscovery::";
 const std::string kRawPublisherScope = "qorROS2::RawPublisher::";
 const std::string kRawSubscriberScope = "qorROS2::RawSubscriber::";
+const std::string kRawServiceServerScope = "qorROS2::RawServiceServer::";
+const std::string kRawServiceClientScope = "qorROS2::RawServiceClient::";
 
 // The names of the members of `scope` the library exports, without their parameter lists (whose
 // spelling is the compiler's).
@@ -81,8 +84,38 @@ TEST(TransportSymbols, RawEndpointsExportTheirMembers) {
 
 TEST(TransportSymbols, TopicDiscoveryExportsItsMembers) {
     EXPECT_EQ(exportedMembers(kDiscoveryScope),
-              (std::set<std::string>{"TopicDiscovery", "~TopicDiscovery", "topics", "waitForTopic",
-                                     "nodes", "endpoints", "waitForNode"}));
+              (std::set<std::string>{"TopicDiscovery", "~TopicDiscovery", "topics", "services",
+                                     "waitForTopic", "nodes", "endpoints", "waitForNode"}));
+}
+
+TEST(TransportSymbols, RawServiceEndpointsExportTheirMembers) {
+    EXPECT_EQ(
+        exportedMembers(kRawServiceServerScope),
+        (std::set<std::string>{"RawServiceServer", "~RawServiceServer", "operator=", "takeRequest",
+                               "sendReply", "dropRequest", "handleRequests", "waitForRequest",
+                               "onRequest", "droppedRequests", "matchedClients"}));
+    EXPECT_EQ(exportedMembers(kRawServiceClientScope),
+              (std::set<std::string>{"RawServiceClient", "~RawServiceClient",
+                                     "operator=", "serviceIsReady", "waitForService", "sendRequest",
+                                     "waitForReply", "forgetRequest", "call", "ignoredReplies",
+                                     "waitingRequests"}));
+}
+
+#define QORNTROS2_EXPECTED_CODEC_SYMBOLS(Namespace, Name)                                    \
+    "qorROS2::MessageCodec<qorROS2::" #Namespace "::" #Name ">::encode(qorROS2::" #Namespace \
+    "::" #Name " const&)",                                                                   \
+        "qorROS2::MessageCodec<qorROS2::" #Namespace "::" #Name                              \
+        ">::decode[abi:cxx11](unsigned char const*, unsigned long, qorROS2::" #Namespace     \
+        "::" #Name "&)",
+
+TEST(TransportSymbols, EveryRecordHasItsCodec) {
+    const std::set<std::string> expected = {
+        QORROS2_FOR_EACH_MESSAGE(QORNTROS2_EXPECTED_CODEC_SYMBOLS)};
+    ASSERT_EQ(expected.size(), 2U * 89U);
+    const std::set<std::string> exported = exportedTransportFunctions();
+    for (const std::string& name : expected) {
+        EXPECT_EQ(exported.count(name), 1U) << name;
+    }
 }
 
 // The functions that name the node of the process, without their parameter lists.
@@ -138,9 +171,13 @@ TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExporte
             name.rfind("qorROS2::Publisher<", 0) == 0 ||
             name.rfind("qorROS2::Subscriber<", 0) == 0 || name.rfind(kDiscoveryScope, 0) == 0 ||
             name.rfind(kRawPublisherScope, 0) == 0 || name.rfind(kRawSubscriberScope, 0) == 0 ||
+            name.rfind(kRawServiceServerScope, 0) == 0 ||
+            name.rfind(kRawServiceClientScope, 0) == 0 ||
+            name.rfind("qorROS2::MessageCodec<", 0) == 0 ||
             kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
             kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||
             name == "qorROS2::rosDomainId(char const*)" ||
+            name.rfind("qorROS2::knownServiceTypeHashes(", 0) == 0 ||
             name == "qorROS2::rosDomainIdFromEnvironment()";
         EXPECT_TRUE(endpoint) << name;
         EXPECT_EQ(name.find("qorROS2::detail::"), std::string::npos) << name;

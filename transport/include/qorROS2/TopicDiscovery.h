@@ -94,6 +94,11 @@ class QORNTROS2_EXPORT TopicDiscovery {
     /// not ROS 2 topics (services, actions' requests and replies, plain DDS) are left out.
     std::vector<DiscoveredTopic> topics() const;
 
+    /// The ROS 2 services whose request or reply endpoints are seen right now, sorted by name,
+    /// each with its service types ("std_srvs/srv/SetBool"), as `ros2 service list -t` lists
+    /// them: "rq/<name>Request" and "rr/<name>Reply" are the service "/<name>".
+    std::vector<DiscoveredTopic> services() const;
+
     /// Waits until some endpoint uses the ROS 2 topic `name` ("/clock" or "clock") and returns
     /// true, or returns false once `timeout` has passed without one.
     bool waitForTopic(const std::string& name, std::chrono::milliseconds timeout) const;

@@ -266,4 +266,10 @@ std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData) {
     return hash;
 }
 
+std::string userDataValue(const std::vector<std::uint8_t>& userData, const std::string& key) {
+    const std::map<std::string, std::string> pairs = userDataPairs(userData);
+    const auto found = pairs.find(key);
+    return found == pairs.end() ? std::string() : found->second;
+}
+
 }  // namespace qorROS2::transport::common

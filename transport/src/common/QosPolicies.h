@@ -42,4 +42,8 @@ bool validTypeHash(const std::string& hash);
 /// "key=value;" pairs at all.
 std::string typeHashFromUserData(const std::vector<std::uint8_t>& userData);
 
+/// The value of `key` among the "key=value;" pairs of an endpoint's USER_DATA, read as
+/// typeHashFromUserData() reads them; empty when there is none.
+std::string userDataValue(const std::vector<std::uint8_t>& userData, const std::string& key);
+
 }  // namespace qorROS2::transport::common

@@ -11,10 +11,14 @@ namespace qorROS2::transport::endpoints {
 
 /// Where an endpoint lives, once its arguments have been checked.
 struct EndpointTopic {
-    std::string rosTopic;  ///< as the user gave it, for messages
-    std::string ddsTopic;  ///< "rt/clock"
-    std::uint32_t domain;  ///< the DDS domain id
+    std::string rosTopic;   ///< as the user gave it, for messages
+    std::string ddsTopic;   ///< "rt/clock"
+    std::uint32_t domain;   ///< the DDS domain id
+    std::string qualified;  ///< "/clock": the name ROS 2 tools show
 };
+
+/// Which of a service's two DDS topics an endpoint is on.
+enum class ServiceTopic { request, reply };
 
 /// "/clock" for an endpoint on "clock": the name ROS 2 tools show.
 std::string fullyQualifiedName(const EndpointTopic& where);
@@ -22,5 +26,10 @@ std::string fullyQualifiedName(const EndpointTopic& where);
 /// Checks the topic name, then the domain, then `qos`; throws std::invalid_argument naming
 /// `topic` and the reason for the first that is not valid.
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId);
+
+/// As checkEndpoint(), for the request or reply topic of the service `service`:
+/// "rq/add_two_intsRequest" and "rr/add_two_intsReply" for "add_two_ints", as ROS 2 names them.
+EndpointTopic checkServiceEndpoint(const std::string& service, ServiceTopic which, const QOS& qos,
+                                   std::int8_t domainId);
 
 }  // namespace qorROS2::transport::endpoints

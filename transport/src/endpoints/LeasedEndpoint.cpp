@@ -1,6 +1,7 @@
 #include "endpoints/LeasedEndpoint.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "common/QosPolicies.h"
 #include "graph/GraphAnnouncer.h"
@@ -14,6 +15,16 @@ LeasedEndpoint::LeasedEndpoint(EndpointSide side, const std::string& topic, cons
       m_lease(m_where.domain, m_where.rosTopic, m_where.ddsTopic, type),
       m_incompatible(side, fullyQualifiedName(m_where)),
       m_userData(common::typeHashUserData(type.typeHash)) {}
+
+LeasedEndpoint::LeasedEndpoint(EndpointSide side, EndpointTopic where, const common::WireType& type,
+                               const std::string& extraUserData)
+    : m_side(side),
+      m_where(std::move(where)),
+      m_lease(m_where.domain, m_where.rosTopic, m_where.ddsTopic, type),
+      m_incompatible(side, fullyQualifiedName(m_where)),
+      m_userData(common::typeHashUserData(type.typeHash)) {
+    m_userData.insert(m_userData.end(), extraUserData.begin(), extraUserData.end());
+}
 
 LeasedEndpoint::~LeasedEndpoint() = default;
 

@@ -31,11 +31,19 @@ class LeasedEndpoint {
     LeasedEndpoint(const LeasedEndpoint&) = delete;
     LeasedEndpoint& operator=(const LeasedEndpoint&) = delete;
 
+    /// What the endpoint's participant has learnt of the graph of its domain.
+    const graph::DomainGraph& domainGraph() const { return m_lease.graph(); }
+
   protected:
     /// Checks the topic name, the domain and `qos` (std::invalid_argument naming `topic`), then
     /// leases the topic for `type` (std::runtime_error when the middleware refuses).
     LeasedEndpoint(EndpointSide side, const std::string& topic, const QOS& qos,
                    std::int8_t domainId, const common::WireType& type);
+
+    /// As above, on a topic `where` already checked (a service's request or reply topic), with
+    /// `extraUserData` ("serviceid=...;") announced after the type's hash.
+    LeasedEndpoint(EndpointSide side, EndpointTopic where, const common::WireType& type,
+                   const std::string& extraUserData);
     ~LeasedEndpoint();
 
     const EndpointTopic& where() const { return m_where; }

@@ -13,7 +13,11 @@ constexpr std::chrono::seconds kReportInterval{1};
 
 }  // namespace
 
-MalformedSampleReport::MalformedSampleReport(std::string topic) : m_topic(std::move(topic)) {}
+MalformedSampleReport::MalformedSampleReport(std::string topic)
+    : MalformedSampleReport("Subscriber on topic \"" + topic + "\"", "sample") {}
+
+MalformedSampleReport::MalformedSampleReport(std::string subject, std::string noun)
+    : m_subject(std::move(subject)), m_noun(std::move(noun)) {}
 
 void MalformedSampleReport::dropped(const char* reason, Clock::time_point now) noexcept {
     const std::uint64_t total = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
@@ -27,13 +31,13 @@ void MalformedSampleReport::dropped(const char* reason, Clock::time_point now) n
     m_reportedBefore = true;
     m_lastLine = now;
     try {
-        const std::string what = "Subscriber on topic \"" + m_topic + "\" dropped ";
+        const std::string what = m_subject + " dropped ";
         if (unreported == 1) {
-            common::warn(what + "a malformed sample (" + std::to_string(total) +
+            common::warn(what + "a malformed " + m_noun + " (" + std::to_string(total) +
                          " so far): " + reason);
         } else {
-            common::warn(what + std::to_string(unreported) +
-                         " malformed samples since the last warning (" + std::to_string(total) +
+            common::warn(what + std::to_string(unreported) + " malformed " + m_noun +
+                         "s since the last warning (" + std::to_string(total) +
                          " so far); the latest: " + reason);
         }
     } catch (...) {

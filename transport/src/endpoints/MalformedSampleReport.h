@@ -19,6 +19,9 @@ class MalformedSampleReport {
     /// Reports for the subscriber of the ROS 2 topic `topic`.
     explicit MalformedSampleReport(std::string topic);
 
+    /// Reports for `subject` ("Service \"/reset\""), which drops `noun`s ("request").
+    MalformedSampleReport(std::string subject, std::string noun);
+
     /// Counts one dropped sample, refused for `reason`, and warns if a line is due. Called from
     /// inside the middleware, so it never throws: a warning that cannot be composed is lost, the
     /// count never is.
@@ -28,7 +31,8 @@ class MalformedSampleReport {
     std::uint64_t count() const noexcept { return m_count.load(std::memory_order_relaxed); }
 
   private:
-    std::string m_topic;
+    std::string m_subject;
+    std::string m_noun;
     std::atomic<std::uint64_t> m_count{0};
     std::mutex m_mutex;
     std::uint64_t m_unreported = 0;

@@ -22,6 +22,19 @@ namespace qorROS2::transport::endpoints {
 
 namespace dds = eprosima::fastdds::dds;
 
+namespace {
+
+SampleIdentity sampleIdentityOf(const eprosima::fastrtps::rtps::SampleIdentity& identity) {
+    SampleIdentity out;
+    out.writerGuid = graph::guidBytes(&identity.writer_guid());
+    const auto& number = identity.sequence_number();
+    out.sequenceNumber = static_cast<std::int64_t>(
+        (static_cast<std::uint64_t>(static_cast<std::uint32_t>(number.high)) << 32U) | number.low);
+    return out;
+}
+
+}  // namespace
+
 // Hears, on the middleware's threads, of publications that cannot match the reader and of
 // samples arriving.
 class ReaderEndpoint::Listener : public dds::DataReaderListener {
@@ -91,6 +104,18 @@ ReaderEndpoint::ReaderEndpoint(const std::string& topic, const QOS& qos, std::in
     : LeasedEndpoint(EndpointSide::subscription, topic, qos, domainId, type),
       m_malformed(where().rosTopic),
       m_listener(std::make_unique<Listener>(m_incompatible, fullyQualifiedName(where()))) {
+    create(qos);
+}
+
+ReaderEndpoint::ReaderEndpoint(EndpointTopic where, const QOS& qos, const common::WireType& type,
+                               const std::string& extraUserData)
+    : LeasedEndpoint(EndpointSide::subscription, std::move(where), type, extraUserData),
+      m_malformed(this->where().rosTopic),
+      m_listener(std::make_unique<Listener>(m_incompatible, fullyQualifiedName(this->where()))) {
+    create(qos);
+}
+
+void ReaderEndpoint::create(const QOS& qos) {
     std::lock_guard<std::mutex> lock(participant::middlewareEntitiesMutex());
     dds::DomainParticipant& participant = m_lease.participant();
     // A subscriber of its own per reader: no partitions, and nothing to share on teardown.
@@ -117,6 +142,10 @@ ReaderEndpoint::~ReaderEndpoint() {
     m_lease.participant().delete_subscriber(m_subscriber);
 }
 
+graph::Guid ReaderEndpoint::guid() const {
+    return graph::guidBytes(&m_reader->guid());
+}
+
 bool ReaderEndpoint::takeNext(const WireSample& into, SampleOrigin* origin) {
     dds::SampleInfo info;
     for (;;) {
@@ -134,6 +163,8 @@ bool ReaderEndpoint::takeNext(const WireSample& into, SampleOrigin* origin) {
         origin->sourceTimestampNs = info.source_timestamp.to_ns();
         origin->receptionTimestampNs = info.reception_timestamp.to_ns();
         origin->writerGuid = graph::guidBytes(&info.sample_identity.writer_guid());
+        origin->identity = sampleIdentityOf(info.sample_identity);
+        origin->relatedIdentity = sampleIdentityOf(info.related_sample_identity);
     }
     return true;
 }

@@ -13,6 +13,7 @@
 #include "endpoints/LeasedEndpoint.h"
 #include "endpoints/MalformedSampleReport.h"
 #include "endpoints/WireSample.h"
+#include "endpoints/SampleIdentity.h"
 
 namespace qorROS2::transport::endpoints {
 
@@ -21,6 +22,8 @@ struct SampleOrigin {
     std::int64_t sourceTimestampNs = 0;     ///< set by the writer
     std::int64_t receptionTimestampNs = 0;  ///< set by this reader's host
     std::array<std::uint8_t, 16> writerGuid{};
+    SampleIdentity identity;         ///< the sample's own: its writer and sequence number
+    SampleIdentity relatedIdentity;  ///< the one its writer related it to (a reply's request)
 };
 
 /// A DDS reader for the records of one wire type on one ROS 2 topic.
@@ -30,6 +33,11 @@ class ReaderEndpoint : public LeasedEndpoint {
     /// reader (std::runtime_error when the middleware refuses); every error names `topic`.
     ReaderEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
                    const common::WireType& type);
+
+    /// A reader on the checked topic `where` (a service's), announcing `extraUserData` after the
+    /// type's hash.
+    ReaderEndpoint(EndpointTopic where, const QOS& qos, const common::WireType& type,
+                   const std::string& extraUserData);
     ~ReaderEndpoint();
 
     /// Takes the oldest waiting sample into `into` and returns true; false when none waits.
@@ -52,11 +60,16 @@ class ReaderEndpoint : public LeasedEndpoint {
     /// The publications found so far whose QoS cannot match this reader's.
     std::uint64_t incompatiblePublications() const { return m_incompatible.count(); }
 
+    /// The reader's DDS GUID.
+    graph::Guid guid() const;
+
     MalformedSampleReport& malformedSamples() { return m_malformed; }
     const MalformedSampleReport& malformedSamples() const { return m_malformed; }
 
   private:
     class Listener;
+
+    void create(const QOS& qos);
 
     MalformedSampleReport m_malformed;
     std::unique_ptr<Listener> m_listener;

@@ -2,13 +2,16 @@
 
 // The untyped part of a Publisher: a DDS writer on a leased topic.
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "endpoints/LeasedEndpoint.h"
 #include "endpoints/WireSample.h"
+#include "endpoints/SampleIdentity.h"
 
 namespace qorROS2::transport::endpoints {
 
@@ -19,7 +22,27 @@ class WriterEndpoint : public LeasedEndpoint {
     /// writer (std::runtime_error when the middleware refuses); every error names `topic`.
     WriterEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId,
                    const common::WireType& type);
+
+    /// A writer on the checked topic `where` (a service's), announcing `extraUserData` after the
+    /// type's hash.
+    WriterEndpoint(EndpointTopic where, const QOS& qos, const common::WireType& type,
+                   const std::string& extraUserData);
     ~WriterEndpoint();
+
+    /// Writes `sample` related to the sample `related` (a reply to its request, or a request
+    /// whose replies go to `related`'s writer GUID), as DDS's RPC mapping does; `written`, when
+    /// given, receives the identity the middleware gave the sample. False when it refused.
+    bool writeRelated(const WireSample& sample, const SampleIdentity& related,
+                      SampleIdentity* written = nullptr);
+
+    /// Waits until the writer has matched a reader for which `wanted` holds (true) or `timeout`
+    /// has passed (false). `wanted` runs under the writer's lock of its matches, so it must not
+    /// wait on anything.
+    bool waitForMatchedReader(const std::function<bool(const graph::Guid&)>& wanted,
+                              std::chrono::nanoseconds timeout) const;
+
+    /// The writer's DDS GUID.
+    graph::Guid guid() const;
 
     /// Writes `sample`, a record of the endpoint's wire type or payload bytes; false when the
     /// middleware refused.
@@ -40,6 +63,8 @@ class WriterEndpoint : public LeasedEndpoint {
 
   private:
     class Listener;
+
+    void create(const QOS& qos);
 
     std::unique_ptr<Listener> m_listener;
     eprosima::fastdds::dds::Publisher* m_publisher = nullptr;

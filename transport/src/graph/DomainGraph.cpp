@@ -69,6 +69,39 @@ bool rosEndpoint(const ProxyData& data, bool publisher, DiscoveredEndpoint& endp
     return true;
 }
 
+// The ROS 2 service that the DDS topic `ddsTopic` carries requests or replies of, and its type, as
+// rmw demangles them: "rq/add_two_intsRequest" of
+// "example_interfaces::srv::dds_::AddTwoInts_Request_" is "/add_two_ints" of
+// "example_interfaces/srv/AddTwoInts". False for any other topic.
+bool rosService(const std::string& ddsTopic, const std::string& ddsType, std::string& service,
+                std::string& type) {
+    struct Kind {
+        const char* prefix;
+        const char* suffix;
+        const char* typeSuffix;
+    };
+    static const Kind kKinds[] = {{"rq/", "Request", "_Request"}, {"rr/", "Reply", "_Response"}};
+    for (const Kind& kind : kKinds) {
+        const std::string prefix = kind.prefix;
+        const std::string suffix = kind.suffix;
+        if (ddsTopic.size() <= prefix.size() + suffix.size() ||
+            ddsTopic.compare(0, prefix.size(), prefix) != 0 ||
+            ddsTopic.compare(ddsTopic.size() - suffix.size(), suffix.size(), suffix) != 0) {
+            continue;
+        }
+        service = ddsTopic.substr(prefix.size() - 1,
+                                  ddsTopic.size() - suffix.size() - (prefix.size() - 1));
+        type = rosTypeName(ddsType);
+        const std::string typeSuffix = kind.typeSuffix;
+        if (type.size() > typeSuffix.size() &&
+            type.compare(type.size() - typeSuffix.size(), typeSuffix.size(), typeSuffix) == 0) {
+            type.erase(type.size() - typeSuffix.size());
+        }
+        return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 DomainGraph::~DomainGraph() = default;
@@ -125,20 +158,41 @@ bool DomainGraph::waitUntil(const std::function<bool(const GraphCache&)>& condit
 
 void DomainGraph::on_publisher_discovery(dds::DomainParticipant* /*participant*/,
                                          rtps::WriterDiscoveryInfo&& info) {
-    DiscoveredEndpoint endpoint;
-    if (rosEndpoint(info.info, true, endpoint)) {
-        update(guidBytes(&info.info.guid()), endpoint,
-               info.status == rtps::WriterDiscoveryInfo::REMOVED_WRITER);
-    }
+    discovered(info.info, true, info.status == rtps::WriterDiscoveryInfo::REMOVED_WRITER);
 }
 
 void DomainGraph::on_subscriber_discovery(dds::DomainParticipant* /*participant*/,
                                           rtps::ReaderDiscoveryInfo&& info) {
+    discovered(info.info, false, info.status == rtps::ReaderDiscoveryInfo::REMOVED_READER);
+}
+
+template <typename ProxyData>
+void DomainGraph::discovered(const ProxyData& data, bool publisher, bool removed) {
+    const Guid guid = guidBytes(&data.guid());
     DiscoveredEndpoint endpoint;
-    if (rosEndpoint(info.info, false, endpoint)) {
-        update(guidBytes(&info.info.guid()), endpoint,
-               info.status == rtps::ReaderDiscoveryInfo::REMOVED_READER);
+    const bool topic = rosEndpoint(data, publisher, endpoint);
+    std::string service;
+    std::string serviceType;
+    const bool serviceEndpoint =
+        !topic &&
+        rosService(data.topicName().to_string(), data.typeName().to_string(), service, serviceType);
+    const std::string clientId =
+        removed ? std::string()
+                : common::userDataValue(data.m_qos.m_userData.data_vec(), "clientid");
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (removed) {
+            m_cache.removeEndpoint(guid);
+        } else {
+            m_cache.setClientId(guid, clientId);
+            if (topic) {
+                m_cache.addEndpoint(guid, endpoint);
+            } else if (serviceEndpoint) {
+                m_cache.addServiceEndpoint(guid, service, serviceType);
+            }
+        }
     }
+    m_changed.notify_all();
 }
 
 void DomainGraph::on_participant_discovery(dds::DomainParticipant* /*participant*/,
@@ -162,18 +216,6 @@ void DomainGraph::GraphTopicListener::on_data_available(dds::DataReader* reader)
             m_graph.announced(m_slot.entities);
         }
     }
-}
-
-void DomainGraph::update(const Guid& guid, const DiscoveredEndpoint& endpoint, bool removed) {
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        if (removed) {
-            m_cache.removeEndpoint(guid);
-        } else {
-            m_cache.addEndpoint(guid, endpoint);
-        }
-    }
-    m_changed.notify_all();
 }
 
 void DomainGraph::announced(const ParticipantEntities& entities) {

@@ -71,7 +71,10 @@ class DomainGraph : public eprosima::fastdds::dds::DomainParticipantListener {
         GraphSlot m_slot;
     };
 
-    void update(const Guid& guid, const DiscoveredEndpoint& endpoint, bool removed);
+    // Files what discovery tells of a reader or writer: a topic's endpoint, a service's request
+    // or reply endpoint, and the client id it announces.
+    template <typename ProxyData>
+    void discovered(const ProxyData& data, bool publisher, bool removed);
     void announced(const ParticipantEntities& entities);
 
     mutable std::mutex m_mutex;

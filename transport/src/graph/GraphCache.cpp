@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <tuple>
+#include <utility>
 
 #include "graph/GidLayout.h"
 
@@ -25,6 +26,24 @@ bool contains(const std::vector<Guid>& guids, const Guid& guid) {
     return std::find(guids.begin(), guids.end(), guid) != guids.end();
 }
 
+// The names that the endpoints of `byGuid` use, sorted, each with the types it is used with,
+// sorted; `nameAndType` tells them of an endpoint.
+template <typename Endpoint, typename NameAndType>
+std::vector<DiscoveredTopic> namesWithTypes(const std::map<Guid, Endpoint>& byGuid,
+                                            NameAndType nameAndType) {
+    std::map<std::string, std::set<std::string>> byName;
+    for (const auto& [guid, endpoint] : byGuid) {
+        auto [name, type] = nameAndType(endpoint);
+        byName[name].insert(type);
+    }
+    std::vector<DiscoveredTopic> out;
+    out.reserve(byName.size());
+    for (auto& [name, types] : byName) {
+        out.push_back(DiscoveredTopic{name, std::vector<std::string>(types.begin(), types.end())});
+    }
+    return out;
+}
+
 }  // namespace
 
 GuidPrefix prefixOf(const Guid& guid) {
@@ -40,6 +59,9 @@ void GraphCache::addEndpoint(const Guid& guid, const DiscoveredEndpoint& endpoin
 
 void GraphCache::removeEndpoint(const Guid& guid) {
     m_endpoints.erase(guid);
+    m_serviceEndpoints.erase(guid);
+    m_clientIds.erase(guid);
+    m_known.erase(guid);
 }
 
 void GraphCache::announce(const ParticipantEntities& entities) {
@@ -48,9 +70,15 @@ void GraphCache::announce(const ParticipantEntities& entities) {
 
 void GraphCache::removeParticipant(const GuidPrefix& participant) {
     m_participants.erase(participant);
-    for (auto it = m_endpoints.begin(); it != m_endpoints.end();) {
-        it = prefixOf(it->first) == participant ? m_endpoints.erase(it) : std::next(it);
-    }
+    const auto forget = [&participant](auto& byGuid) {
+        for (auto it = byGuid.begin(); it != byGuid.end();) {
+            it = prefixOf(it->first) == participant ? byGuid.erase(it) : std::next(it);
+        }
+    };
+    forget(m_endpoints);
+    forget(m_serviceEndpoints);
+    forget(m_clientIds);
+    forget(m_known);
 }
 
 std::vector<DiscoveredNode> GraphCache::nodes() const {
@@ -95,16 +123,48 @@ std::vector<DiscoveredEndpoint> GraphCache::endpoints() const {
 }
 
 std::vector<DiscoveredTopic> GraphCache::topics() const {
-    std::map<std::string, std::set<std::string>> byName;
-    for (const auto& [guid, endpoint] : m_endpoints) {
-        byName[endpoint.topic].insert(endpoint.type);
+    return namesWithTypes(m_endpoints, [](const DiscoveredEndpoint& endpoint) {
+        return std::make_pair(endpoint.topic, endpoint.type);
+    });
+}
+
+void GraphCache::addServiceEndpoint(const Guid& guid, const std::string& service,
+                                    const std::string& type) {
+    m_serviceEndpoints[guid] = ServiceEndpoint{service, type};
+}
+
+std::vector<DiscoveredTopic> GraphCache::services() const {
+    return namesWithTypes(m_serviceEndpoints, [](const ServiceEndpoint& endpoint) {
+        return std::make_pair(endpoint.service, endpoint.type);
+    });
+}
+
+void GraphCache::setClientId(const Guid& guid, const std::string& clientId) {
+    m_known[guid] = true;
+    if (clientId.empty()) {
+        m_clientIds.erase(guid);
+    } else {
+        m_clientIds[guid] = clientId;
     }
-    std::vector<DiscoveredTopic> out;
-    out.reserve(byName.size());
-    for (auto& [name, types] : byName) {
-        out.push_back(DiscoveredTopic{name, std::vector<std::string>(types.begin(), types.end())});
+}
+
+std::string GraphCache::clientIdOf(const Guid& guid) const {
+    const auto found = m_clientIds.find(guid);
+    return found == m_clientIds.end() ? std::string() : found->second;
+}
+
+std::vector<Guid> GraphCache::endpointsOfClient(const std::string& clientId) const {
+    std::vector<Guid> out;
+    for (const auto& [guid, id] : m_clientIds) {
+        if (id == clientId) {
+            out.push_back(guid);
+        }
     }
     return out;
+}
+
+bool GraphCache::knows(const Guid& guid) const {
+    return m_known.count(guid) != 0;
 }
 
 }  // namespace qorROS2::transport::graph

@@ -42,8 +42,36 @@ class GraphCache {
     /// Topics sorted by name, each with its types sorted.
     std::vector<DiscoveredTopic> topics() const;
 
+    /// Remembers (or updates) the request or reply endpoint `guid` of the service `service`
+    /// ("/add_two_ints") of type `type` ("example_interfaces/srv/AddTwoInts").
+    void addServiceEndpoint(const Guid& guid, const std::string& service, const std::string& type);
+
+    /// Services sorted by name, each with its types sorted, as `ros2 service list -t` lists them.
+    std::vector<DiscoveredTopic> services() const;
+
+    /// Remembers the client id that the endpoint `guid` announces in its USER_DATA
+    /// ("clientid=...;", as a client of rmw_cyclonedds does); an empty id forgets it.
+    void setClientId(const Guid& guid, const std::string& clientId);
+
+    /// The client id that `guid` announced; empty for none or an endpoint not seen.
+    std::string clientIdOf(const Guid& guid) const;
+
+    /// The endpoints that announced `clientId`.
+    std::vector<Guid> endpointsOfClient(const std::string& clientId) const;
+
+    /// Whether discovery reported `guid` and it has not gone since.
+    bool knows(const Guid& guid) const;
+
   private:
+    struct ServiceEndpoint {
+        std::string service;
+        std::string type;
+    };
+
     std::map<Guid, DiscoveredEndpoint> m_endpoints;
+    std::map<Guid, ServiceEndpoint> m_serviceEndpoints;
+    std::map<Guid, std::string> m_clientIds;
+    std::map<Guid, bool> m_known;
     std::map<GuidPrefix, ParticipantEntities> m_participants;
 };
 

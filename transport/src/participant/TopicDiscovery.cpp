@@ -43,6 +43,13 @@ std::vector<DiscoveredTopic> TopicDiscovery::topics() const {
     return topics;
 }
 
+std::vector<DiscoveredTopic> TopicDiscovery::services() const {
+    std::vector<DiscoveredTopic> services;
+    m_state->graph().read(
+        [&](const transport::graph::GraphCache& cache) { services = cache.services(); });
+    return services;
+}
+
 std::vector<DiscoveredNode> TopicDiscovery::nodes() const {
     std::vector<DiscoveredNode> nodes;
     m_state->graph().read(

@@ -266,6 +266,7 @@ TopicLease::TopicLease(std::uint32_t domain, const std::string& rosTopic,
     }
     m_participant = entry.participant;
     m_announcer = entry.announcer.get();
+    m_graph = entry.graph.get();
 }
 
 TopicLease::~TopicLease() {

@@ -72,10 +72,14 @@ class TopicLease {
     /// What tells the graph about the participant's endpoints; use it under
     /// middlewareEntitiesMutex().
     graph::GraphAnnouncer& announcer() const { return *m_announcer; }
+    /// What the participant has learnt of the graph since it was created (endpoints and the ids
+    /// they announce; nodes only once some DomainLease reads the graph topic).
+    const graph::DomainGraph& graph() const { return *m_graph; }
 
   private:
     std::uint32_t m_domain;
     std::string m_ddsTopic;
+    graph::DomainGraph* m_graph = nullptr;
     eprosima::fastdds::dds::DomainParticipant* m_participant = nullptr;
     eprosima::fastdds::dds::Topic* m_topic = nullptr;
     graph::GraphAnnouncer* m_announcer = nullptr;
