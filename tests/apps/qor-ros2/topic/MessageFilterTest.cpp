@@ -28,7 +28,7 @@ sensorMsgs::JointState sampleJointState() {
 }
 
 bool matches(const std::string& expression, const sensorMsgs::JointState& state) {
-    return MessageFilter("--filter", expression).matches(pythonValueOf(state, nullptr));
+    return MessageFilter("--filter", expression).matches(pythonValueOf(state));
 }
 
 // The text of the UsageError `expression` is refused with, or "" when it is not.
@@ -91,19 +91,19 @@ TEST(MessageFilter, SeesIntegersBytesAndFixedArraysAsPythonDoes) {
     stdMsgs::UInt64 big{};
     big.data = 18446744073709551615ULL;
     EXPECT_TRUE(MessageFilter("--filter", "m.data == 18446744073709551615 and m.data > 2**63")
-                    .matches(pythonValueOf(big, nullptr)));
+                    .matches(pythonValueOf(big)));
     stdMsgs::ByteMultiArray bytes{};
     bytes.data = {7, 'A'};
     EXPECT_TRUE(MessageFilter("--filter", "m.data[0] == b'\\x07' and m.data[1] == b'A'")
-                    .matches(pythonValueOf(bytes, nullptr)));
+                    .matches(pythonValueOf(bytes)));
     stdMsgs::UInt8MultiArray numbers{};
     numbers.data = {7, 65};
     EXPECT_TRUE(MessageFilter("--filter", "m.data[1] == 65 and 7 in m.data")
-                    .matches(pythonValueOf(numbers, nullptr)));
+                    .matches(pythonValueOf(numbers)));
     sensorMsgs::CameraInfo info{};
     info.k[0] = 500.0;
     EXPECT_TRUE(MessageFilter("--filter", "m.k[0] == 500 and len(m.k) == 9")
-                    .matches(pythonValueOf(info, nullptr)));
+                    .matches(pythonValueOf(info)));
     const qorCli::PythonValue raw{qorCli::PythonBytes{std::string("\0\1\0\0", 4)}};
     EXPECT_TRUE(MessageFilter("--filter", "m[1] == 1 and len(m) == 4").matches(raw));
 }
@@ -167,7 +167,7 @@ TEST(MessageFilter, FailsOnAMessageInPythonsWords) {
               prefix + "OverflowError: the result is too large for --filter's integers");
     sensorMsgs::CameraInfo info{};
     try {
-        MessageFilter("--filter", "m.k").matches(pythonValueOf(info, nullptr));
+        MessageFilter("--filter", "m.k").matches(pythonValueOf(info));
         ADD_FAILURE() << "the truth of a numpy array of 9 items was taken";
     } catch (const std::runtime_error& error) {
         EXPECT_EQ(std::string(error.what()),
