@@ -35,7 +35,7 @@ bool matches(const std::string& expression, const sensorMsgs::JointState& state)
 std::string refusal(const std::string& expression) {
     try {
         MessageFilter filter("--filter", expression);
-        filter.check(pythonValueOf(sampleJointState(), nullptr));
+        filter.check(pythonValueOf(sampleJointState()));
     } catch (const qorCli::UsageError& error) {
         return error.what();
     }
