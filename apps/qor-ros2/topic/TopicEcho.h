@@ -58,7 +58,7 @@ std::optional<std::string> echoText(const qorROS2::Subscriber<Record>& subscribe
         return rawEchoText(bytes, options.echoFormat);
     }
     if (options.filter != nullptr && !options.filter->matches(echoFilterSubject(
-                                         pythonValueOf(message, nullptr), options.echoFormat))) {
+                                         pythonValueOf(message), options.echoFormat))) {
         return std::nullopt;
     }
     if constexpr (std::is_same_v<Record, qorROS2::sensorMsgs::Image>) {
