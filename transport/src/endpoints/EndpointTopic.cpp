@@ -2,6 +2,7 @@
 
 #include "common/QosPolicies.h"
 #include "common/TopicName.h"
+#include "qorROS2/RosNames.h"
 
 namespace qorROS2::transport::endpoints {
 
@@ -13,7 +14,7 @@ std::string fullyQualifiedName(const EndpointTopic& where) {
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId) {
     EndpointTopic checked;
     checked.rosTopic = topic;
-    checked.ddsTopic = common::ddsTopicName(common::fullyQualifiedTopicName(topic));
+    checked.ddsTopic = common::ddsTopicName(resolveTopicName(topic));
     checked.domain = common::checkedDomain(domainId, topic);
     common::checkQos(qos, topic);
     return checked;
