@@ -54,6 +54,11 @@ struct ElementOf<std::array<T, N>> {
     using type = T;
 };
 
+template <typename T>
+struct IsStdVector : std::false_type {};
+template <typename T, typename A>
+struct IsStdVector<std::vector<T, A>> : std::true_type {};
+
 template <typename T, typename = void>
 struct HasFieldList : std::false_type {};
 template <typename T>
@@ -103,6 +108,12 @@ struct Field {
     const char* name;        ///< the ROS 2 field name, as in the message definition
     Member Record::*member;  ///< where the field lives in the record
     FieldKind elementKind;   ///< the kind of each element; only this tells a byte from a uint8
+    /// The most elements a bounded sequence holds ("[<=1]"); 0 for any other field. The record
+    /// holds a bounded sequence as a std::vector like any sequence.
+    std::size_t bound = 0;
+    /// The default value the definition declares, as it writes it ("false"); nullptr for none.
+    /// The record's member initialiser holds the same value.
+    const char* defaultValue = nullptr;
 };
 
 /// Builds a Field whose element kind its C++ type tells.
@@ -110,6 +121,25 @@ template <typename Record, typename Member>
 constexpr Field<Record, Member> makeField(const char* name, Member Record::*member) {
     return Field<Record, Member>{
         name, member, detail::kindOfElement<typename detail::ElementOf<Member>::type>(false)};
+}
+
+/// Builds the Field of a bounded sequence of at most `bound` elements.
+template <typename Record, typename Member>
+constexpr Field<Record, Member> makeBoundedField(const char* name, Member Record::*member,
+                                                 std::size_t bound) {
+    static_assert(detail::IsStdVector<Member>::value, "a bounded sequence is held as std::vector");
+    Field<Record, Member> field = makeField(name, member);
+    field.bound = bound;
+    return field;
+}
+
+/// Builds the Field of a member whose definition declares a default value.
+template <typename Record, typename Member>
+constexpr Field<Record, Member> makeDefaultedField(const char* name, Member Record::*member,
+                                                   const char* defaultValue) {
+    Field<Record, Member> field = makeField(name, member);
+    field.defaultValue = defaultValue;
+    return field;
 }
 
 /// Builds the Field of a `byte` element, held as an unsigned 8-bit integer like `uint8`.
@@ -152,19 +182,55 @@ template <typename Record>
 inline constexpr std::size_t fieldCount =
     std::tuple_size_v<std::decay_t<decltype(MessageDescription<Record>::fields)>>;
 
-/// "sensor_msgs/msg/JointState": the name by which ROS 2 tools know the record's type.
+namespace detail {
+
+template <typename T, typename = void>
+struct HasFolder : std::false_type {};
+template <typename T>
+struct HasFolder<T, std::void_t<decltype(MessageDescription<T>::folder)>> : std::true_type {};
+
+}  // namespace detail
+
+/// "msg", or "srv" for the request and response of a service: the folder of the package that
+/// defines the record, which ROS 2 puts in the type's full name.
+template <typename Record>
+constexpr const char* rosInterfaceFolder() {
+    if constexpr (detail::HasFolder<Record>::value) {
+        return MessageDescription<Record>::folder;
+    } else {
+        return "msg";
+    }
+}
+
+/// "sensor_msgs/msg/JointState", "std_srvs/srv/SetBool_Request": the name by which ROS 2 tools
+/// know the record's type.
 template <typename Record>
 std::string rosTypeName() {
-    return std::string(MessageDescription<Record>::package) + "/msg/" +
-           MessageDescription<Record>::name;
+    return std::string(MessageDescription<Record>::package) + "/" + rosInterfaceFolder<Record>() +
+           "/" + MessageDescription<Record>::name;
+}
+
+// ServiceDescription<Service> is specialised for every service with `package` ("std_srvs"),
+// `name` ("SetBool"), and the records `Request` and `Response`, each with its own field list.
+template <typename Service>
+struct ServiceDescription;
+
+/// True for the service types: those with a ServiceDescription.
+template <typename T, typename = void>
+struct IsServiceType : std::false_type {};
+template <typename T>
+struct IsServiceType<T, std::void_t<decltype(ServiceDescription<T>::name)>> : std::true_type {};
+template <typename T>
+inline constexpr bool isServiceType = IsServiceType<T>::value;
+
+/// "std_srvs/srv/SetBool": the name by which ROS 2 tools know the service's type.
+template <typename Service>
+std::string rosServiceName() {
+    return std::string(ServiceDescription<Service>::package) + "/srv/" +
+           ServiceDescription<Service>::name;
 }
 
 namespace detail {
-
-template <typename T>
-struct IsStdVector : std::false_type {};
-template <typename T, typename A>
-struct IsStdVector<std::vector<T, A>> : std::true_type {};
 
 template <typename T>
 struct IsStdArray : std::false_type {};
@@ -211,11 +277,12 @@ std::string rosElementOfField(const Field<Record, Member>& field) {
 }  // namespace detail
 
 /// The ROS 2 type of a field as a message definition spells it: "float64[9]", "string[]",
-/// "byte[]", "std_msgs/Header".
+/// "byte[]", "std_msgs/Header", "rcl_interfaces/IntegerRange[<=1]".
 template <typename Record, typename Member>
 std::string rosFieldType(const Field<Record, Member>& field) {
     if constexpr (isSequence<Member>) {
-        return detail::rosElementOfField<typename Member::value_type>(field) + "[]";
+        return detail::rosElementOfField<typename Member::value_type>(field) +
+               (field.bound != 0 ? "[<=" + std::to_string(field.bound) + "]" : std::string("[]"));
     } else if constexpr (isFixedArray<Member>) {
         return detail::rosElementOfField<typename Member::value_type>(field) + "[" +
                std::to_string(std::tuple_size_v<Member>) + "]";
@@ -233,6 +300,14 @@ std::string rosFieldType(const Field<Record, Member>& field) {
 /// integer, like `uint8`, from which only the definition tells it apart).
 #define QORROS2_BYTE_FIELD(member) ::qorROS2::makeByteField(#member, &Record::member)
 
+/// As QORROS2_FIELD, for a sequence of at most `bound` elements, held as std::vector.
+#define QORROS2_BOUNDED_FIELD(member, bound) \
+    ::qorROS2::makeBoundedField(#member, &Record::member, bound)
+
+/// As QORROS2_FIELD, for a field whose definition declares the default value `text` ("false").
+#define QORROS2_DEFAULTED_FIELD(member, text) \
+    ::qorROS2::makeDefaultedField(#member, &Record::member, text)
+
 /// Declares the field list of the record `Namespace::Name` of the ROS 2 package `Package`.
 /// Expands inside namespace qorROS2.
 #define QORROS2_DESCRIBE_MESSAGE(Namespace, Name, Package, ...)      \
@@ -242,4 +317,28 @@ std::string rosFieldType(const Field<Record, Member>& field) {
         static constexpr const char* package = Package;              \
         static constexpr const char* name = #Name;                   \
         static constexpr auto fields = std::make_tuple(__VA_ARGS__); \
+    }
+
+/// Declares the field list of the request or response record `Namespace::Service::Part` (Part is
+/// Request or Response) of a service of the package `Package`. ROS 2 names the record
+/// "Package/srv/Service_Part". Expands inside namespace qorROS2.
+#define QORROS2_DESCRIBE_SERVICE_PART(Namespace, Service, Part, Package, ...) \
+    template <>                                                               \
+    struct MessageDescription<Namespace::Service::Part> {                     \
+        using Record = Namespace::Service::Part;                              \
+        static constexpr const char* package = Package;                       \
+        static constexpr const char* folder = "srv";                          \
+        static constexpr const char* name = #Service "_" #Part;               \
+        static constexpr auto fields = std::make_tuple(__VA_ARGS__);          \
+    }
+
+/// Declares the service `Namespace::Name` of the package `Package`, whose nested records Request
+/// and Response have their field lists. Expands inside namespace qorROS2.
+#define QORROS2_DESCRIBE_SERVICE(Namespace, Name, Package) \
+    template <>                                            \
+    struct ServiceDescription<Namespace::Name> {           \
+        using Request = Namespace::Name::Request;          \
+        using Response = Namespace::Name::Response;        \
+        static constexpr const char* package = Package;    \
+        static constexpr const char* name = #Name;         \
     }

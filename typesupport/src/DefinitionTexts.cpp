@@ -31,13 +31,22 @@ void forEachLine(const RecordDescription& record,
     }
 }
 
+// "bool read_only false": a field's line, with the default value its definition declares.
+std::string fieldLine(const FieldDescription& field) {
+    std::string line = field.typeText() + " " + field.name;
+    if (!field.defaultValue.empty()) {
+        line += " " + field.defaultValue;
+    }
+    return line;
+}
+
 void appendDefinition(std::string& out, const RecordDescription& record,
                       const std::string& indent) {
     forEachLine(
         record,
         [&](const ConstantDescription& constant) { out += indent + constant.declaration + "\n"; },
         [&](const FieldDescription& field) {
-            out += indent + field.typeText() + " " + field.name + "\n";
+            out += indent + fieldLine(field) + "\n";
             if (field.record != nullptr) {
                 appendDefinition(out, *field.record, indent + "\t");
             }
@@ -48,7 +57,7 @@ std::string ownDefinition(const RecordDescription& record) {
     std::string out;
     forEachLine(
         record, [&](const ConstantDescription& constant) { out += constant.declaration + "\n"; },
-        [&](const FieldDescription& field) { out += field.typeText() + " " + field.name + "\n"; });
+        [&](const FieldDescription& field) { out += fieldLine(field) + "\n"; });
     return out;
 }
 
@@ -71,8 +80,8 @@ void appendDependencies(std::string& out, const RecordDescription& record,
     }
 }
 
-// rosidl's type ids: the element's id, plus 48 for a fixed array and 144 for an unbounded
-// sequence. A .msg `char` is read as uint8 before the hash is taken.
+// rosidl's type ids: the element's id, plus 48 for a fixed array, 96 for a bounded sequence and
+// 144 for an unbounded one. A .msg `char` is read as uint8 before the hash is taken.
 int typeId(const FieldDescription& field) {
     int id = 0;
     switch (field.kind) {
@@ -125,6 +134,8 @@ int typeId(const FieldDescription& field) {
             return id;
         case Container::fixedArray:
             return id + 48;
+        case Container::boundedSequence:
+            return id + 96;
         case Container::sequence:
             return id + 144;
     }
@@ -186,6 +197,8 @@ std::string FieldDescription::typeText() const {
         text += "[" + std::to_string(arrayLength) + "]";
     } else if (container == Container::sequence) {
         text += "[]";
+    } else if (container == Container::boundedSequence) {
+        text += "[<=" + std::to_string(arrayLength) + "]";
     }
     return text;
 }

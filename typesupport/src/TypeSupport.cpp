@@ -5,7 +5,8 @@
 
 #include "RecordCatalogue.h"
 #include "cdr/CdrCodec.h"
-#include "qorROS2/Messages.h"
+#include "qorROS2/Interfaces.h"
+#include "qorROS2/typesupport/RecordView.h"
 
 namespace qorROS2::typesupport {
 
@@ -52,6 +53,35 @@ void Sample::check(const std::string& rosName) const {
 
 namespace {
 
+bool holdsBoundedSequence(const RecordDescription& record) {
+    return std::any_of(record.fields().begin(), record.fields().end(),
+                       [](const FieldDescription& field) {
+                           return field.container == Container::boundedSequence ||
+                                  (field.record != nullptr && holdsBoundedSequence(*field.record));
+                       });
+}
+
+// ROS 2 refuses to send a bounded sequence longer than its bound; so does encode, naming it.
+void checkBounds(const ConstRecordView& record, const std::string& path) {
+    for (std::size_t index = 0; index < record.fieldCount(); ++index) {
+        const ConstFieldView field = record.field(index);
+        const std::string name = path.empty() ? field.name() : path + "." + field.name();
+        if (field.container() == Container::boundedSequence &&
+            field.size() > field.description().arrayLength) {
+            throw TypeSupportError(name + " holds " + std::to_string(field.size()) +
+                                   " elements, more than its bound of " +
+                                   std::to_string(field.description().arrayLength));
+        }
+        if (field.kind() == FieldKind::record) {
+            for (std::size_t item = 0; item < field.size(); ++item) {
+                checkBounds(field.record(item), field.container() == Container::single
+                                                    ? name
+                                                    : name + "[" + std::to_string(item) + "]");
+            }
+        }
+    }
+}
+
 std::string ddsNameOf(const std::string& rosName) {
     const auto first = rosName.find('/');
     const auto last = rosName.rfind('/');
@@ -81,29 +111,83 @@ struct Registry {
     detail::RecordCatalogue catalogue;
     std::vector<std::unique_ptr<TypeSupport>> owned;
     std::vector<const TypeSupport*> sorted;
+    std::vector<std::unique_ptr<ServiceTypeSupport>> ownedServices;
+    std::vector<const ServiceTypeSupport*> sortedServices;
 };
 
-#define QORTYPESUPPORT_ADD(Namespace, Name)                                                      \
-    registry.owned.push_back(                                                                    \
-        std::make_unique<TypeSupport>(registry.catalogue.describe<::qorROS2::Namespace::Name>(), \
-                                      operationsOf<::qorROS2::Namespace::Name>()));
+template <typename Record>
+std::unique_ptr<TypeSupport> makeTypeSupport(detail::RecordCatalogue& catalogue) {
+    return std::make_unique<TypeSupport>(catalogue.describe<Record>(), operationsOf<Record>());
+}
+
+template <typename Service>
+std::unique_ptr<ServiceTypeSupport> makeServiceTypeSupport(detail::RecordCatalogue& catalogue) {
+    using Description = ServiceDescription<Service>;
+    return std::make_unique<ServiceTypeSupport>(
+        rosServiceName<Service>(), makeTypeSupport<typename Description::Request>(catalogue),
+        makeTypeSupport<typename Description::Response>(catalogue),
+        catalogue.describe<serviceMsgs::ServiceEventInfo>());
+}
+
+template <typename Type>
+void sortByName(std::vector<const Type*>& types) {
+    std::sort(types.begin(), types.end(),
+              [](const Type* a, const Type* b) { return a->rosName() < b->rosName(); });
+}
+
+// Finds "pkg/Name" as "pkg/<folder>/Name", and a full name as it is.
+template <typename Type>
+const Type* findByName(const std::vector<const Type*>& types, const std::string& name,
+                       const char* folder) {
+    std::string full = name;
+    const auto slash = name.find('/');
+    if (slash != std::string::npos && name.find('/', slash + 1) == std::string::npos) {
+        full = name.substr(0, slash) + "/" + folder + "/" + name.substr(slash + 1);
+    }
+    const auto found = std::lower_bound(
+        types.begin(), types.end(), full,
+        [](const Type* type, const std::string& key) { return type->rosName() < key; });
+    return found != types.end() && (*found)->rosName() == full ? *found : nullptr;
+}
+
+#define QORTYPESUPPORT_ADD(Namespace, Name) \
+    registry.owned.push_back(makeTypeSupport<::qorROS2::Namespace::Name>(registry.catalogue));
+#define QORTYPESUPPORT_ADD_SERVICE(Namespace, Name) \
+    registry.ownedServices.push_back(               \
+        makeServiceTypeSupport<::qorROS2::Namespace::Name>(registry.catalogue));
 
 const Registry& registry() {
     static const Registry built = [] {
         Registry registry;
         QORROS2_FOR_EACH_MESSAGE(QORTYPESUPPORT_ADD)
+        QORROS2_FOR_EACH_INTERFACE_MESSAGE(QORTYPESUPPORT_ADD)
+        QORROS2_FOR_EACH_SERVICE(QORTYPESUPPORT_ADD_SERVICE)
         for (const auto& type : registry.owned) {
             registry.sorted.push_back(type.get());
         }
-        std::sort(
-            registry.sorted.begin(), registry.sorted.end(),
-            [](const TypeSupport* a, const TypeSupport* b) { return a->rosName() < b->rosName(); });
+        for (const auto& service : registry.ownedServices) {
+            registry.sortedServices.push_back(service.get());
+        }
+        sortByName(registry.sorted);
+        sortByName(registry.sortedServices);
         return registry;
     }();
     return built;
 }
 
 #undef QORTYPESUPPORT_ADD
+#undef QORTYPESUPPORT_ADD_SERVICE
+
+FieldDescription nestedField(std::string name, const RecordDescription& record,
+                             Container container = Container::single, std::size_t bound = 0) {
+    FieldDescription field;
+    field.name = std::move(name);
+    field.kind = FieldKind::record;
+    field.container = container;
+    field.arrayLength = bound;
+    field.record = &record;
+    return field;
+}
 
 }  // namespace
 
@@ -114,7 +198,8 @@ TypeSupport::TypeSupport(const RecordDescription& description,
       m_ddsName(ddsNameOf(description.rosName())),
       m_definitionText(detail::definitionTextOf(description)),
       m_schemaText(detail::schemaTextOf(description)),
-      m_typeHash(detail::typeHashOf(description)) {}
+      m_typeHash(detail::typeHashOf(description)),
+      m_holdsBoundedSequence(holdsBoundedSequence(description)) {}
 
 Sample TypeSupport::createSample() const {
     return Sample(*this, m_operations.create());
@@ -132,6 +217,13 @@ void TypeSupport::checkOwns(const Sample& sample) const {
 
 std::vector<std::uint8_t> TypeSupport::encode(const Sample& sample) const {
     checkOwns(sample);
+    if (m_holdsBoundedSequence) {
+        try {
+            checkBounds(ConstRecordView(*m_description, sample.m_record), "");
+        } catch (const TypeSupportError& error) {
+            throw TypeSupportError("cannot encode " + rosName() + ": " + error.what());
+        }
+    }
     return m_operations.encode(sample.m_record);
 }
 
@@ -149,16 +241,18 @@ const std::vector<const TypeSupport*>& typeSupports() {
 }
 
 const TypeSupport* findTypeSupport(const std::string& name) {
-    std::string full = name;
-    const auto slash = name.find('/');
-    if (slash != std::string::npos && name.find('/', slash + 1) == std::string::npos) {
-        full = name.substr(0, slash) + "/msg/" + name.substr(slash + 1);
+    if (const TypeSupport* type = findByName(typeSupports(), name, "msg")) {
+        return type;
     }
-    const auto& types = typeSupports();
-    const auto found = std::lower_bound(
-        types.begin(), types.end(), full,
-        [](const TypeSupport* type, const std::string& key) { return type->rosName() < key; });
-    return found != types.end() && (*found)->rosName() == full ? *found : nullptr;
+    // A service's request and response are messages too, known by their full names only.
+    for (const ServiceTypeSupport* service : serviceTypeSupports()) {
+        for (const TypeSupport* part : {&service->request(), &service->response()}) {
+            if (part->rosName() == name) {
+                return part;
+            }
+        }
+    }
+    return nullptr;
 }
 
 const RecordDescription& getRecordDescription(const std::string& rosName) {
@@ -175,6 +269,49 @@ const TypeSupport& getTypeSupport(const std::string& name) {
         throw TypeSupportError("unknown message type '" + name + "'");
     }
     return *type;
+}
+
+// The event message and the service's own description exist only for the hash, as rosidl
+// builds them: the event holds the call's info and at most one request and one response.
+ServiceTypeSupport::ServiceTypeSupport(std::string rosName, std::unique_ptr<TypeSupport> request,
+                                       std::unique_ptr<TypeSupport> response,
+                                       const RecordDescription& serviceEventInfo)
+    : m_rosName(std::move(rosName)),
+      m_request(std::move(request)),
+      m_response(std::move(response)) {
+    m_event = std::make_unique<RecordDescription>(
+        m_rosName + "_Event",
+        std::vector<FieldDescription>{
+            nestedField("info", serviceEventInfo),
+            nestedField("request", m_request->description(), Container::boundedSequence, 1),
+            nestedField("response", m_response->description(), Container::boundedSequence, 1)},
+        std::vector<ConstantDescription>{});
+    m_service = std::make_unique<RecordDescription>(
+        m_rosName,
+        std::vector<FieldDescription>{nestedField("request_message", m_request->description()),
+                                      nestedField("response_message", m_response->description()),
+                                      nestedField("event_message", *m_event)},
+        std::vector<ConstantDescription>{});
+    m_definitionText = m_request->definitionText() + "---\n" + m_response->definitionText();
+    m_typeHash = detail::typeHashOf(*m_service);
+}
+
+ServiceTypeSupport::~ServiceTypeSupport() = default;
+
+const std::vector<const ServiceTypeSupport*>& serviceTypeSupports() {
+    return registry().sortedServices;
+}
+
+const ServiceTypeSupport* findServiceTypeSupport(const std::string& name) {
+    return findByName(serviceTypeSupports(), name, "srv");
+}
+
+const ServiceTypeSupport& getServiceTypeSupport(const std::string& name) {
+    const ServiceTypeSupport* service = findServiceTypeSupport(name);
+    if (service == nullptr) {
+        throw TypeSupportError("unknown service type '" + name + "'");
+    }
+    return *service;
 }
 
 }  // namespace qorROS2::typesupport

@@ -258,6 +258,10 @@ std::string arraySummary(const ConstFieldView& field) {
             return "<array type: " + element + "[" + std::to_string(field.size()) + "]>";
         case Container::sequence:
             return "<sequence type: " + element + ", length: " + std::to_string(field.size()) + ">";
+        case Container::boundedSequence:
+            return "<sequence type: " + element + "[" +
+                   std::to_string(field.description().arrayLength) +
+                   "], length: " + std::to_string(field.size()) + ">";
         case Container::single:
             break;
     }

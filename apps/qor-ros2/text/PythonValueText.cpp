@@ -91,8 +91,9 @@ std::string pythonMessageRepr(const ConstRecordView& message) {
         const ConstFieldView field = message.field(index);
         out += (index > 0 ? ", " : "") + field.name() + "=";
         // A sequence kept in an array.array shows only its list of values.
-        out += field.container() == Container::sequence ? "[" + sequenceItems(field) + "]"
-                                                        : pythonRepr(field);
+        const bool sequence = field.container() == Container::sequence ||
+                              field.container() == Container::boundedSequence;
+        out += sequence ? "[" + sequenceItems(field) + "]" : pythonRepr(field);
     }
     return out + ")";
 }
@@ -104,6 +105,7 @@ std::string pythonRepr(const ConstFieldView& field) {
         case Container::fixedArray:
             return numpyArrayRepr(numpyElements(field));
         case Container::sequence:
+        case Container::boundedSequence:
             break;
     }
     const char code = pythonArrayTypeCode(field.kind());
@@ -156,6 +158,7 @@ std::string pythonTypeName(const ConstFieldView& field) {
         case Container::fixedArray:
             return "numpy.ndarray";
         case Container::sequence:
+        case Container::boundedSequence:
             return pythonArrayTypeCode(field.kind()) != 0 ? "array.array" : "list";
         case Container::single:
             break;

@@ -46,8 +46,14 @@ const qorROS2::typesupport::TypeSupport& knownTypeSupport(const std::string& nam
 const MessageType& findMessageType(const std::string& name) {
     const std::string& full = knownTypeSupport(name).rosName();
     const auto& types = messageTypes();
-    return *std::find_if(types.begin(), types.end(),
-                         [&](const MessageType& type) { return type.name == full; });
+    const auto found = std::find_if(types.begin(), types.end(),
+                                    [&](const MessageType& type) { return type.name == full; });
+    // The type support knows more types (services' parts, rcl_interfaces, ...) than the topic
+    // commands publish and echo.
+    if (found == types.end()) {
+        throw UsageError("the topic commands do not handle the message type '" + full + "'");
+    }
+    return *found;
 }
 
 }  // namespace qorCli

@@ -35,6 +35,8 @@ enum class Container : std::uint8_t {
     single,      ///< one element
     fixedArray,  ///< exactly FieldDescription::arrayLength elements: "float64[9]"
     sequence,    ///< any number of elements: "string[]"
+    /// at most FieldDescription::arrayLength elements: "rcl_interfaces/FloatingPointRange[<=1]"
+    boundedSequence,
 };
 
 class RecordDescription;
@@ -60,12 +62,15 @@ struct FieldAccess {
 
 /// One field of a message record.
 struct QORTYPESUPPORT_EXPORT FieldDescription {
-    std::string name;                           ///< "position_covariance"
-    FieldKind kind = FieldKind::boolean;        ///< the kind of each element
-    Container container = Container::single;    ///< one element, a fixed array or a sequence
-    std::size_t arrayLength = 0;                ///< the length of a fixed array, else 0
+    std::string name;                         ///< "position_covariance"
+    FieldKind kind = FieldKind::boolean;      ///< the kind of each element
+    Container container = Container::single;  ///< one element, a fixed array or a sequence
+    /// The length of a fixed array or the bound of a bounded sequence, else 0.
+    std::size_t arrayLength = 0;
     const RecordDescription* record = nullptr;  ///< the nested type when kind is record
-    detail::FieldAccess access;                 ///< how RecordView reaches the field's elements
+    /// The default value the definition declares, as written ("false"); empty for none.
+    std::string defaultValue;
+    detail::FieldAccess access;  ///< how RecordView reaches the field's elements
 
     /// The type as a message definition spells it: "float64[9]", "std_msgs/Header".
     std::string typeText() const;
@@ -157,7 +162,7 @@ struct RecordOperations {
 
 }  // namespace detail
 
-/// Everything known at run time about one of the 89 message types.
+/// Everything known at run time about one message type, or a service's request or response.
 class QORTYPESUPPORT_EXPORT TypeSupport {
   public:
     TypeSupport(const RecordDescription& description, const detail::RecordOperations& operations);
@@ -186,7 +191,8 @@ class QORTYPESUPPORT_EXPORT TypeSupport {
 
     /// A sample holding a value-initialised record.
     Sample createSample() const;
-    /// The payload ROS 2 exchanges: the encapsulation header `00 01 00 00` and plain CDR.
+    /// The payload ROS 2 exchanges: the encapsulation header `00 01 00 00` and plain CDR. A
+    /// TypeSupportError naming the field when a bounded sequence holds more than its bound.
     std::vector<std::uint8_t> encode(const Sample& sample) const;
     /// Decodes a payload into a new sample; a TypeSupportError naming the type and what is wrong
     /// when the bytes are no sample of this type.
@@ -205,9 +211,56 @@ class QORTYPESUPPORT_EXPORT TypeSupport {
     std::string m_definitionText;
     std::string m_schemaText;
     std::string m_typeHash;
+    bool m_holdsBoundedSequence;
 };
 
-/// All 89 message types, sorted by ROS name.
+/// Everything known at run time about one service type: its names, the type support of its
+/// request and response, the text ROS 2 tools show for it and its type hash.
+class QORTYPESUPPORT_EXPORT ServiceTypeSupport {
+  public:
+    /// `serviceEventInfo` describes service_msgs/msg/ServiceEventInfo, which the event message
+    /// that the type hash covers holds.
+    ServiceTypeSupport(std::string rosName, std::unique_ptr<TypeSupport> request,
+                       std::unique_ptr<TypeSupport> response,
+                       const RecordDescription& serviceEventInfo);
+    ServiceTypeSupport(const ServiceTypeSupport&) = delete;
+    ServiceTypeSupport& operator=(const ServiceTypeSupport&) = delete;
+    ~ServiceTypeSupport();
+
+    /// "std_srvs/srv/SetBool"
+    const std::string& rosName() const noexcept { return m_rosName; }
+    /// The request, "std_srvs/srv/SetBool_Request" ("std_srvs::srv::dds_::SetBool_Request_").
+    const TypeSupport& request() const noexcept { return *m_request; }
+    /// The response, "std_srvs/srv/SetBool_Response".
+    const TypeSupport& response() const noexcept { return *m_response; }
+
+    /// What `ros2 interface show --no-comments` prints for the .srv: the request's lines, "---",
+    /// the response's lines.
+    const std::string& definitionText() const noexcept { return m_definitionText; }
+    /// The hash ROS 2 (Iron and later) gives the service type: that of a description with the
+    /// fields request_message, response_message and event_message.
+    const std::string& typeHash() const noexcept { return m_typeHash; }
+    /// The hash a server's request reader and a client's request writer announce: the request
+    /// message's own, not the service's.
+    const std::string& requestTypeHash() const noexcept { return m_request->typeHash(); }
+    /// The hash a server's reply writer and a client's reply reader announce.
+    const std::string& responseTypeHash() const noexcept { return m_response->typeHash(); }
+    /// The service event message "std_srvs/srv/SetBool_Event" as the hash describes it.
+    const RecordDescription& eventDescription() const noexcept { return *m_event; }
+
+  private:
+    std::string m_rosName;
+    std::unique_ptr<TypeSupport> m_request;
+    std::unique_ptr<TypeSupport> m_response;
+    std::unique_ptr<RecordDescription> m_event;
+    std::unique_ptr<RecordDescription> m_service;
+    std::string m_definitionText;
+    std::string m_typeHash;
+};
+
+/// All message types, sorted by ROS name: the design's 89 (QORROS2_FOR_EACH_MESSAGE) and the
+/// further ones (QORROS2_FOR_EACH_INTERFACE_MESSAGE). Services' requests and responses are no
+/// part of it.
 QORTYPESUPPORT_EXPORT const std::vector<const TypeSupport*>& typeSupports();
 
 /// The type named "pkg/msg/Name" or "pkg/Name"; nullptr for any other name, so that a caller
@@ -220,5 +273,14 @@ QORTYPESUPPORT_EXPORT const RecordDescription& getRecordDescription(const std::s
 
 /// As findTypeSupport, but a TypeSupportError for an unknown name.
 QORTYPESUPPORT_EXPORT const TypeSupport& getTypeSupport(const std::string& name);
+
+/// All service types, sorted by ROS name.
+QORTYPESUPPORT_EXPORT const std::vector<const ServiceTypeSupport*>& serviceTypeSupports();
+
+/// The service type named "pkg/srv/Name" or "pkg/Name"; nullptr for any other name.
+QORTYPESUPPORT_EXPORT const ServiceTypeSupport* findServiceTypeSupport(const std::string& name);
+
+/// As findServiceTypeSupport, but a TypeSupportError for an unknown name.
+QORTYPESUPPORT_EXPORT const ServiceTypeSupport& getServiceTypeSupport(const std::string& name);
 
 }  // namespace qorROS2::typesupport
