@@ -4,6 +4,7 @@
 #include "endpoints/WireTypes.h"
 
 #include "endpoints/RecordDataType.h"
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 
@@ -28,6 +29,7 @@ common::WireType wireTypeOf() {
 #define QORNTROS2_INSTANTIATE_WIRE_TYPE(Namespace, Name) \
     template common::WireType wireTypeOf<Namespace::Name>();
 QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_WIRE_TYPE)
+QORROS2_FOR_EACH_INTERFACE_MESSAGE(QORNTROS2_INSTANTIATE_WIRE_TYPE)
 #undef QORNTROS2_INSTANTIATE_WIRE_TYPE
 
 }  // namespace qorROS2::transport::endpoints
