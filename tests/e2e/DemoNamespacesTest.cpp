@@ -1,5 +1,6 @@
 // Two demos on one domain, each in its own namespace: every topic, the clock included, moves
 // into the namespace unless a remap rule puts it elsewhere, and a command reaches one arm only.
+// A demo's warnings on /rosout, named after its node.
 
 #include <gtest/gtest.h>
 
@@ -12,6 +13,7 @@
 
 #include "ChildProcess.h"
 #include "WaitFor.h"
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
@@ -85,6 +87,59 @@ TEST(DemoNamespaces, ACommandToOneNamespaceMovesOnlyThatArm) {
     // robot2 keeps its arm where it was, long after robot1's moved.
     ASSERT_TRUE(qorTest::receiveWithin(states2, state2)) << robot2.output();
     EXPECT_NEAR(positionOf(state2, "elbow"), start2, 0.1);
+}
+
+// A warning of the demo reaches /rosout from the demo's node, stamped with simulated time, and
+// still reaches stderr.
+TEST(DemoNamespaces, WarningsGoToRosoutAndStderr) {
+    constexpr int kRosoutDomain = 68;
+    ::setenv("ROS_DOMAIN_ID", std::to_string(kRosoutDomain).c_str(), 1);
+    ::unsetenv("DISPLAY");
+    qorTest::ChildProcess demo({QOR_DEMO, "--duration", "120", "--camera-rate", "0", "--lidar-rate",
+                                "0", "--ros-args", "-r", "__ns:=/robot1"},
+                               {qorTest::ChildProcess::MERGED, {}, ""});
+    ASSERT_TRUE(demo.started());
+    const auto domain = static_cast<std::int8_t>(kRosoutDomain);
+    Publisher<sensorMsgs::JointState> command("/robot1/joint_commands", QOS{}, domain);
+    ASSERT_TRUE(qorTest::waitFor([&] { return command.matchedSubscriptions() > 0; }))
+        << demo.output();
+    // Past the first half second of simulated time, so that the stamp tells it from zero.
+    const Subscriber<rosgraphMsgs::Clock> clock("/robot1/clock", createClockQOS(), domain);
+    rosgraphMsgs::Clock now;
+    ASSERT_TRUE(qorTest::waitFor([&] {
+        return clock.receiveMessage(now) && (now.clock.sec > 0 || now.clock.nanosec > 500000000U);
+    })) << demo.output();
+    sensorMsgs::JointState nan;
+    nan.name = {"wrist_roll"};
+    nan.velocity = {std::nan("")};
+    ASSERT_TRUE(command.sendMessage(nan));
+
+    const std::string warning =
+        "the motor of joint 'wrist_roll' applies no force while its target speed is nan";
+    EXPECT_TRUE(demo.readUntil(
+        [&](const std::string& text) { return text.find(warning) != std::string::npos; },
+        std::chrono::seconds(30)))
+        << demo.output();
+    // A late subscriber with rcl's QoS for /rosout still gets the line.
+    Subscriber<rclInterfaces::Log> rosout(
+        "/rosout", QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1000}, domain);
+    rclInterfaces::Log log;
+    bool found = false;
+    EXPECT_TRUE(qorTest::waitFor([&] {
+        while (rosout.receiveMessage(log)) {
+            found = found || log.msg.find(warning) != std::string::npos;
+            if (found) {
+                return true;
+            }
+        }
+        return false;
+    })) << "last line on /rosout: "
+        << log.msg;
+    EXPECT_EQ(log.name, "robot1.qor_ros2_demo");
+    EXPECT_EQ(log.level, 30U);
+    // Simulated time: past the half second waited for, not decades since the epoch.
+    EXPECT_GT(log.stamp.sec * 1000000000LL + log.stamp.nanosec, 500000000LL);
+    EXPECT_LT(log.stamp.sec, 120);
 }
 
 }  // namespace
