@@ -11,6 +11,7 @@
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/ROS2Conventions.h"
 #include "qorROS2/ROS2Util.h"
+#include "qorROS2/RosNames.h"
 
 namespace qorDemo {
 namespace {
@@ -149,7 +150,8 @@ std::unique_ptr<qorROS2::Publisher<T>> DemoBridge::advertise(const std::string& 
 
 template <typename T>
 void DemoBridge::listTopic(const std::string& topic, const qorROS2::QOS& qos, bool published) {
-    m_topics.push_back(DemoTopic{"/" + topic, qorROS2::rosTypeName<T>(), qos, published});
+    m_topics.push_back(
+        DemoTopic{qorROS2::resolveTopicName(topic), qorROS2::rosTypeName<T>(), qos, published});
 }
 
 void DemoBridge::publishRobotDescription(const std::string& path, std::int8_t domainId) {

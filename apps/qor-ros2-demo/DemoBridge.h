@@ -20,7 +20,7 @@ namespace qorDemo {
 
 /// One topic of the demo, as its first lines describe it.
 struct DemoTopic {
-    std::string name;  ///< "/camera/image_raw"
+    std::string name;  ///< "/camera/image_raw", resolved as its endpoint resolves it
     std::string type;  ///< "sensor_msgs/msg/Image"
     qorROS2::QOS qos;  ///< of the demo's endpoint
     bool published;    ///< true: the demo writes it; false: the demo reads it

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "qorROS2/RosNames.h"
+
 namespace qorDemo {
 
 std::string describeQos(const qorROS2::QOS& qos) {
@@ -49,7 +51,8 @@ std::string startupText(std::int8_t domainId, const std::vector<std::string>& jo
              << descriptionPath << ")\"\n"
              << "  rviz2 -d " QOR_DEMO_RVIZ_CONFIG " --ros-args -p use_sim_time:=true\n";
     }
-    text << "  ros2 topic echo /joint_states\n";
+    // Where the joint states are once the node's namespace and remap rules are applied.
+    text << "  ros2 topic echo " << qorROS2::resolveTopicName("joint_states") << "\n";
     return text.str();
 }
 

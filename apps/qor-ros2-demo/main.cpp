@@ -16,6 +16,7 @@
 #include "StatusLine.h"
 #include "qor/Notify.h"
 #include "qorROS2/NodeIdentity.h"
+#include "qorROS2/ROS2RosoutPublisher.h"
 
 namespace {
 
@@ -33,8 +34,11 @@ int run(const qorDemo::DemoOptions& options) {
     std::fflush(stdout);
 
     qorDemo::StatusLine status(stdout);
-    // Warnings are written on lines of their own, with the status line drawn again below them.
-    const qor::ScopedNotifySink warnings(qorDemo::sinkAround(status, stderr));
+    // Warnings go to /rosout as a ROS 2 node's do, stamped with the simulation's time, and are
+    // written on lines of their own, with the status line drawn again below them.
+    qorROS2::ROS2RosoutPublisher rosout(options.domainId);
+    rosout.setTime(bridge.time());
+    const qor::ScopedNotifySink warnings(rosout.sinkAround(qorDemo::sinkAround(status, stderr)));
     const auto start = std::chrono::steady_clock::now();
     const double startTime = bridge.time();
     std::uint64_t steps = 0;
@@ -49,6 +53,7 @@ int run(const qorDemo::DemoOptions& options) {
     while (g_stopRequested == 0 &&
            (options.duration <= 0.0 || bridge.time() - startTime < options.duration)) {
         bridge.step();
+        rosout.setTime(bridge.time());
         ++steps;
         if (!options.asFastAsPossible) {
             // Paces simulated time against the wall clock instead of sleeping a fixed time per

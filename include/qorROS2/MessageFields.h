@@ -54,6 +54,11 @@ struct ElementOf<std::array<T, N>> {
     using type = T;
 };
 
+template <typename T>
+struct IsStdVector : std::false_type {};
+template <typename T, typename A>
+struct IsStdVector<std::vector<T, A>> : std::true_type {};
+
 template <typename T, typename = void>
 struct HasFieldList : std::false_type {};
 template <typename T>
@@ -103,6 +108,12 @@ struct Field {
     const char* name;        ///< the ROS 2 field name, as in the message definition
     Member Record::*member;  ///< where the field lives in the record
     FieldKind elementKind;   ///< the kind of each element; only this tells a byte from a uint8
+    /// The most elements a bounded sequence holds ("[<=1]"); 0 for any other field. The record
+    /// holds a bounded sequence as a std::vector like any sequence.
+    std::size_t bound = 0;
+    /// The default value the definition declares, as it writes it ("false"); nullptr for none.
+    /// The record's member initialiser holds the same value.
+    const char* defaultValue = nullptr;
 };
 
 /// Builds a Field whose element kind its C++ type tells.
@@ -110,6 +121,25 @@ template <typename Record, typename Member>
 constexpr Field<Record, Member> makeField(const char* name, Member Record::*member) {
     return Field<Record, Member>{
         name, member, detail::kindOfElement<typename detail::ElementOf<Member>::type>(false)};
+}
+
+/// Builds the Field of a bounded sequence of at most `bound` elements.
+template <typename Record, typename Member>
+constexpr Field<Record, Member> makeBoundedField(const char* name, Member Record::*member,
+                                                 std::size_t bound) {
+    static_assert(detail::IsStdVector<Member>::value, "a bounded sequence is held as std::vector");
+    Field<Record, Member> field = makeField(name, member);
+    field.bound = bound;
+    return field;
+}
+
+/// Builds the Field of a member whose definition declares a default value.
+template <typename Record, typename Member>
+constexpr Field<Record, Member> makeDefaultedField(const char* name, Member Record::*member,
+                                                   const char* defaultValue) {
+    Field<Record, Member> field = makeField(name, member);
+    field.defaultValue = defaultValue;
+    return field;
 }
 
 /// Builds the Field of a `byte` element, held as an unsigned 8-bit integer like `uint8`.
@@ -203,11 +233,6 @@ std::string rosServiceName() {
 namespace detail {
 
 template <typename T>
-struct IsStdVector : std::false_type {};
-template <typename T, typename A>
-struct IsStdVector<std::vector<T, A>> : std::true_type {};
-
-template <typename T>
 struct IsStdArray : std::false_type {};
 template <typename T, std::size_t N>
 struct IsStdArray<std::array<T, N>> : std::true_type {};
@@ -252,11 +277,12 @@ std::string rosElementOfField(const Field<Record, Member>& field) {
 }  // namespace detail
 
 /// The ROS 2 type of a field as a message definition spells it: "float64[9]", "string[]",
-/// "byte[]", "std_msgs/Header".
+/// "byte[]", "std_msgs/Header", "rcl_interfaces/IntegerRange[<=1]".
 template <typename Record, typename Member>
 std::string rosFieldType(const Field<Record, Member>& field) {
     if constexpr (isSequence<Member>) {
-        return detail::rosElementOfField<typename Member::value_type>(field) + "[]";
+        return detail::rosElementOfField<typename Member::value_type>(field) +
+               (field.bound != 0 ? "[<=" + std::to_string(field.bound) + "]" : std::string("[]"));
     } else if constexpr (isFixedArray<Member>) {
         return detail::rosElementOfField<typename Member::value_type>(field) + "[" +
                std::to_string(std::tuple_size_v<Member>) + "]";
@@ -273,6 +299,14 @@ std::string rosFieldType(const Field<Record, Member>& field) {
 /// As QORROS2_FIELD, for a field whose ROS 2 element type is `byte` (held as an unsigned 8-bit
 /// integer, like `uint8`, from which only the definition tells it apart).
 #define QORROS2_BYTE_FIELD(member) ::qorROS2::makeByteField(#member, &Record::member)
+
+/// As QORROS2_FIELD, for a sequence of at most `bound` elements, held as std::vector.
+#define QORROS2_BOUNDED_FIELD(member, bound) \
+    ::qorROS2::makeBoundedField(#member, &Record::member, bound)
+
+/// As QORROS2_FIELD, for a field whose definition declares the default value `text` ("false").
+#define QORROS2_DEFAULTED_FIELD(member, text) \
+    ::qorROS2::makeDefaultedField(#member, &Record::member, text)
 
 /// Declares the field list of the record `Namespace::Name` of the ROS 2 package `Package`.
 /// Expands inside namespace qorROS2.

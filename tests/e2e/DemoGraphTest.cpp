@@ -36,9 +36,10 @@ TEST(DemoGraph, NodeListShowsTheDemoAndItsStatusLineCountsIncompatibleSubscriber
     EXPECT_EQ(list.exitCode, 0);
     EXPECT_NE(list.output.find("/sim/" + node + "\n"), std::string::npos) << list.output;
 
-    // rviz2's image display subscribes reliably; here the camera publishes best effort.
+    // rviz2's image display subscribes reliably; here the camera publishes best effort, in the
+    // demo's namespace.
     const qorROS2::Subscriber<qorROS2::sensorMsgs::Image> reliable(
-        "/camera/image_raw", qorROS2::QOS{}, static_cast<std::int8_t>(kGraphDomain));
+        "/sim/camera/image_raw", qorROS2::QOS{}, static_cast<std::int8_t>(kGraphDomain));
     EXPECT_TRUE(qorTest::waitFor([&] { return reliable.incompatiblePublications() == 1; }));
     EXPECT_TRUE(demo.readUntil(
         [](const std::string& text) {

@@ -5,7 +5,14 @@
 
 const definitions = require("@foxglove/rosmsg-msgs-common");
 
-const packages = ["builtin_interfaces", "rosgraph_msgs", "std_msgs", "geometry_msgs", "sensor_msgs"];
+const packages = [
+  "builtin_interfaces", "rosgraph_msgs", "std_msgs", "geometry_msgs", "sensor_msgs",
+  "nav_msgs", "rcl_interfaces", "tf2_msgs", "trajectory_msgs",
+];
+
+// The catalogue, like every .msg parser of this family, reads `byte` as uint8; Humble declares
+// these constants `byte` (Jazzy changed them to uint8).
+const byteConstants = { "rcl_interfaces/Log": ["DEBUG", "INFO", "WARN", "ERROR", "FATAL"] };
 
 for (const distribution of process.argv.slice(2)) {
   const catalogue = definitions[distribution];
@@ -20,7 +27,9 @@ for (const distribution of process.argv.slice(2)) {
       if (!line.isConstant) return;
       const next = lines.slice(index).find((later) => !later.isConstant);
       const value = line.valueText ?? String(line.value);
-      console.log(`${distribution} ${type} ${line.type} ${line.name} ${value} ${next ? next.name : "-"}`);
+      const byte = distribution === "ros2humble" && (byteConstants[type] ?? []).includes(line.name);
+      const lineType = byte ? "byte" : line.type;
+      console.log(`${distribution} ${type} ${lineType} ${line.name} ${value} ${next ? next.name : "-"}`);
     });
   }
 }

@@ -1,6 +1,7 @@
 // Parses schemas in MCAP's `ros2msg` encoding with the independent parser @foxglove/rosmsg and
 // prints what it understood, one line per field or constant:
-//   <schema> <definition: "." for the root, else its name> <field> <type, "[N]" or "[]" appended>
+//   <schema> <definition: "." for the root, else its name> <field> <type, "[N]", "[<=N]" or "[]"
+//   appended>
 //   <schema> <definition> <NAME> = <value> <type>
 // The schemas come as JSON, {"<type name>": "<schema text>", ...}, in the file named first.
 "use strict";
@@ -26,7 +27,11 @@ for (const [name, text] of Object.entries(schemas)) {
         continue;
       }
       let type = field.type;
-      if (field.isArray) type += field.arrayLength !== undefined ? `[${field.arrayLength}]` : "[]";
+      if (field.isArray) {
+        if (field.arrayLength !== undefined) type += `[${field.arrayLength}]`;
+        else if (field.arrayUpperBound !== undefined) type += `[<=${field.arrayUpperBound}]`;
+        else type += "[]";
+      }
       console.log(`${name} ${label} ${field.name} ${type}`);
     }
   });

@@ -9,11 +9,18 @@ const crypto = require("crypto");
 const catalogue = require("@foxglove/rosmsg-msgs-common");
 const { parse } = require("@foxglove/rosmsg");
 
-const packages = ["builtin_interfaces", "rosgraph_msgs", "std_msgs", "geometry_msgs", "sensor_msgs"];
+const packages = [
+  "builtin_interfaces", "rosgraph_msgs", "std_msgs", "geometry_msgs", "sensor_msgs",
+  "nav_msgs", "rcl_interfaces", "tf2_msgs", "trajectory_msgs",
+];
 
 // The catalogue, like every .msg parser of this family, reads `byte` as uint8; ROS 2 declares
 // these fields `byte`, and its hash tells the two apart.
-const byteFields = { "std_msgs/Byte": ["data"], "std_msgs/ByteMultiArray": ["data"] };
+const byteFields = {
+  "std_msgs/Byte": ["data"],
+  "std_msgs/ByteMultiArray": ["data"],
+  "rcl_interfaces/ParameterValue": ["byte_array_value"],
+};
 
 // The system's own package, which no catalogue carries, as the .msg text of AnySequence with
 // the type it depends on.
@@ -34,8 +41,8 @@ const withMsg = (name) => name.replace("/", "/msg/");
 function fieldType(typeName, field) {
   let type = stampTypes[field.type] ?? field.type;
   if ((byteFields[typeName] ?? []).includes(field.name)) type = "byte";
-  if (field.upperBound !== undefined || field.arrayUpperBound !== undefined) {
-    throw new Error(`${typeName}.${field.name}: bounded types are not handled`);
+  if (field.upperBound !== undefined) {
+    throw new Error(`${typeName}.${field.name}: bounded strings are not handled`);
   }
   let id;
   let nested = "";
@@ -52,6 +59,9 @@ function fieldType(typeName, field) {
     if (field.arrayLength !== undefined) {
       id += 48;
       capacity = field.arrayLength;
+    } else if (field.arrayUpperBound !== undefined) {
+      id += 96;
+      capacity = field.arrayUpperBound;
     } else {
       id += 144;
     }

@@ -1,7 +1,7 @@
 // Reads the dynamic symbol table of the built library: exactly the 89 instantiations of
 // freeContainerMemory are exported, besides the library's other public functions: the time
-// conversions, the members of the two step listeners, the three sensor converters and their two
-// variants in ROS's conventions.
+// conversions, the members of the two step listeners and of the /rosout publisher, the three
+// sensor converters and their two variants in ROS's conventions.
 
 #include <gtest/gtest.h>
 
@@ -50,6 +50,15 @@ TEST(ExportedSymbols, AreTheMessageReleasesTimeConversionsStepBridgesAndConverte
     expected.insert("qorROS2::ROS2ClockPublisher::ROS2ClockPublisher(signed char)");
     expected.insert("qorROS2::ROS2ClockPublisher::~ROS2ClockPublisher()");
     expected.insert("qorROS2::ROS2ClockPublisher::pre(double const&)");
+    expected.insert("qorROS2::ROS2RosoutPublisher::ROS2RosoutPublisher(signed char)");
+    expected.insert("qorROS2::ROS2RosoutPublisher::~ROS2RosoutPublisher()");
+    expected.insert("qorROS2::ROS2RosoutPublisher::setTime(double)");
+    expected.insert("qorROS2::ROS2RosoutPublisher::publish(int, " QORROS2_STRING_ARGUMENT ")");
+    expected.insert(
+        "qorROS2::ROS2RosoutPublisher::sinkAround(std::function<void (int, " QORROS2_STRING_ARGUMENT
+        ")>)");
+    expected.insert("qorROS2::ROS2RosoutPublisher::loggerName(" QORROS2_STRING_ARGUMENT
+                    ", " QORROS2_STRING_ARGUMENT ")");
     expected.insert("qorROS2::ROS2ControlInterface::ROS2ControlInterface(" QORROS2_STRING_ARGUMENT
                     ", " QORROS2_STRING_ARGUMENT ", bool, signed char)");
     expected.insert("qorROS2::ROS2ControlInterface::~ROS2ControlInterface()");

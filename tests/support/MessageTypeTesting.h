@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Messages.h"
 
 namespace qorTest {
@@ -18,8 +19,15 @@ struct GtestTypesOf<qorROS2::TypeList<Types...>> {
     using type = ::testing::Types<Types...>;
 };
 
-/// Every message record, as a type list for TYPED_TEST_SUITE.
+/// Every message record of the design (the 89), as a type list for TYPED_TEST_SUITE.
 using AllMessageRecords = GtestTypesOf<qorROS2::MessageRecords>::type;
+
+/// Every message type: the design's 89 and the further ones, services' parts aside.
+using AllMessageTypeRecords = GtestTypesOf<typename qorROS2::detail::JoinTypeLists<
+    qorROS2::MessageRecords, qorROS2::InterfaceMessageRecords>::type>::type;
+
+/// Every record with a type support: the message types and every service's request and response.
+using AllTypeSupportRecords = GtestTypesOf<qorROS2::AllRecords>::type;
 
 /// Names each typed test after the ROS 2 package and name of its record.
 struct RecordTestName {

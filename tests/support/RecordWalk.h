@@ -23,20 +23,31 @@ struct FillOptions {
     std::uint32_t seed = 1;          ///< first value; every filled scalar takes the next one
 };
 
+/// `bound` is the most elements a bounded sequence holds, 0 for any other value.
 template <typename T>
-void fillValue(T& value, FillOptions& options) {
+void fillValue(T& value, FillOptions& options, std::size_t bound = 0) {
     if constexpr (qorROS2::isMessageRecord<T>) {
-        qorROS2::forEachField(value,
-                              [&](const auto&, auto& member) { fillValue(member, options); });
+        qorROS2::forEachField(value, [&](const auto& field, auto& member) {
+            fillValue(member, options, field.bound);
+        });
     } else if constexpr (qorROS2::isSequence<T>) {
+        const std::size_t length =
+            bound != 0 && bound < options.sequenceLength ? bound : options.sequenceLength;
         if (options.reserveOnly) {
             value.clear();
-            value.reserve(options.sequenceLength);
+            value.reserve(length);
             return;
         }
-        value.resize(options.sequenceLength);
-        for (auto& element : value) {
-            fillValue(element, options);
+        value.resize(length);
+        if constexpr (std::is_same_v<T, std::vector<bool>>) {
+            // Its elements are bits, reached through proxies: alternate them so that each counts.
+            for (std::size_t i = 0; i < value.size(); ++i) {
+                value[i] = options.seed++ % 2U == 1U;
+            }
+        } else {
+            for (auto& element : value) {
+                fillValue(element, options);
+            }
         }
     } else if constexpr (qorROS2::isFixedArray<T>) {
         for (auto& element : value) {

@@ -23,7 +23,8 @@ void appendFieldLines(std::string& out, const std::string& indent) {
         if (std::string(field.name) == "structure_needs_at_least_one_member") {
             return;
         }
-        out += indent + rosFieldType(field) + " " + field.name + "\n";
+        out += indent + rosFieldType(field) + " " + field.name +
+               (field.defaultValue != nullptr ? std::string(" ") + field.defaultValue : "") + "\n";
         using Element = typename std::decay_t<decltype(field)>::ElementType;
         if constexpr (isMessageRecord<Element>) {
             appendFieldLines<Element>(out, indent + "\t");
@@ -36,7 +37,8 @@ std::string withoutConstantLines(const std::string& text) {
     std::string out;
     std::string line;
     while (std::getline(lines, line)) {
-        if (line.find('=') == std::string::npos) {
+        // "[<=1]" bounds a sequence; any other '=' declares a constant.
+        if (line.find('=') == std::string::npos || line.find("[<=") != std::string::npos) {
             out += line + "\n";
         }
     }
@@ -45,7 +47,8 @@ std::string withoutConstantLines(const std::string& text) {
 
 template <typename Record>
 class DefinitionTextOfEveryType : public ::testing::Test {};
-TYPED_TEST_SUITE(DefinitionTextOfEveryType, qorTest::AllMessageRecords, qorTest::RecordTestName);
+TYPED_TEST_SUITE(DefinitionTextOfEveryType, qorTest::AllTypeSupportRecords,
+                 qorTest::RecordTestName);
 
 TYPED_TEST(DefinitionTextOfEveryType, ShowsEveryFieldWithNestedRecordsIndented) {
     std::string expected;

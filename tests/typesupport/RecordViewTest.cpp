@@ -40,7 +40,7 @@ void copyThroughViews(const ConstRecordView& from, const RecordView& to) {
 
 template <typename Record>
 class RecordViewOfEveryType : public ::testing::Test {};
-TYPED_TEST_SUITE(RecordViewOfEveryType, qorTest::AllMessageRecords, qorTest::RecordTestName);
+TYPED_TEST_SUITE(RecordViewOfEveryType, qorTest::AllTypeSupportRecords, qorTest::RecordTestName);
 
 TYPED_TEST(RecordViewOfEveryType, CopiesAFilledSampleFieldByFieldIntoAnEqualOne) {
     const TypeSupport& type = getTypeSupport(rosTypeName<TypeParam>());

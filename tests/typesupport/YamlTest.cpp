@@ -26,7 +26,7 @@ Sample readBack(const TypeSupport& type, const std::string& text) {
 
 template <typename Record>
 class YamlOfEveryType : public ::testing::Test {};
-TYPED_TEST_SUITE(YamlOfEveryType, qorTest::AllMessageRecords, qorTest::RecordTestName);
+TYPED_TEST_SUITE(YamlOfEveryType, qorTest::AllTypeSupportRecords, qorTest::RecordTestName);
 
 TYPED_TEST(YamlOfEveryType, TheDefaultSampleReadsBackAsTheSameBytes) {
     const TypeSupport& type = getTypeSupport(rosTypeName<TypeParam>());
@@ -292,6 +292,30 @@ TEST(Yaml, TellsAMappingFromOtherYaml) {
     EXPECT_FALSE(isYamlMapping("[1]"));
     EXPECT_FALSE(isYamlMapping(""));
     EXPECT_THROW(isYamlMapping("{a: [1"), TypeSupportError);
+}
+
+// The writer puts a line break as PyYAML does, in single quotes with the break doubled and the
+// next line indented; that form must read back as the break, in a string and as a byte.
+TEST(Yaml, ReadsLineBreaksWrittenInSingleQuotesBack) {
+    const TypeSupport& bytes = getTypeSupport("std_msgs/msg/ByteMultiArray");
+    Sample sample = bytes.createSample();
+    sample.as<stdMsgs::ByteMultiArray>().data = {8, 10, 11};
+    for (const bool flowStyle : {false, true}) {
+        YamlOptions options;
+        options.flowStyle = flowStyle;
+        const std::string text = toYaml(viewOf(static_cast<const Sample&>(sample)), options);
+        EXPECT_EQ(readBack(bytes, text).as<stdMsgs::ByteMultiArray>().data,
+                  (std::vector<std::uint8_t>{8, 10, 11}))
+            << text;
+    }
+    const TypeSupport& string = getTypeSupport("std_msgs/msg/String");
+    for (const std::string value : {"\n", "\n\n", "a\nb"}) {
+        Sample written = string.createSample();
+        written.as<stdMsgs::String>().data = value;
+        const std::string text = toYaml(viewOf(static_cast<const Sample&>(written)));
+        EXPECT_EQ(readBack(string, text).as<stdMsgs::String>().data, value) << text;
+    }
+    EXPECT_EQ(readBack(string, "data: '\n  '\n").as<stdMsgs::String>().data, " ");
 }
 
 }  // namespace

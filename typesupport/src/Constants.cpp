@@ -1,6 +1,6 @@
-// The constants of the message types, as ROS 2 Humble's definitions declare them. The records
-// carry no constants, so this table is their one list; a test compares it with an independent
-// copy of the definitions.
+// The constants of the message types, as ROS 2 Humble's definitions declare them (but for
+// service_msgs, which Humble has not: Jazzy's). The records carry no constants, so this table is
+// their one list; a test compares it with an independent copy of the definitions.
 
 #include <cstring>
 
@@ -12,7 +12,7 @@ namespace {
 
 struct ConstantLine {
     const char* type;         ///< the ROS name of the declaring type
-    const char* beforeField;  ///< the field the declaration comes before
+    const char* beforeField;  ///< the field the declaration comes before; "" after them all
     const char* declaration;  ///< as ROS 2 writes it, spacing included
 };
 
@@ -64,6 +64,22 @@ constexpr ConstantLine kConstants[] = {
     {"sensor_msgs/msg/PointField", "name", "uint8 FLOAT64 = 8"},
     {"sensor_msgs/msg/Range", "radiation_type", "uint8 ULTRASOUND=0"},
     {"sensor_msgs/msg/Range", "radiation_type", "uint8 INFRARED=1"},
+    {"rcl_interfaces/msg/Log", "stamp", "byte DEBUG=10"},
+    {"rcl_interfaces/msg/Log", "stamp", "byte INFO=20"},
+    {"rcl_interfaces/msg/Log", "stamp", "byte WARN=30"},
+    {"rcl_interfaces/msg/Log", "stamp", "byte ERROR=40"},
+    {"rcl_interfaces/msg/Log", "stamp", "byte FATAL=50"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_NOT_SET=0"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_BOOL=1"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_INTEGER=2"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_DOUBLE=3"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_STRING=4"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_BYTE_ARRAY=5"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_BOOL_ARRAY=6"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_INTEGER_ARRAY=7"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_DOUBLE_ARRAY=8"},
+    {"rcl_interfaces/msg/ParameterType", "", "uint8 PARAMETER_STRING_ARRAY=9"},
+    {"rcl_interfaces/srv/ListParameters_Request", "prefixes", "uint64 DEPTH_RECURSIVE=0"},
     {"service_msgs/msg/ServiceEventInfo", "event_type", "uint8 REQUEST_SENT = 0"},
     {"service_msgs/msg/ServiceEventInfo", "event_type", "uint8 REQUEST_RECEIVED = 1"},
     {"service_msgs/msg/ServiceEventInfo", "event_type", "uint8 RESPONSE_SENT = 2"},
@@ -102,11 +118,12 @@ std::vector<ConstantDescription> constantsOf(const std::string& rosName,
         if (rosName != line.type) {
             continue;
         }
+        const bool afterAll = *line.beforeField == '\0';
         std::size_t before = 0;
-        while (before < fields.size() && fields[before].name != line.beforeField) {
+        while (before < fields.size() && (afterAll || fields[before].name != line.beforeField)) {
             ++before;
         }
-        if (before == fields.size()) {
+        if (before == fields.size() && !afterAll) {
             throw TypeSupportError(std::string("constant of ") + line.type +
                                    " placed before a field it does not have: " + line.beforeField);
         }

@@ -31,13 +31,22 @@ void forEachLine(const RecordDescription& record,
     }
 }
 
+// "bool read_only false": a field's line, with the default value its definition declares.
+std::string fieldLine(const FieldDescription& field) {
+    std::string line = field.typeText() + " " + field.name;
+    if (!field.defaultValue.empty()) {
+        line += " " + field.defaultValue;
+    }
+    return line;
+}
+
 void appendDefinition(std::string& out, const RecordDescription& record,
                       const std::string& indent) {
     forEachLine(
         record,
         [&](const ConstantDescription& constant) { out += indent + constant.declaration + "\n"; },
         [&](const FieldDescription& field) {
-            out += indent + field.typeText() + " " + field.name + "\n";
+            out += indent + fieldLine(field) + "\n";
             if (field.record != nullptr) {
                 appendDefinition(out, *field.record, indent + "\t");
             }
@@ -48,7 +57,7 @@ std::string ownDefinition(const RecordDescription& record) {
     std::string out;
     forEachLine(
         record, [&](const ConstantDescription& constant) { out += constant.declaration + "\n"; },
-        [&](const FieldDescription& field) { out += field.typeText() + " " + field.name + "\n"; });
+        [&](const FieldDescription& field) { out += fieldLine(field) + "\n"; });
     return out;
 }
 

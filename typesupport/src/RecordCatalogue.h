@@ -113,13 +113,17 @@ class RecordCatalogue {
         out.name = field.name;
         out.kind = field.elementKind;
         if constexpr (isSequence<Member>) {
-            out.container = Container::sequence;
+            out.container = field.bound != 0 ? Container::boundedSequence : Container::sequence;
+            out.arrayLength = field.bound;
         } else if constexpr (isFixedArray<Member>) {
             out.container = Container::fixedArray;
             out.arrayLength = std::tuple_size_v<Member>;
         }
         if constexpr (isMessageRecord<Element>) {
             out.record = &describe<Element>();
+        }
+        if (field.defaultValue != nullptr) {
+            out.defaultValue = field.defaultValue;
         }
         out.access = fieldAccessOf<Record, Index>();
         fields.push_back(std::move(out));

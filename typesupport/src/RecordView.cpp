@@ -151,7 +151,8 @@ const std::uint8_t* ConstFieldView::octets() const {
 }
 
 void FieldView::resize(std::size_t newSize) const {
-    if (container() == Container::sequence) {
+    if (container() == Container::sequence ||
+        (container() == Container::boundedSequence && newSize <= m_description->arrayLength)) {
         m_description->access.resize(member(), newSize);
         return;
     }

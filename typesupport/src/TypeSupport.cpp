@@ -6,6 +6,7 @@
 #include "RecordCatalogue.h"
 #include "cdr/CdrCodec.h"
 #include "qorROS2/Interfaces.h"
+#include "qorROS2/typesupport/RecordView.h"
 
 namespace qorROS2::typesupport {
 
@@ -51,6 +52,35 @@ void Sample::check(const std::string& rosName) const {
 }
 
 namespace {
+
+bool holdsBoundedSequence(const RecordDescription& record) {
+    return std::any_of(record.fields().begin(), record.fields().end(),
+                       [](const FieldDescription& field) {
+                           return field.container == Container::boundedSequence ||
+                                  (field.record != nullptr && holdsBoundedSequence(*field.record));
+                       });
+}
+
+// ROS 2 refuses to send a bounded sequence longer than its bound; so does encode, naming it.
+void checkBounds(const ConstRecordView& record, const std::string& path) {
+    for (std::size_t index = 0; index < record.fieldCount(); ++index) {
+        const ConstFieldView field = record.field(index);
+        const std::string name = path.empty() ? field.name() : path + "." + field.name();
+        if (field.container() == Container::boundedSequence &&
+            field.size() > field.description().arrayLength) {
+            throw TypeSupportError(name + " holds " + std::to_string(field.size()) +
+                                   " elements, more than its bound of " +
+                                   std::to_string(field.description().arrayLength));
+        }
+        if (field.kind() == FieldKind::record) {
+            for (std::size_t item = 0; item < field.size(); ++item) {
+                checkBounds(field.record(item), field.container() == Container::single
+                                                    ? name
+                                                    : name + "[" + std::to_string(item) + "]");
+            }
+        }
+    }
+}
 
 std::string ddsNameOf(const std::string& rosName) {
     const auto first = rosName.find('/');
@@ -130,6 +160,7 @@ const Registry& registry() {
     static const Registry built = [] {
         Registry registry;
         QORROS2_FOR_EACH_MESSAGE(QORTYPESUPPORT_ADD)
+        QORROS2_FOR_EACH_INTERFACE_MESSAGE(QORTYPESUPPORT_ADD)
         QORROS2_FOR_EACH_SERVICE(QORTYPESUPPORT_ADD_SERVICE)
         for (const auto& type : registry.owned) {
             registry.sorted.push_back(type.get());
@@ -167,7 +198,8 @@ TypeSupport::TypeSupport(const RecordDescription& description,
       m_ddsName(ddsNameOf(description.rosName())),
       m_definitionText(detail::definitionTextOf(description)),
       m_schemaText(detail::schemaTextOf(description)),
-      m_typeHash(detail::typeHashOf(description)) {}
+      m_typeHash(detail::typeHashOf(description)),
+      m_holdsBoundedSequence(holdsBoundedSequence(description)) {}
 
 Sample TypeSupport::createSample() const {
     return Sample(*this, m_operations.create());
@@ -185,6 +217,13 @@ void TypeSupport::checkOwns(const Sample& sample) const {
 
 std::vector<std::uint8_t> TypeSupport::encode(const Sample& sample) const {
     checkOwns(sample);
+    if (m_holdsBoundedSequence) {
+        try {
+            checkBounds(ConstRecordView(*m_description, sample.m_record), "");
+        } catch (const TypeSupportError& error) {
+            throw TypeSupportError("cannot encode " + rosName() + ": " + error.what());
+        }
+    }
     return m_operations.encode(sample.m_record);
 }
 

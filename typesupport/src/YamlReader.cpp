@@ -104,19 +104,40 @@ bool parseCharacter(const std::string& text, std::uint64_t& out) {
 
 // Echo and proto write a byte as its character ("\0", 'A') and a char as its code: a plain
 // number is the code, a quoted value or any other single character is the character itself.
-bool parseOctet(const YAML::Node& node, std::uint64_t& code) {
+bool parseOctet(const YAML::Node& node, const std::string& text, std::uint64_t& code) {
     const bool quoted = node.Tag() == "!";
     Scalar number;
-    if (!quoted && parseInteger(node.Scalar(), detail::rangeOf(FieldKind::uint8), number)) {
+    if (!quoted && parseInteger(text, detail::rangeOf(FieldKind::uint8), number)) {
         code = std::get<std::uint64_t>(number);
         return true;
     }
-    return parseCharacter(node.Scalar(), code);
+    return parseCharacter(text, code);
+}
+
+// The value of a scalar node of `source`. yaml-cpp (0.7) reads a single-quoted scalar of line
+// breaks alone, which is how PyYAML and the writer here put "\n" ('<break><break>  '), as empty;
+// YAML folds its first break away, or into a space when it is the only one, and keeps the others.
+std::string scalarOf(const YAML::Node& node, const std::string& source) {
+    const std::size_t at = static_cast<std::size_t>(node.Mark().pos);
+    if (!node.Scalar().empty() || node.Tag() != "!" || at >= source.size() || source[at] != '\'') {
+        return node.Scalar();
+    }
+    std::size_t breaks = 0;
+    std::size_t end = at + 1;
+    for (; end < source.size() && std::string(" \t\r\n").find(source[end]) != std::string::npos;
+         ++end) {
+        breaks += source[end] == '\n' ? 1U : 0U;
+    }
+    if (breaks == 0 || end >= source.size() || source[end] != '\'') {
+        return node.Scalar();
+    }
+    return breaks == 1 ? std::string(" ") : std::string(breaks - 1, '\n');
 }
 
 class YamlReader {
   public:
-    explicit YamlReader(const YamlReadOptions& options) : m_options(options) {}
+    YamlReader(const YamlReadOptions& options, const std::string& source)
+        : m_options(options), m_source(source) {}
 
     void readRecord(const YAML::Node& node, const RecordView& record, const std::string& path) {
         if (node.IsNull()) {
@@ -174,13 +195,21 @@ class YamlReader {
             readElement(node, field, 0, path);
             return;
         }
-        if (field.container() == Container::sequence) {
+        if (field.container() == Container::sequence ||
+            field.container() == Container::boundedSequence) {
             if (node.IsNull()) {
                 field.resize(0);
                 return;
             }
             if (!node.IsSequence()) {
                 badValue(path, "a sequence", node);
+            }
+            if (field.container() == Container::boundedSequence &&
+                node.size() > field.description().arrayLength) {
+                throw TypeSupportError("field '" + path + "': a " + field.description().typeText() +
+                                       " holds at most " +
+                                       std::to_string(field.description().arrayLength) +
+                                       " elements, got " + std::to_string(node.size()));
             }
             // Default elements first: what was there before is no part of the values given.
             field.resize(0);
@@ -204,7 +233,7 @@ class YamlReader {
         if (!node.IsScalar()) {
             badValue(path, withArticle(type), node);
         }
-        const std::string& text = node.Scalar();
+        const std::string text = scalarOf(node, m_source);
         switch (field.kind()) {
             case FieldKind::string:
                 field.setString(index, text);
@@ -236,7 +265,7 @@ class YamlReader {
             case FieldKind::character: {
                 // ROS 2 takes a char as a uint8 and echo prints its code.
                 std::uint64_t code = 0;
-                if (!parseOctet(node, code)) {
+                if (!parseOctet(node, text, code)) {
                     badValue(path, "a char (one character or a code from 0 to 255)", node);
                 }
                 field.setScalar(index, Scalar{code});
@@ -244,7 +273,7 @@ class YamlReader {
             }
             case FieldKind::byte: {
                 std::uint64_t code = 0;
-                if (parseOctet(node, code)) {
+                if (parseOctet(node, text, code)) {
                     field.setScalar(index, Scalar{code});
                     return;
                 }
@@ -266,6 +295,7 @@ class YamlReader {
     }
 
     const YamlReadOptions& m_options;
+    const std::string& m_source;
     std::vector<RecordView> m_stamps;
 };
 
@@ -281,7 +311,7 @@ YAML::Node loadYaml(const std::string& text) {
 
 std::vector<RecordView> fromYaml(const std::string& text, const RecordView& record,
                                  const YamlReadOptions& options) {
-    YamlReader reader(options);
+    YamlReader reader(options, text);
     reader.readRecord(loadYaml(text), record, "");
     return reader.stamps();
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "StartupText.h"
+#include "qorROS2/NodeIdentity.h"
 
 namespace {
 
@@ -52,6 +53,16 @@ TEST(StartupText, LeavesOutTheRobotCommandsWithoutADescription) {
               "  publishes  /clock  rosgraph_msgs/msg/Clock  reliable, volatile, keep last 1\n"
               "On a ROS 2 machine with ROS_DOMAIN_ID=0:\n"
               "  ros2 topic echo /joint_states\n");
+}
+
+TEST(StartupText, PointsAtTheJointStatesInTheNodesNamespace) {
+    qorROS2::setNodeIdentity("qor_ros2_demo", "/robot1");
+    const std::string text = qorDemo::startupText(0, {}, {}, "");
+    qorROS2::setNodeIdentity("qorDemoStartupTextTests", "/");
+    EXPECT_EQ(text,
+              "qor-ros2-demo: domain 0, joints:\n"
+              "On a ROS 2 machine with ROS_DOMAIN_ID=0:\n"
+              "  ros2 topic echo /robot1/joint_states\n");
 }
 
 }  // namespace

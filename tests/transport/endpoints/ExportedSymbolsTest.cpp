@@ -118,11 +118,13 @@ TEST(TransportSymbols, EveryRecordHasItsCodec) {
     }
 }
 
-// The functions that name the node of the process, without their parameter lists.
+// The functions that name the node of the process and resolve its names, without their
+// parameter lists.
 const std::set<std::string> kNodeIdentityFunctions = {
     "qorROS2::nodeIdentity",           "qorROS2::setNodeIdentity",
     "qorROS2::validNodeName",          "qorROS2::applyRosArguments",
-    "qorROS2::NodeIdentity::fullName", "qorROS2::DiscoveredNode::fullName"};
+    "qorROS2::NodeIdentity::fullName", "qorROS2::DiscoveredNode::fullName",
+    "qorROS2::resolveTopicName",       "qorROS2::resolveServiceName"};
 
 // The name without its parameters and without the ABI tag of a function returning a string.
 std::string withoutParameters(const std::string& name) {

@@ -50,11 +50,30 @@ std::vector<std::string> userDataSeenByCyclone(const std::string& ddsTopic,
     return peer.lines();
 }
 
+// The node of the process renamed into a namespace for as long as this lives; the tests after
+// it find the node as it was.
+class NodeInNamespace {
+  public:
+    NodeInNamespace(const std::string& name, const std::string& nameSpace)
+        : m_before(nodeIdentity()) {
+        setNodeIdentity(name, nameSpace);
+    }
+    ~NodeInNamespace() { setNodeIdentity(m_before.name, m_before.nameSpace); }
+    NodeInNamespace(const NodeInNamespace&) = delete;
+    NodeInNamespace& operator=(const NodeInNamespace&) = delete;
+
+  private:
+    NodeIdentity m_before;
+};
+
 TEST(CycloneGraph, CycloneFindsOurNodeWithTheGuidsItDiscovered) {
     const std::string node = "cyclone_reads_p" + std::to_string(::getpid());
-    setNodeIdentity(node, "/qor_test");
+    const NodeInNamespace named(node, "/qor_test");
+    // Relative names, which put the endpoints in the node's namespace.
     const std::string published = qorInterop::interopTopic("graph_published");
     const std::string subscribed = qorInterop::interopTopic("graph_subscribed");
+    const std::string publishedName = "/qor_test/" + published;
+    const std::string subscribedName = "/qor_test/" + subscribed;
     Publisher<stdMsgs::Int32> publisher(published, QOS{}, qorInterop::interopDomain());
     Subscriber<stdMsgs::Int32> subscriber(subscribed, QOS{}, qorInterop::interopDomain());
 
@@ -69,20 +88,20 @@ TEST(CycloneGraph, CycloneFindsOurNodeWithTheGuidsItDiscovered) {
     // GUID under which Cyclone discovered that endpoint, on our topic, zero padded to 24 bytes.
     EXPECT_EQ(lines[1].substr(lines[1].size() - 11), " discovered") << lines[1];
     const TopicDiscovery ours(qorInterop::interopDomain());
-    ASSERT_TRUE(ours.waitForTopic("/" + published, std::chrono::seconds(15)));
-    ASSERT_TRUE(ours.waitForTopic("/" + subscribed, std::chrono::seconds(15)));
+    ASSERT_TRUE(ours.waitForTopic(publishedName, std::chrono::seconds(15)));
+    ASSERT_TRUE(ours.waitForTopic(subscribedName, std::chrono::seconds(15)));
     std::string writerGid;
     std::string readerGid;
     for (const DiscoveredEndpoint& endpoint : ours.endpoints()) {
-        if (endpoint.topic == "/" + published) {
+        if (endpoint.topic == publishedName) {
             writerGid = qorTest::toHex(endpoint.gid);
         }
-        if (endpoint.topic == "/" + subscribed) {
+        if (endpoint.topic == subscribedName) {
             readerGid = qorTest::toHex(endpoint.gid);
         }
     }
-    EXPECT_EQ(lines[2], "writer " + writerGid + " rt/" + published);
-    EXPECT_EQ(lines[3], "reader " + readerGid + " rt/" + subscribed);
+    EXPECT_EQ(lines[2], "writer " + writerGid + " rt" + publishedName);
+    EXPECT_EQ(lines[3], "reader " + readerGid + " rt" + subscribedName);
     EXPECT_EQ(writerGid.substr(32), std::string(16, '0'));
 }
 

@@ -242,8 +242,8 @@ TEST(RawService, BadArgumentsAreRefusedWithTheirReason) {
         FAIL() << "a service name with a space was accepted";
     } catch (const std::invalid_argument& error) {
         EXPECT_STREQ(error.what(),
-                     "invalid ROS 2 service name \"bad name\": the character ' ' is not allowed "
-                     "(only letters, digits, '_' and '/')");
+                     "invalid service name \"bad name\": topic name must not contain characters "
+                     "other than alphanumerics, '_', '~', '{', or '}', at index 3");
     }
     try {
         RawServiceClient client("fine", "std_srvs/SetBool", kDomain);

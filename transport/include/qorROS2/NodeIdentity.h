@@ -34,13 +34,17 @@ QORNTROS2_EXPORT void setNodeIdentity(const std::string& name, const std::string
 QORNTROS2_EXPORT std::string validNodeName(const std::string& anyName);
 
 /// Takes the ROS 2 arguments out of `arguments`, as ROS 2 programs accept them: everything from
-/// "--ros-args" up to a lone "--" or the end. Of them, "-r __node:=NAME" / "--remap __node:=NAME"
-/// and "-r __ns:=/NS" rename the node of this process (setNodeIdentity()); "--enclave /NAME" /
-/// "-e /NAME" makes /NAME the enclave that its participants announce and, unless
-/// ROS_SECURITY_ENCLAVE_OVERRIDE names another, take their security files from ("/" without it).
-/// Throws std::invalid_argument, naming the argument, for any other ROS 2 argument, a remap or
-/// enclave without its value, an invalid name, and an enclave given after the first publisher or
-/// subscriber was made for another; `arguments` and the node are then unchanged.
+/// "--ros-args" up to a lone "--" or the end. Of them, "-r FROM:=TO" / "--remap FROM:=TO" are
+/// remap rules as rcl reads them: "__node:=NAME" and "__ns:=/NS" rename the node of this process
+/// (setNodeIdentity()), any other rule remaps the names of topics and services from now on
+/// (resolveTopicName()); "NODE:" in front keeps a rule to the node NODE, "rostopic://" and
+/// "rosservice://" to topics or services, and the first rule that matches wins. Each call
+/// replaces the remap rules of the calls before. "--enclave /NAME" / "-e /NAME" makes /NAME the
+/// enclave that its participants announce and, unless ROS_SECURITY_ENCLAVE_OVERRIDE names
+/// another, take their security files from ("/" without it). Throws std::invalid_argument, in
+/// rcl's words where rcl has them, for any other ROS 2 argument, a flag without its value, a
+/// rule that does not parse, an invalid name, and an enclave given after the first publisher or
+/// subscriber was made for another; `arguments`, the node and the rules are then unchanged.
 QORNTROS2_EXPORT void applyRosArguments(std::vector<std::string>& arguments);
 
 }  // namespace qorROS2

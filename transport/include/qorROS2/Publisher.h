@@ -19,12 +19,14 @@ class WriterEndpoint;
 }  // namespace transport::endpoints
 
 /// Publishes records of type T on one ROS 2 topic, readable by ROS 2 nodes on the same domain.
-/// Provided for each record named by QORROS2_FOR_EACH_MESSAGE. Not copyable; a moved-from
-/// publisher sends nothing and has no subscriptions.
+/// Provided for each record named by QORROS2_FOR_EACH_MESSAGE or
+/// QORROS2_FOR_EACH_INTERFACE_MESSAGE ("/rosout" takes rclInterfaces::Log). Not copyable; a
+/// moved-from publisher sends nothing and has no subscriptions.
 template <typename T>
 class QORNTROS2_EXPORT Publisher {
     static_assert(detail::isTransportRecord<T>,
-                  "Publisher exists only for the records named by QORROS2_FOR_EACH_MESSAGE");
+                  "Publisher exists only for the records named by QORROS2_FOR_EACH_MESSAGE "
+                  "and QORROS2_FOR_EACH_INTERFACE_MESSAGE");
 
   public:
     /// Starts publishing on `topic` ("clock", "/robot/joint_states") in DDS domain `domainId`.

@@ -24,14 +24,16 @@ class SubscriberState;
 
 /// Receives records of type T from one ROS 2 topic. Samples wait in the subscriber's history
 /// (as deep as its QOS says) until receiveMessage() takes them. Provided for each record named by
-/// QORROS2_FOR_EACH_MESSAGE. Not copyable; a moved-from subscriber receives nothing.
+/// QORROS2_FOR_EACH_MESSAGE or QORROS2_FOR_EACH_INTERFACE_MESSAGE. Not copyable; a moved-from
+/// subscriber receives nothing.
 ///
 /// Threads: receiveMessage(), waitForSample() and the counts may be called from any thread. The
 /// callback of onSample() runs on a thread of the middleware.
 template <typename T>
 class QORNTROS2_EXPORT Subscriber {
     static_assert(detail::isTransportRecord<T>,
-                  "Subscriber exists only for the records named by QORROS2_FOR_EACH_MESSAGE");
+                  "Subscriber exists only for the records named by QORROS2_FOR_EACH_MESSAGE "
+                  "and QORROS2_FOR_EACH_INTERFACE_MESSAGE");
 
   public:
     /// Starts receiving from `topic` ("clock", "/robot/joint_command") in DDS domain `domainId`.

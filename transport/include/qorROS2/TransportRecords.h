@@ -4,6 +4,7 @@
 
 #include <type_traits>
 
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Messages.h"
 
 namespace qorROS2::detail {
@@ -13,9 +14,10 @@ struct IsListedIn;
 template <typename T, typename... Types>
 struct IsListedIn<T, TypeList<Types...>> : std::bool_constant<(std::is_same_v<T, Types> || ...)> {};
 
-/// True for the records named by QORROS2_FOR_EACH_MESSAGE, the only types the library instantiates
-/// its endpoints for.
+/// True for the records named by QORROS2_FOR_EACH_MESSAGE and QORROS2_FOR_EACH_INTERFACE_MESSAGE,
+/// the only types the library instantiates its endpoints for.
 template <typename T>
-inline constexpr bool isTransportRecord = IsListedIn<T, MessageRecords>::value;
+inline constexpr bool isTransportRecord =
+    IsListedIn<T, MessageRecords>::value || IsListedIn<T, InterfaceMessageRecords>::value;
 
 }  // namespace qorROS2::detail

@@ -1,9 +1,8 @@
 #include "endpoints/EndpointTopic.h"
 
-#include <stdexcept>
-
 #include "common/QosPolicies.h"
 #include "common/TopicName.h"
+#include "qorROS2/RosNames.h"
 
 namespace qorROS2::transport::endpoints {
 
@@ -14,7 +13,7 @@ std::string fullyQualifiedName(const EndpointTopic& where) {
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId) {
     EndpointTopic checked;
     checked.rosTopic = topic;
-    checked.qualified = common::fullyQualifiedTopicName(topic);
+    checked.qualified = resolveTopicName(topic);
     checked.ddsTopic = common::ddsTopicName(checked.qualified);
     checked.domain = common::checkedDomain(domainId, topic);
     common::checkQos(qos, topic);
@@ -25,18 +24,7 @@ EndpointTopic checkServiceEndpoint(const std::string& service, ServiceTopic whic
                                    std::int8_t domainId) {
     EndpointTopic checked;
     checked.rosTopic = service;
-    try {
-        checked.qualified = common::fullyQualifiedTopicName(service);
-    } catch (const std::invalid_argument& error) {
-        // A service name follows the rules of a topic name; the error says which it was.
-        std::string text = error.what();
-        const std::string topicWords = "topic name";
-        const auto at = text.find(topicWords);
-        if (at != std::string::npos) {
-            text.replace(at, topicWords.size(), "service name");
-        }
-        throw std::invalid_argument(text);
-    }
+    checked.qualified = resolveServiceName(service);
     checked.ddsTopic = which == ServiceTopic::request ? "rq" + checked.qualified + "Request"
                                                       : "rr" + checked.qualified + "Reply";
     checked.domain = common::checkedDomain(domainId, service);

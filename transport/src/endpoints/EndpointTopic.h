@@ -12,9 +12,9 @@ namespace qorROS2::transport::endpoints {
 /// Where an endpoint lives, once its arguments have been checked.
 struct EndpointTopic {
     std::string rosTopic;   ///< as the user gave it, for messages
-    std::string ddsTopic;   ///< "rt/clock"
+    std::string ddsTopic;   ///< "rt/clock", "rt/robot1/clock": the resolved name
     std::uint32_t domain;   ///< the DDS domain id
-    std::string qualified;  ///< "/clock": the name ROS 2 tools show
+    std::string qualified;  ///< "/robot1/clock": the resolved name, as ROS 2 tools show it
 };
 
 /// Which of a service's two DDS topics an endpoint is on.
@@ -23,8 +23,9 @@ enum class ServiceTopic { request, reply };
 /// "/clock" for an endpoint on "clock": the name ROS 2 tools show.
 std::string fullyQualifiedName(const EndpointTopic& where);
 
-/// Checks the topic name, then the domain, then `qos`; throws std::invalid_argument naming
-/// `topic` and the reason for the first that is not valid.
+/// Resolves the topic name for the node of the process (resolveTopicName()), then checks the
+/// domain, then `qos`; throws std::invalid_argument naming `topic` and the reason for the first
+/// that is not valid.
 EndpointTopic checkEndpoint(const std::string& topic, const QOS& qos, std::int8_t domainId);
 
 /// As checkEndpoint(), for the request or reply topic of the service `service`:

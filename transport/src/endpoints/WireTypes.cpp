@@ -6,6 +6,7 @@
 #include <map>
 
 #include "endpoints/RecordDataType.h"
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 
@@ -44,6 +45,7 @@ DataTypeMaker recordDataTypeNamed(const std::string& rosName) {
 #define QORNTROS2_INSTANTIATE_WIRE_TYPE(Namespace, Name) \
     template common::WireType wireTypeOf<Namespace::Name>();
 QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_WIRE_TYPE)
+QORROS2_FOR_EACH_INTERFACE_MESSAGE(QORNTROS2_INSTANTIATE_WIRE_TYPE)
 #undef QORNTROS2_INSTANTIATE_WIRE_TYPE
 
 }  // namespace qorROS2::transport::endpoints

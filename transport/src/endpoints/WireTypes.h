@@ -8,7 +8,8 @@
 
 namespace qorROS2::transport::endpoints {
 
-/// The wire type of record T; provided for every record named by QORROS2_FOR_EACH_MESSAGE.
+/// The wire type of record T; provided for every record named by QORROS2_FOR_EACH_MESSAGE or
+/// QORROS2_FOR_EACH_INTERFACE_MESSAGE.
 template <typename T>
 common::WireType wireTypeOf();
 

@@ -1,5 +1,6 @@
 #include "qorROS2/NodeIdentity.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <mutex>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "participant/NetworkSettings.h"
+#include "participant/RemapRules.h"
 #include "participant/TopicLease.h"
 
 namespace qorROS2 {
@@ -96,16 +98,6 @@ IdentityStore& store() {
     return *instance;
 }
 
-// The rule of a remap argument, "__node:=NAME", split at ":=".
-std::pair<std::string, std::string> splitRule(const std::string& rule) {
-    const auto at = rule.find(":=");
-    if (at == std::string::npos || at == 0) {
-        throw std::invalid_argument("invalid ROS argument \"" + rule +
-                                    "\": a remap rule has the form FROM:=TO");
-    }
-    return {rule.substr(0, at), rule.substr(at + 2)};
-}
-
 }  // namespace
 
 std::string NodeIdentity::fullName() const {
@@ -143,8 +135,9 @@ std::string validNodeName(const std::string& anyName) {
 }
 
 void applyRosArguments(std::vector<std::string>& arguments) {
+    using transport::participant::RemapRule;
     std::vector<std::string> kept;
-    NodeIdentity renamed = nodeIdentity();
+    std::vector<RemapRule> rules;
     std::string enclave;
     bool inRosArguments = false;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -163,20 +156,11 @@ void applyRosArguments(std::vector<std::string>& arguments) {
             // A second "--ros-args" continues the same list, as in ROS 2.
         } else if (argument == "-r" || argument == "--remap") {
             if (i + 1 == arguments.size()) {
-                throw std::invalid_argument("invalid ROS argument \"" + argument +
-                                            "\": a remap rule FROM:=TO must follow it");
+                throw std::invalid_argument("Couldn't parse trailing " + argument +
+                                            " flag. No remap rule found.");
             }
-            const auto [from, to] = splitRule(arguments[++i]);
-            if (from == "__node" || from == "__name") {
-                checkNodeName(to);
-                renamed.name = to;
-            } else if (from == "__ns") {
-                checkNamespace(to);
-                renamed.nameSpace = to;
-            } else {
-                throw std::invalid_argument("unsupported ROS argument \"" + arguments[i] +
-                                            "\": only __node:= and __ns:= can be remapped");
-            }
+            rules.push_back(transport::participant::parseRemapRule(argument, arguments[i + 1]));
+            ++i;
         } else if (argument == "-e" || argument == "--enclave") {
             if (i + 1 == arguments.size()) {
                 throw std::invalid_argument("invalid ROS argument \"" + argument +
@@ -187,14 +171,31 @@ void applyRosArguments(std::vector<std::string>& arguments) {
             checkAbsoluteName(enclave, "invalid enclave name", "an enclave name");
         } else {
             throw std::invalid_argument("unsupported ROS argument \"" + argument +
-                                        "\": only -r __node:=NAME, -r __ns:=/NS and --enclave "
-                                        "/NAME are known");
+                                        "\": only -r FROM:=TO and --enclave /NAME are known");
         }
     }
+    // As rcl names a node: the first rule for its name wins, then the first rule for its
+    // namespace, a node-targeted one matching the new name.
+    const NodeIdentity current = nodeIdentity();
+    NodeIdentity renamed = current;
+    renamed.name = transport::participant::remapName(rules, RemapRule::NodeName, "", current.name,
+                                                     current.nameSpace)
+                       .value_or(current.name);
+    renamed.nameSpace = transport::participant::remapName(rules, RemapRule::Namespace, "",
+                                                          renamed.name, current.nameSpace)
+                            .value_or(current.nameSpace);
+    checkNodeName(renamed.name);
+    checkNamespace(renamed.nameSpace);
     if (!enclave.empty()) {
         transport::participant::chooseEnclave(enclave);
     }
-    const NodeIdentity current = nodeIdentity();
+    const auto isNameRule = [](const RemapRule& rule) {
+        return (rule.kinds & (RemapRule::Topic | RemapRule::Service)) != 0;
+    };
+    rules.erase(std::remove_if(rules.begin(), rules.end(),
+                               [&](const RemapRule& rule) { return !isNameRule(rule); }),
+                rules.end());
+    transport::participant::setProcessRemapRules(std::move(rules));
     if (renamed.name != current.name || renamed.nameSpace != current.nameSpace) {
         setNodeIdentity(renamed.name, renamed.nameSpace);
     }

@@ -18,12 +18,13 @@
 namespace qorROS2::cdr {
 namespace detail {
 
+/// `bound` is the most elements a bounded sequence may hold; 0 for any other value.
 template <typename T>
-bool decodeValue(Reader& reader, T& value) {
+bool decodeValue(Reader& reader, T& value, std::size_t bound = 0) {
     if constexpr (isMessageRecord<T>) {
         bool ok = true;
         forEachField(value, [&](const auto& field, auto& member) {
-            if (ok && !decodeValue(reader, member)) {
+            if (ok && !decodeValue(reader, member, field.bound)) {
                 ok = false;
                 reader.leaveFailedField(field.name);
             }
@@ -33,7 +34,7 @@ bool decodeValue(Reader& reader, T& value) {
         using Element = typename T::value_type;
         static_assert(minimumEncodedSize<Element> > 0, "elements that take no bytes on the wire");
         std::uint32_t count = 0;
-        if (!reader.readSequenceLength(count, minimumEncodedSize<Element>)) {
+        if (!reader.readSequenceLength(count, minimumEncodedSize<Element>, bound)) {
             return false;
         }
         // Growing by resize alone may round the capacity up to twice the size; reserving first

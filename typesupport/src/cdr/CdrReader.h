@@ -55,9 +55,17 @@ class Reader {
 
     /// Reads a sequence's element count and checks that the bytes left could hold that many
     /// elements of at least `minimumElementSize` bytes each.
-    bool readSequenceLength(std::uint32_t& count, std::size_t minimumElementSize) noexcept {
+    bool readSequenceLength(std::uint32_t& count, std::size_t minimumElementSize,
+                            std::size_t bound = 0) noexcept {
         const std::size_t at = m_position + paddingAt(m_position, sizeof(std::uint32_t));
         if (!readAs(count, "sequence length")) {
+            return false;
+        }
+        if (bound != 0 && count > bound) {
+            m_failure.error = DecodeError::sequenceBound;
+            m_failure.offset = at;
+            m_failure.value = count;
+            m_failure.needed = bound;
             return false;
         }
         const std::size_t left = m_size - m_position;

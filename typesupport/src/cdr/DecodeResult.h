@@ -16,6 +16,7 @@ enum class DecodeError : std::uint8_t {
     encapsulation,       ///< an encapsulation other than plain CDR, little- or big-endian
     truncated,           ///< a value runs past the end of the payload
     sequenceLength,      ///< a sequence claims more elements than the bytes left can hold
+    sequenceBound,       ///< a bounded sequence claims more elements than its bound
     stringLength,        ///< a string claims more bytes than are left
     emptyString,         ///< a string length of 0, which leaves no room for the NUL
     unterminatedString,  ///< a string whose last byte is not NUL
@@ -106,6 +107,9 @@ class DecodeResult {
                        (f.needed > 1
                             ? " (each element takes at least " + std::to_string(f.needed) + ")"
                             : std::string());
+            case DecodeError::sequenceBound:
+                return "sequence length " + std::to_string(f.value) + at +
+                       " exceeds the field's bound of " + std::to_string(f.needed);
             case DecodeError::stringLength:
                 return "string length " + std::to_string(f.value) + at + " exceeds the " +
                        quantity(f.left, "byte") + " left";

@@ -119,13 +119,14 @@ TEST(CliGraph, RosArgumentsNameTheToolsNode) {
         qorCliTest::runCli("node list --ros-args -r __node:=9lives", kGraphDomain, true);
     EXPECT_EQ(bad.exitCode, 2);
     EXPECT_EQ(bad.output,
-              "qor-ros2: invalid node name \"9lives\": a node name must not start with a digit\n");
+              "qor-ros2: Couldn't parse remap rule: '-r __node:=9lives'. Error: Node name not "
+              "remapped to invalid name: '9lives'\n");
     const auto unknown =
         qorCliTest::runCli("node list --ros-args --log-level debug", kGraphDomain, true);
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_EQ(unknown.output,
-              "qor-ros2: unsupported ROS argument \"--log-level\": only -r __node:=NAME, -r "
-              "__ns:=/NS and --enclave /NAME are known\n");
+              "qor-ros2: unsupported ROS argument \"--log-level\": only -r FROM:=TO and --enclave "
+              "/NAME are known\n");
 }
 
 }  // namespace

@@ -68,7 +68,9 @@ struct QORTYPESUPPORT_EXPORT FieldDescription {
     /// The length of a fixed array or the bound of a bounded sequence, else 0.
     std::size_t arrayLength = 0;
     const RecordDescription* record = nullptr;  ///< the nested type when kind is record
-    detail::FieldAccess access;                 ///< how RecordView reaches the field's elements
+    /// The default value the definition declares, as written ("false"); empty for none.
+    std::string defaultValue;
+    detail::FieldAccess access;  ///< how RecordView reaches the field's elements
 
     /// The type as a message definition spells it: "float64[9]", "std_msgs/Header".
     std::string typeText() const;
@@ -160,7 +162,7 @@ struct RecordOperations {
 
 }  // namespace detail
 
-/// Everything known at run time about one of the 89 message types.
+/// Everything known at run time about one message type, or a service's request or response.
 class QORTYPESUPPORT_EXPORT TypeSupport {
   public:
     TypeSupport(const RecordDescription& description, const detail::RecordOperations& operations);
@@ -189,7 +191,8 @@ class QORTYPESUPPORT_EXPORT TypeSupport {
 
     /// A sample holding a value-initialised record.
     Sample createSample() const;
-    /// The payload ROS 2 exchanges: the encapsulation header `00 01 00 00` and plain CDR.
+    /// The payload ROS 2 exchanges: the encapsulation header `00 01 00 00` and plain CDR. A
+    /// TypeSupportError naming the field when a bounded sequence holds more than its bound.
     std::vector<std::uint8_t> encode(const Sample& sample) const;
     /// Decodes a payload into a new sample; a TypeSupportError naming the type and what is wrong
     /// when the bytes are no sample of this type.
@@ -208,6 +211,7 @@ class QORTYPESUPPORT_EXPORT TypeSupport {
     std::string m_definitionText;
     std::string m_schemaText;
     std::string m_typeHash;
+    bool m_holdsBoundedSequence;
 };
 
 /// Everything known at run time about one service type: its names, the type support of its
@@ -254,7 +258,9 @@ class QORTYPESUPPORT_EXPORT ServiceTypeSupport {
     std::string m_typeHash;
 };
 
-/// All 89 message types, sorted by ROS name.
+/// All message types, sorted by ROS name: the design's 89 (QORROS2_FOR_EACH_MESSAGE) and the
+/// further ones (QORROS2_FOR_EACH_INTERFACE_MESSAGE). Services' requests and responses are no
+/// part of it.
 QORTYPESUPPORT_EXPORT const std::vector<const TypeSupport*>& typeSupports();
 
 /// The type named "pkg/msg/Name" or "pkg/Name"; nullptr for any other name, so that a caller

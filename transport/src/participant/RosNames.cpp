@@ -1,0 +1,37 @@
+#include "qorROS2/RosNames.h"
+
+#include "common/TopicName.h"
+#include "participant/RemapRules.h"
+#include "qorROS2/NodeIdentity.h"
+
+namespace qorROS2 {
+namespace {
+
+using transport::common::NameKind;
+using transport::participant::RemapRule;
+
+std::string resolveName(const std::string& name, NameKind kind) {
+    const NodeIdentity node = nodeIdentity();
+    const std::string expanded =
+        transport::common::expandTopicName(name, node.name, node.nameSpace, kind);
+    const std::string resolved =
+        transport::participant::remapName(
+            transport::participant::processRemapRules(),
+            kind == NameKind::Topic ? RemapRule::Topic : RemapRule::Service, expanded, node.name,
+            node.nameSpace)
+            .value_or(expanded);
+    transport::common::checkFullTopicName(resolved, name, kind);
+    return resolved;
+}
+
+}  // namespace
+
+std::string resolveTopicName(const std::string& name) {
+    return resolveName(name, NameKind::Topic);
+}
+
+std::string resolveServiceName(const std::string& name) {
+    return resolveName(name, NameKind::Service);
+}
+
+}  // namespace qorROS2
