@@ -1,5 +1,5 @@
-// `qor-ros2 interface show TYPE`: a message type's definition, as `ros2 interface show` prints
-// it.
+// `qor-ros2 interface show TYPE`: a message or service type's definition, as `ros2 interface
+// show` prints it (a service's request, "---", its response).
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -21,7 +21,12 @@ class InterfaceShowVerb : public Verb {
 
     int run() override {
         // The tool's own lookup gives its error text for an unknown name.
-        const std::string& text = knownTypeSupport(m_type).definitionText();
+        const qorROS2::typesupport::ServiceTypeSupport* service =
+            qorROS2::typesupport::findTypeSupport(m_type) == nullptr
+                ? qorROS2::typesupport::findServiceTypeSupport(m_type)
+                : nullptr;
+        const std::string& text = service != nullptr ? service->definitionText()
+                                                     : knownTypeSupport(m_type).definitionText();
         std::fwrite(text.data(), 1, text.size(), stdout);
         return 0;
     }

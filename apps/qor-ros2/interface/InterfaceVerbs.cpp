@@ -1,5 +1,6 @@
 #include "interface/InterfaceVerbs.h"
 
+#include <algorithm>
 #include <set>
 
 #include "cli/CommandOptions.h"
@@ -15,14 +16,36 @@ std::string packageOf(const std::string& typeName) {
     return typeName.substr(0, typeName.find('/'));
 }
 
+// The full names of the interfaces of the kinds asked for (all when none is): the messages, then
+// the services, each sorted.
+std::vector<std::string> interfaceNames(const InterfaceKinds& kinds) {
+    std::vector<std::string> names;
+    if (!kinds.any() || kinds.messages) {
+        for (const qorROS2::typesupport::TypeSupport* type : qorROS2::typesupport::typeSupports()) {
+            names.push_back(type->rosName());
+        }
+    }
+    if (!kinds.any() || kinds.services) {
+        for (const qorROS2::typesupport::ServiceTypeSupport* service :
+             qorROS2::typesupport::serviceTypeSupports()) {
+            names.push_back(service->rosName());
+        }
+    }
+    return names;
+}
+
+std::vector<std::string> packagesOf(const std::vector<std::string>& names) {
+    std::set<std::string> packages;
+    for (const std::string& name : names) {
+        packages.insert(packageOf(name));
+    }
+    return std::vector<std::string>(packages.begin(), packages.end());
+}
+
 }  // namespace
 
 std::vector<std::string> interfacePackages() {
-    std::set<std::string> packages;
-    for (const qorROS2::typesupport::TypeSupport* type : qorROS2::typesupport::typeSupports()) {
-        packages.insert(packageOf(type->rosName()));
-    }
-    return std::vector<std::string>(packages.begin(), packages.end());
+    return packagesOf(interfaceNames(InterfaceKinds{}));
 }
 
 std::string interfaceListText(const InterfaceKinds& kinds) {
@@ -35,6 +58,10 @@ std::string interfaceListText(const InterfaceKinds& kinds) {
     }
     if (!kinds.any() || kinds.services) {
         text += "Services:\n";
+        for (const qorROS2::typesupport::ServiceTypeSupport* service :
+             qorROS2::typesupport::serviceTypeSupports()) {
+            text += "    " + service->rosName() + "\n";
+        }
     }
     if (!kinds.any() || kinds.actions) {
         text += "Actions:\n";
@@ -43,13 +70,15 @@ std::string interfaceListText(const InterfaceKinds& kinds) {
 }
 
 std::string interfacePackagesText(const InterfaceKinds& kinds) {
-    // ros2 lists only the packages of the first kind asked for; every package here holds
-    // messages and none holds a service or an action.
-    if (!kinds.messages && (kinds.services || kinds.actions)) {
+    // ros2 lists only the packages of the first kind asked for; no package here holds an action.
+    InterfaceKinds first;
+    first.messages = kinds.messages;
+    first.services = !kinds.messages && kinds.services;
+    if (!first.any() && kinds.actions) {
         return "";
     }
     std::string text;
-    for (const std::string& package : interfacePackages()) {
+    for (const std::string& package : packagesOf(interfaceNames(first))) {
         text += package + "\n";
     }
     return text;
@@ -57,13 +86,11 @@ std::string interfacePackagesText(const InterfaceKinds& kinds) {
 
 InterfaceOutput interfacePackageOutput(const std::string& package, const InterfaceKinds& kinds) {
     InterfaceOutput output;
-    bool known = false;
-    for (const qorROS2::typesupport::TypeSupport* type : qorROS2::typesupport::typeSupports()) {
-        if (packageOf(type->rosName()) == package) {
-            known = true;
-            if (!kinds.any() || kinds.messages) {
-                output.out += type->rosName() + "\n";
-            }
+    const std::vector<std::string> packages = interfacePackages();
+    const bool known = std::binary_search(packages.begin(), packages.end(), package);
+    for (const std::string& name : interfaceNames(kinds)) {
+        if (packageOf(name) == package) {
+            output.out += name + "\n";
         }
     }
     if (!known) {

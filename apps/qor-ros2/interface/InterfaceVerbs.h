@@ -29,21 +29,23 @@ struct InterfaceOutput {
     int exitCode = 0;
 };
 
-/// The packages that hold the known message types, sorted: "builtin_interfaces", ...
+/// The packages that hold the known message and service types, sorted: "builtin_interfaces", ...
 std::vector<std::string> interfacePackages();
 
-/// `interface list`: the "Messages:" section with every known type ("    std_msgs/msg/Bool"),
-/// then the "Services:" and "Actions:" headers with nothing below them; with any of `kinds`
-/// set, only the sections asked for, in that order.
+/// `interface list`: the "Messages:" section with every known message type
+/// ("    std_msgs/msg/Bool"), the "Services:" section with every service type, then the
+/// "Actions:" header with nothing below it; with any of `kinds` set, only the sections asked
+/// for, in that order.
 std::string interfaceListText(const InterfaceKinds& kinds);
 
 /// `interface packages`: the package names, sorted, one a line; only those with messages,
 /// services or actions when `kinds` asks for one of them (the first set of the three wins), so
-/// nothing at all for services or actions.
+/// nothing at all for actions.
 std::string interfacePackagesText(const InterfaceKinds& kinds);
 
-/// `interface package PKG`: "PKG/msg/Name" for each message type of the package, sorted, or
-/// nothing when `kinds` leaves messages out. An unknown package prints "Unknown package 'PKG'"
+/// `interface package PKG`: "PKG/msg/Name" for each message type of the package, then
+/// "PKG/srv/Name" for each service type, each sorted; only the kinds asked for when `kinds`
+/// asks for any. An unknown package prints "Unknown package 'PKG'"
 /// on stderr and exits with 1.
 InterfaceOutput interfacePackageOutput(const std::string& package, const InterfaceKinds& kinds);
 

@@ -80,43 +80,60 @@ TEST(CliInterface, ShowOfEmptyPrintsNoField) {
         qorCliTest::runCli("interface show std_msgs/msg/Empty", kDomain, false), 0, ""));
 }
 
-TEST(CliInterface, ListNamesEveryMessageTypeThenTheEmptyServiceAndActionSections) {
+// The design's 89 message types and 16 further ones, then 9 services.
+TEST(CliInterface, ListNamesEveryMessageTypeThenEveryServiceTypeThenTheEmptyActionSection) {
     const auto result = qorCliTest::runCli("interface list", kDomain, false);
     EXPECT_EQ(result.exitCode, 0);
     const std::vector<std::string> lines = linesOf(result.output);
-    ASSERT_EQ(lines.size(), 92U);
+    ASSERT_EQ(lines.size(), 117U) << result.output;
     EXPECT_EQ(lines[0], "Messages:");
     EXPECT_EQ(lines[1], "    builtin_interfaces/msg/Duration");
-    EXPECT_EQ(lines[89], "    std_msgs/msg/UInt8MultiArray");
-    EXPECT_EQ(lines[90], "Services:");
-    EXPECT_EQ(lines[91], "Actions:");
+    EXPECT_EQ(lines[105], "    trajectory_msgs/msg/JointTrajectoryPoint");
+    EXPECT_EQ(lines[106], "Services:");
+    EXPECT_EQ(lines[107], "    rcl_interfaces/srv/DescribeParameters");
+    EXPECT_EQ(lines[115], "    std_srvs/srv/Trigger");
+    EXPECT_EQ(lines[116], "Actions:");
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "    sensor_msgs/msg/JointState"), 1);
-    EXPECT_TRUE(std::is_sorted(lines.begin() + 1, lines.begin() + 90));
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "    tf2_msgs/msg/TFMessage"), 1);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "    std_srvs/srv/SetBool"), 1);
+    EXPECT_TRUE(std::is_sorted(lines.begin() + 1, lines.begin() + 106));
+    EXPECT_TRUE(std::is_sorted(lines.begin() + 107, lines.begin() + 116));
 }
 
 TEST(CliInterface, ListPrintsOnlyTheSectionsAskedForInTheirOrder) {
     const auto messages = qorCliTest::runCli("interface list --only-msgs", kDomain, false);
     EXPECT_EQ(messages.exitCode, 0);
     const std::vector<std::string> lines = linesOf(messages.output);
-    ASSERT_EQ(lines.size(), 90U);
+    ASSERT_EQ(lines.size(), 106U);
     EXPECT_EQ(lines[0], "Messages:");
-    EXPECT_EQ(lines[89], "    std_msgs/msg/UInt8MultiArray");
-    EXPECT_TRUE(qorCliTest::exitedPrinting(
-        qorCliTest::runCli("interface list -a -s", kDomain, false), 0, "Services:\nActions:\n"));
+    EXPECT_EQ(lines[105], "    trajectory_msgs/msg/JointTrajectoryPoint");
+    const auto services = qorCliTest::runCli("interface list -a -s", kDomain, false);
+    EXPECT_EQ(services.exitCode, 0);
+    const std::vector<std::string> serviceLines = linesOf(services.output);
+    ASSERT_EQ(serviceLines.size(), 11U) << services.output;
+    EXPECT_EQ(serviceLines.front(), "Services:");
+    EXPECT_EQ(serviceLines[7], "    std_srvs/srv/Empty");
+    EXPECT_EQ(serviceLines.back(), "Actions:");
     const auto both = qorCliTest::runCli("interface list --only-actions -m", kDomain, false);
-    EXPECT_EQ(linesOf(both.output).size(), 91U);
+    EXPECT_EQ(linesOf(both.output).size(), 107U);
     EXPECT_EQ(linesOf(both.output).back(), "Actions:");
 }
 
-TEST(CliInterface, PackagesAreSortedAndOnlyMessagePackagesExist) {
+TEST(CliInterface, PackagesAreSortedAndOnlyTheFirstKindAskedForCounts) {
+    const std::string messages =
+        "builtin_interfaces\ngeometry_msgs\nnav_msgs\nqor_msgs\nrcl_interfaces\nrosgraph_msgs\n"
+        "sensor_msgs\nservice_msgs\nstd_msgs\ntf2_msgs\ntrajectory_msgs\n";
     const std::string all =
-        "builtin_interfaces\ngeometry_msgs\nqor_msgs\nrosgraph_msgs\nsensor_msgs\nstd_msgs\n";
+        "builtin_interfaces\ngeometry_msgs\nnav_msgs\nqor_msgs\nrcl_interfaces\nrosgraph_msgs\n"
+        "sensor_msgs\nservice_msgs\nstd_msgs\nstd_srvs\ntf2_msgs\ntrajectory_msgs\n";
     const auto packages = qorCliTest::runCli("interface packages", kDomain, false);
     EXPECT_EQ(packages.exitCode, 0);
     EXPECT_EQ(packages.output, all);
-    EXPECT_EQ(qorCliTest::runCli("interface packages -m", kDomain, false).output, all);
+    EXPECT_EQ(qorCliTest::runCli("interface packages -m", kDomain, false).output, messages);
+    EXPECT_EQ(qorCliTest::runCli("interface packages -m -s", kDomain, false).output, messages);
     EXPECT_TRUE(qorCliTest::exitedPrinting(
-        qorCliTest::runCli("interface packages --only-srvs", kDomain, false), 0, ""));
+        qorCliTest::runCli("interface packages --only-srvs", kDomain, false), 0,
+        "rcl_interfaces\nstd_srvs\n"));
     EXPECT_EQ(qorCliTest::runCli("interface packages -a", kDomain, false).output, "");
 }
 
@@ -135,10 +152,37 @@ TEST(CliInterface, PackageListsItsMessageTypesSorted) {
         qorCliTest::runCli("interface package std_msgs -s", kDomain, true), 0, ""));
 }
 
+TEST(CliInterface, PackageListsItsServiceTypesAfterItsMessageTypes) {
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface package std_srvs", kDomain, true), 0,
+        "std_srvs/srv/Empty\nstd_srvs/srv/SetBool\nstd_srvs/srv/Trigger\n"));
+    const std::vector<std::string> rcl =
+        linesOf(qorCliTest::runCli("interface package rcl_interfaces", kDomain, true).output);
+    ASSERT_EQ(rcl.size(), 11U + 6U);
+    EXPECT_EQ(rcl.front(), "rcl_interfaces/msg/FloatingPointRange");
+    EXPECT_EQ(rcl[11], "rcl_interfaces/srv/DescribeParameters");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface package rcl_interfaces --only-srvs", kDomain, true), 0,
+        "rcl_interfaces/srv/DescribeParameters\nrcl_interfaces/srv/GetParameterTypes\n"
+        "rcl_interfaces/srv/GetParameters\nrcl_interfaces/srv/ListParameters\n"
+        "rcl_interfaces/srv/SetParameters\nrcl_interfaces/srv/SetParametersAtomically\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface package std_srvs -m", kDomain, true), 0, ""));
+}
+
+TEST(CliInterface, ShowOfAServicePrintsItsRequestAndResponseApart) {
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface show std_srvs/srv/SetBool", kDomain, true), 0,
+        "bool data\n---\nbool success\nstring message\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface show rcl_interfaces/srv/GetParameterTypes", kDomain, true), 0,
+        "string[] names\n---\nuint8[] types\n"));
+}
+
 TEST(CliInterface, UnknownPackageSaysSoAsRos2DoesAndExitsWithOne) {
-    EXPECT_TRUE(
-        qorCliTest::exitedPrinting(qorCliTest::runCli("interface package nav_msgs", kDomain, true),
-                                   1, "Unknown package 'nav_msgs'\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface package diagnostic_msgs", kDomain, true), 1,
+        "Unknown package 'diagnostic_msgs'\n"));
     EXPECT_TRUE(qorCliTest::exitedPrinting(
         qorCliTest::runCli("interface package", kDomain, true), 2,
         "usage: qor-ros2 interface package [-h] [-m] [-s] [-a] package_name\n"
