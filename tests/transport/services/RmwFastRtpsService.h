@@ -106,7 +106,9 @@ class RmwFastRtpsService {
         params.related_sample_identity().writer_guid() =
             replyReader == rtps::GUID_t::unknown() ? m_reader->guid() : replyReader;
         qorROS2::transport::endpoints::RawPayloadView view{payload.data(), payload.size()};
-        if (!m_writer->write(&view, params)) {
+        qorROS2::transport::endpoints::WireSample sample =
+            qorROS2::transport::endpoints::payloadToWrite(view);
+        if (!m_writer->write(&sample, params)) {
             return -1;
         }
         return sequenceOf(params.sample_identity());
@@ -152,7 +154,9 @@ class RmwFastRtpsService {
         rtps::WriteParams params;
         params.related_sample_identity() = id;
         qorROS2::transport::endpoints::RawPayloadView view{payload.data(), payload.size()};
-        return m_writer->write(&view, params);
+        qorROS2::transport::endpoints::WireSample sample =
+            qorROS2::transport::endpoints::payloadToWrite(view);
+        return m_writer->write(&sample, params);
     }
 
   private:
@@ -184,8 +188,10 @@ class RmwFastRtpsService {
     bool takeUntil(std::chrono::nanoseconds timeout, std::vector<std::uint8_t>& payload,
                    dds::SampleInfo& info, Keep keep) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
+        qorROS2::transport::endpoints::WireSample into =
+            qorROS2::transport::endpoints::payloadToTake(payload);
         for (;;) {
-            while (m_reader->take_next_sample(&payload, &info) == ReturnCode_t::RETCODE_OK) {
+            while (m_reader->take_next_sample(&into, &info) == ReturnCode_t::RETCODE_OK) {
                 if (info.valid_data && keep()) {
                     return true;
                 }
