@@ -15,6 +15,20 @@ namespace {
 using namespace qorROS2;
 using namespace qorROS2::typesupport;
 
+// The type of `field` as the .msg of `Record` writes it: a type of the same package without it.
+template <typename Record, typename Field>
+std::string typeAsWritten(const Field& field) {
+    using Element = typename Field::ElementType;
+    std::string type = rosFieldType(field);
+    if constexpr (isMessageRecord<Element>) {
+        const std::string ownPackage = std::string(MessageDescription<Record>::package) + "/";
+        if (std::string(MessageDescription<Element>::package) + "/" == ownPackage) {
+            type.erase(0, ownPackage.size());
+        }
+    }
+    return type;
+}
+
 // The field lines straight from the records' field lists, nested records below their field with
 // one more tab: the text `interface show` printed before constants were known.
 template <typename Record>
@@ -23,7 +37,7 @@ void appendFieldLines(std::string& out, const std::string& indent) {
         if (std::string(field.name) == "structure_needs_at_least_one_member") {
             return;
         }
-        out += indent + rosFieldType(field) + " " + field.name +
+        out += indent + typeAsWritten<Record>(field) + " " + field.name +
                (field.defaultValue != nullptr ? std::string(" ") + field.defaultValue : "") + "\n";
         using Element = typename std::decay_t<decltype(field)>::ElementType;
         if constexpr (isMessageRecord<Element>) {
@@ -75,7 +89,7 @@ TEST(DefinitionText, PointFieldDeclaresItsConstantsBeforeItsFields) {
 
 TEST(DefinitionText, NestedConstantsFollowTheirRecordsIndentation) {
     EXPECT_EQ(getTypeSupport("sensor_msgs/JoyFeedbackArray").definitionText(),
-              "sensor_msgs/JoyFeedback[] array\n"
+              "JoyFeedback[] array\n"
               "\tuint8 TYPE_LED    = 0\n"
               "\tuint8 TYPE_RUMBLE = 1\n"
               "\tuint8 TYPE_BUZZER = 2\n"
@@ -98,6 +112,21 @@ TEST(DefinitionText, RangeDeclaresItsConstantsBetweenFields) {
               "float32 min_range\n"
               "float32 max_range\n"
               "float32 range\n");
+}
+
+TEST(DefinitionText, NamesTypesOfItsOwnPackageWithoutThePackageAsTheMsgFileDoes) {
+    EXPECT_EQ(getTypeSupport("geometry_msgs/PointStamped").definitionText(),
+              "std_msgs/Header header\n"
+              "\tbuiltin_interfaces/Time stamp\n"
+              "\t\tint32 sec\n"
+              "\t\tuint32 nanosec\n"
+              "\tstring frame_id\n"
+              "Point point\n"
+              "\tfloat64 x\n"
+              "\tfloat64 y\n"
+              "\tfloat64 z\n");
+    EXPECT_EQ(getTypeSupport("geometry_msgs/PoseWithCovariance").definitionText().substr(0, 25),
+              "Pose pose\n\tPoint position");
 }
 
 TEST(DefinitionText, EmptyHasNoLine) {

@@ -53,11 +53,11 @@ TEST(BoundedSequence, DefinitionTextShowsTheBoundAndTheDefaultValues) {
               "string additional_constraints\n"
               "bool read_only false\n"
               "bool dynamic_typing false\n"
-              "rcl_interfaces/FloatingPointRange[<=1] floating_point_range\n"
+              "FloatingPointRange[<=1] floating_point_range\n"
               "\tfloat64 from_value\n"
               "\tfloat64 to_value\n"
               "\tfloat64 step\n"
-              "rcl_interfaces/IntegerRange[<=1] integer_range\n"
+              "IntegerRange[<=1] integer_range\n"
               "\tint64 from_value\n"
               "\tint64 to_value\n"
               "\tuint64 step\n");
@@ -195,7 +195,7 @@ TEST(ParameterServices, DefinitionTextsAreTheSrvsWithConstantsAndNestedTypes) {
               "string[] prefixes\n"
               "uint64 depth\n"
               "---\n"
-              "rcl_interfaces/ListParametersResult result\n"
+              "ListParametersResult result\n"
               "\tstring[] names\n"
               "\tstring[] prefixes\n");
     EXPECT_EQ(getServiceTypeSupport("rcl_interfaces/GetParameterTypes").definitionText(),

@@ -26,7 +26,7 @@ TEST(SchemaText, FollowsEachDependencyOnceDepthFirstInNameOrder) {
     const std::string rule(80, '=');
     EXPECT_EQ(getTypeSupport("geometry_msgs/msg/PointStamped").schemaText(),
               "std_msgs/Header header\n"
-              "geometry_msgs/Point point\n"
+              "Point point\n"
               "\n" +
                   rule +
                   "\n"

@@ -31,9 +31,19 @@ void forEachLine(const RecordDescription& record,
     }
 }
 
-// "bool read_only false": a field's line, with the default value its definition declares.
-std::string fieldLine(const FieldDescription& field) {
-    std::string line = field.typeText() + " " + field.name;
+std::string packageOf(const RecordDescription& record) {
+    return record.rosName().substr(0, record.rosName().find('/'));
+}
+
+// "bool read_only false", "Point position": a field's line as the definition of `owner` writes
+// it, with the default value it declares. A .msg names a type of its own package without the
+// package, and ROS 2 prints and records the lines as written.
+std::string fieldLine(const FieldDescription& field, const RecordDescription& owner) {
+    std::string type = field.typeText();
+    if (field.record != nullptr && packageOf(*field.record) == packageOf(owner)) {
+        type.erase(0, packageOf(owner).size() + 1);
+    }
+    std::string line = type + " " + field.name;
     if (!field.defaultValue.empty()) {
         line += " " + field.defaultValue;
     }
@@ -46,7 +56,7 @@ void appendDefinition(std::string& out, const RecordDescription& record,
         record,
         [&](const ConstantDescription& constant) { out += indent + constant.declaration + "\n"; },
         [&](const FieldDescription& field) {
-            out += indent + fieldLine(field) + "\n";
+            out += indent + fieldLine(field, record) + "\n";
             if (field.record != nullptr) {
                 appendDefinition(out, *field.record, indent + "\t");
             }
@@ -57,12 +67,12 @@ std::string ownDefinition(const RecordDescription& record) {
     std::string out;
     forEachLine(
         record, [&](const ConstantDescription& constant) { out += constant.declaration + "\n"; },
-        [&](const FieldDescription& field) { out += fieldLine(field) + "\n"; });
+        [&](const FieldDescription& field) { out += fieldLine(field, record) + "\n"; });
     return out;
 }
 
-// rosbag2 names each dependency as the definition's fields do ("std_msgs/Header") and takes a
-// type's dependencies in the order of those names.
+// rosbag2 names each dependency with its package ("std_msgs/Header", "geometry_msgs/Point"), and
+// takes a type's dependencies in the order of those names.
 void appendDependencies(std::string& out, const RecordDescription& record,
                         std::set<std::string>& seen) {
     std::map<std::string, const RecordDescription*> dependencies;
