@@ -75,8 +75,8 @@ int runServer(RmwFastRtpsService& server, int count, Clock::time_point deadline)
             return 1;
         }
     }
-    // Stays until the other side had time to take the last reply.
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    // Stays until the last reply was acknowledged, or a second at most.
+    server.waitForAcknowledgments();
     return 0;
 }
 

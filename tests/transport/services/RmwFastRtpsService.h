@@ -90,6 +90,12 @@ class RmwFastRtpsService {
     RmwFastRtpsService& operator=(const RmwFastRtpsService&) = delete;
 
     /// Whether the writer and the reader each matched someone.
+    /// Blocks until every matched reader acknowledged what the writer sent, or one second passed.
+    bool waitForAcknowledgments() {
+        return m_writer->wait_for_acknowledgments(eprosima::fastrtps::Duration_t(1, 0)) ==
+               ReturnCode_t::RETCODE_OK;
+    }
+
     bool matched() const {
         dds::PublicationMatchedStatus published;
         dds::SubscriptionMatchedStatus subscribed;
