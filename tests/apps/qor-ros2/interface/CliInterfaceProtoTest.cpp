@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <yaml-cpp/yaml.h>
 
+#include <algorithm>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -211,6 +213,13 @@ TEST(CliInterfaceProto, PrototypesOfByteAndEmptyArePublishedAsTheDefault) {
 
 namespace {
 
+// The round trip of every type runs alone in its domain: it starts a hundred processes.
+constexpr int kRoundTripDomain = 79;
+// The script's limit: eight rounds of twelve publishers, which take seconds each when they match.
+constexpr int kRoundTripSeconds = 300;
+// How long a subscription may still take to hand over a sample its publisher already sent.
+constexpr std::chrono::seconds kArrivedDeadline{3};
+
 // A subscription of one type's round-trip topic, and the check of what it received.
 class RoundTrip {
   public:
@@ -229,14 +238,14 @@ class RecordRoundTrip final : public RoundTrip {
           m_topic("/proto_all/" + std::string(qorROS2::MessageDescription<Record>::package) + "_" +
                   qorROS2::MessageDescription<Record>::name),
           // Latched, for the reason publishedByPub gives.
-          m_subscriber(m_topic, kLatched, kPubDomain) {}
+          m_subscriber(m_topic, kLatched, kRoundTripDomain) {}
 
     const std::string& type() const override { return m_type; }
     const std::string& topic() const override { return m_topic; }
 
     void expectTheDefaultRecord() override {
         Record received{};
-        EXPECT_TRUE(qorTest::receiveWithin(m_subscriber, received))
+        EXPECT_TRUE(qorTest::receiveWithin(m_subscriber, received, kArrivedDeadline))
             << m_type << " was not received";
         EXPECT_EQ(recordToYaml(received), recordToYaml(Record{})) << m_type;
     }
@@ -255,22 +264,39 @@ TEST(CliInterfaceProto, EveryTypesPrototypeGoesThroughTopicPubToASubscriber) {
     QORROS2_FOR_EACH_MESSAGE(QORCLI_ROUND_TRIP)
     ASSERT_EQ(trips.size(), 89U);
     // Each type's prototype, as the tool prints it, given to `topic pub` as a user would paste
-    // it; twelve commands at a time, each waiting for its subscription and staying two seconds
-    // after its message.
-    std::string script = "cli=" + qorCliTest::shellQuoted(QOR_ROS2_CLI) + "; failed=0\n";
+    // it; twelve commands at a time. Each waits for its subscription (a minute at most, so that
+    // a publisher that never matches says so instead of holding the others) and stays three
+    // seconds after its message. Every command reports how it ended, so that a run stopped at
+    // its deadline still shows which commands had not finished.
+    std::string script = "cli=" + qorCliTest::shellQuoted(QOR_ROS2_CLI) + "\n";
     for (std::size_t i = 0; i < trips.size(); ++i) {
         const std::string& type = trips[i]->type();
-        script += "{ \"$cli\" topic pub --once --keep-alive 2 " + trips[i]->topic() + " " + type +
-                  " \"$(\"$cli\" interface proto --no-quotes " + type +
-                  ")\" >/dev/null || echo \"failed: " + type + "\"; } &\n";
+        script +=
+            "{ start=$(date +%s); out=$(\"$cli\" topic pub --once --keep-alive 3 "
+            "--max-wait-time-secs 60 " +
+            trips[i]->topic() + " " + type + " \"$(\"$cli\" interface proto --no-quotes " + type +
+            ")\" 2>&1); code=$?; took=$(( $(date +%s) - start ));"
+            " case \"$code $out\" in \"0 \"*\"publisher: beginning loop\"*)"
+            " echo \"sent " +
+            type + "\" ;; *) echo \"failed " + type +
+            ": exit $code after ${took}s: ${out//$'\\n'/ | }\" ;; esac; } &\n";
         if (i % 12 == 11) {
             script += "wait\n";
         }
     }
     script += "wait\n";
-    const auto result =
-        qorCliTest::runShellWithin("bash -c " + qorCliTest::shellQuoted(script), kPubDomain, 120);
-    EXPECT_EQ(result.output, "");
+    const auto result = qorCliTest::runShellWithin("bash -c " + qorCliTest::shellQuoted(script),
+                                                   kRoundTripDomain, kRoundTripSeconds);
+    std::vector<std::string> sent = qorCliTest::linesOf(result.output);
+    std::sort(sent.begin(), sent.end());
+    std::vector<std::string> expected;
+    for (const auto& trip : trips) {
+        expected.push_back("sent " + trip->type());
+    }
+    std::sort(expected.begin(), expected.end());
+    ASSERT_EQ(sent, expected) << "exit code " << result.exitCode << ", printed:\n" << result.output;
+    // Every publisher matched its subscription and stayed after sending to a reliable,
+    // latched one: what was sent is there or arrives within moments.
     for (const auto& trip : trips) {
         trip->expectTheDefaultRecord();
     }
