@@ -8,6 +8,7 @@
 
 #include "cli/CommandOptions.h"
 #include "cli/StopSignal.h"
+#include "qorROS2/RosNames.h"
 
 namespace qorCli {
 namespace {
@@ -73,7 +74,9 @@ qorROS2::QOS subscriptionQos(const qorROS2::TopicDiscovery& discovery, const std
     if (!flags.profile.empty() || flags.anyPolicyGiven()) {
         return base;
     }
-    const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
+    // The publishers of the topic the subscription will use, as rclpy's
+    // get_publishers_info_by_topic expands, checks and remaps the name.
+    const std::string name = qorROS2::resolveTopicName(topic);
     const auto start = std::chrono::steady_clock::now();
     // ros2 spins --spin-time before it asks for the publishers; at most thirty years here.
     auto deadline = spinTime ? start + std::chrono::duration_cast<std::chrono::nanoseconds>(

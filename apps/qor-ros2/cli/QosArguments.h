@@ -21,8 +21,8 @@ void addQosOptions(CLI::App& verb, QosFlags& flags, const std::string& entity,
 
 /// The QoS `topic` subscriptions use: the profile (sensor_data when none was given) with the
 /// policy flags given; without any QoS flag, the profile included, sensor_data adapted to the
-/// publishers that discovery finds on `topic` within a short wait (`spinTime` seconds when
-/// given), with ros2's notices printed on stdout.
+/// publishers that discovery finds on `topic` (resolved as by resolveTopicName()) within a short
+/// wait (`spinTime` seconds when given), with ros2's notices printed on stdout.
 qorROS2::QOS subscriptionQos(const qorROS2::TopicDiscovery& discovery, const std::string& topic,
                              const QosFlags& flags, const std::optional<double>& spinTime);
 

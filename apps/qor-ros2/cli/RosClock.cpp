@@ -30,7 +30,7 @@ class RosClock::Subscription {
 
     const qorROS2::typesupport::TypeSupport& type;
     qorROS2::RawSubscriber subscriber;
-    DroppedSamples dropped;
+    qorROS2::MalformedSampleReport dropped;
     qorROS2::RawSample sample;
 };
 

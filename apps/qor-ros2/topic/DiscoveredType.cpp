@@ -10,6 +10,7 @@
 #include "cli/GraphWait.h"
 #include "cli/StopSignal.h"
 #include "cli/UsageError.h"
+#include "qorROS2/RosNames.h"
 #include "topic/TopicListing.h"
 
 namespace qorCli {
@@ -18,14 +19,10 @@ namespace {
 // How often a topic that nobody publishes yet is looked for again, as ros2 does.
 constexpr std::chrono::milliseconds kPublishedPoll{100};
 
-std::string absoluteName(const std::string& topic) {
-    return !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
-}
-
-// The types the endpoints of `topic` announce, or nothing when no endpoint uses it.
+// The types the endpoints of the topic `name` (resolved) announce, or nothing when no endpoint
+// uses it.
 std::optional<std::vector<std::string>> typesOf(const qorROS2::TopicDiscovery& discovery,
-                                                const std::string& topic) {
-    const std::string name = absoluteName(topic);
+                                                const std::string& name) {
     for (qorROS2::DiscoveredTopic& found : discovery.topics()) {
         if (found.name == name) {
             return std::move(found.types);
@@ -63,11 +60,14 @@ const qorROS2::typesupport::TypeSupport& passedMessageType(const std::string& na
 
 const qorROS2::typesupport::TypeSupport* announcedType(const qorROS2::TopicDiscovery& discovery,
                                                        const std::string& topic) {
+    // The name the subscription will use, as ros2topic's get_msg_class expands it; a name rcl
+    // refuses fails here, before any waiting.
+    const std::string name = qorROS2::resolveTopicName(topic);
     // Without a daemon that has watched the graph all along, the topic is unknown only once
     // discovery has settled without it.
     waitUntilSettled([&] { return topicsSummary(discovery); }, std::nullopt,
-                     [&] { return discovery.waitForTopic(absoluteName(topic), kGraphPoll); });
-    if (const auto types = typesOf(discovery, topic)) {
+                     [&] { return discovery.waitForTopic(name, kGraphPoll); });
+    if (const auto types = typesOf(discovery, name)) {
         return &knownType(*types, topic);
     }
     warnNotPublished(topic);
@@ -79,9 +79,10 @@ const qorROS2::typesupport::TypeSupport& awaitedType(const qorROS2::TopicDiscove
     if (const qorROS2::typesupport::TypeSupport* type = announcedType(discovery, topic)) {
         return *type;
     }
+    const std::string name = qorROS2::resolveTopicName(topic);
     for (;;) {
         throwIfStopRequested();
-        if (const auto types = typesOf(discovery, topic)) {
+        if (const auto types = typesOf(discovery, name)) {
             return knownType(*types, topic);
         }
         std::this_thread::sleep_for(kPublishedPoll);

@@ -39,8 +39,10 @@ const qorROS2::typesupport::TypeSupport& passedMessageType(const std::string& na
 /// The type that the endpoints of `topic` announce, once `discovery` has seen the topic or has
 /// settled without it. Without any endpoint, prints ros2's
 /// "WARNING: topic [/x] does not appear to be published yet" on stdout and returns nullptr.
-/// Throws CommandFailure, in ros2's words, when the topic carries several types or one the tool
-/// does not know, and StopRequested on Ctrl-C.
+/// `topic` is resolved as the subscription of the command resolves it (resolveTopicName():
+/// "chatter" is "/chatter" in the namespace "/"). Throws std::invalid_argument in rcl's words for
+/// a name rcl refuses, CommandFailure, in ros2's words, when the topic carries several types or
+/// one the tool does not know, and StopRequested on Ctrl-C.
 const qorROS2::typesupport::TypeSupport* announcedType(const qorROS2::TopicDiscovery& discovery,
                                                        const std::string& topic);
 

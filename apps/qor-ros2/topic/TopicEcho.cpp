@@ -35,7 +35,8 @@ std::string savedImageLine(const qorROS2::sensorMsgs::Image& image, const std::s
 // returned.
 std::optional<std::string> echoText(const qorROS2::typesupport::TypeSupport& type,
                                     const std::vector<std::uint8_t>& bytes,
-                                    const TopicOptions& options, DroppedSamples& dropped) {
+                                    const TopicOptions& options,
+                                    qorROS2::MalformedSampleReport& dropped) {
     if (options.raw) {
         const std::string raw(bytes.begin(), bytes.end());
         if (options.filter != nullptr && !options.filter->matches(PythonValue{PythonBytes{raw}})) {
@@ -92,7 +93,7 @@ int echoTopic(const qorROS2::typesupport::TypeSupport& type, const TopicOptions&
     // Announced as a subscription of the record itself would be: its type name and type hash.
     const qorROS2::RawSubscriber subscriber(options.topic, type.rosName(), options.qos,
                                             options.domain, type.typeHash());
-    DroppedSamples dropped(options.topic);
+    qorROS2::MalformedSampleReport dropped(options.topic);
     qorROS2::RawSample sample;
     while (!stopRequested()) {
         bool any = false;

@@ -59,12 +59,13 @@ GraphOutput topicInfoOutput(const std::string& topic,
                             const std::vector<qorROS2::DiscoveredEndpoint>& endpoints, bool verbose,
                             bool typeHashes) {
     GraphOutput output;
-    const std::string name = !topic.empty() && topic[0] == '/' ? topic : "/" + topic;
     std::set<std::string> types;
     std::vector<const qorROS2::DiscoveredEndpoint*> publishers;
     std::vector<const qorROS2::DiscoveredEndpoint*> subscriptions;
     for (const qorROS2::DiscoveredEndpoint& endpoint : endpoints) {
-        if (endpoint.topic == name) {
+        // ros2topic's info verb compares the name as given with the graph's fully qualified
+        // names; unlike echo it does not expand a relative one.
+        if (endpoint.topic == topic) {
             types.insert(endpoint.type);
             (endpoint.publisher ? publishers : subscriptions).push_back(&endpoint);
         }

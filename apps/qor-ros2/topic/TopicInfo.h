@@ -13,7 +13,8 @@
 namespace qorCli {
 
 /// `topic info TOPIC [-v]`, as `ros2 topic info` of ROS 2 Humble prints it, or with
-/// `typeHashes` as from Iron on, which adds each endpoint's "Topic type hash" line.
+/// `typeHashes` as from Iron on, which adds each endpoint's "Topic type hash" line. `topic` must
+/// be the graph's name exactly, as ros2 compares it: "chatter" is an unknown topic, "/chatter" not.
 GraphOutput topicInfoOutput(const std::string& topic,
                             const std::vector<qorROS2::DiscoveredEndpoint>& endpoints, bool verbose,
                             bool typeHashes = false);

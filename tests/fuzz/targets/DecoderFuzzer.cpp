@@ -75,7 +75,7 @@ template <typename T>
 void fuzzRecord(const std::uint8_t* data, std::size_t size) {
     // Made once per record, as a subscriber makes them once.
     static qorROS2::transport::endpoints::RecordDataType<T> type;
-    static qorROS2::transport::endpoints::MalformedSampleReport report("fuzzed");
+    static qorROS2::MalformedSampleReport report("fuzzed");
     qorROS2::transport::endpoints::DecodeSlot<T> slot;
     slot.malformed = &report;
     SerializedPayload_t received = payloadOf(data, size);

@@ -1,7 +1,7 @@
 // Reads the dynamic symbol table of the built transport library: the publishers and subscribers
 // of the 89 records and their codecs, the raw publisher, subscriber, service server and client,
-// and the topic discovery are its whole interface, and nothing of its internals or of Fast DDS
-// leaks.
+// the report of malformed samples and the topic discovery are its whole interface, and nothing of
+// its internals or of Fast DDS leaks.
 
 #include <gtest/gtest.h>
 
@@ -59,6 +59,7 @@ const std::string kRawPublisherScope = "qorROS2::RawPublisher::";
 const std::string kRawSubscriberScope = "qorROS2::RawSubscriber::";
 const std::string kRawServiceServerScope = "qorROS2::RawServiceServer::";
 const std::string kRawServiceClientScope = "qorROS2::RawServiceClient::";
+const std::string kMalformedSampleReportScope = "qorROS2::MalformedSampleReport::";
 
 // The names of the members of `scope` the library exports, without their parameter lists (whose
 // spelling is the compiler's).
@@ -99,6 +100,12 @@ TEST(TransportSymbols, RawServiceEndpointsExportTheirMembers) {
                                      "operator=", "serviceIsReady", "waitForService", "sendRequest",
                                      "waitForReply", "forgetRequest", "call", "ignoredReplies",
                                      "waitingRequests"}));
+}
+
+TEST(TransportSymbols, MalformedSampleReportExportsItsMembers) {
+    EXPECT_EQ(exportedMembers(kMalformedSampleReportScope),
+              (std::set<std::string>{"MalformedSampleReport", "~MalformedSampleReport", "dropped",
+                                     "count"}));
 }
 
 #define QORNTROS2_EXPECTED_CODEC_SYMBOLS(Namespace, Name)                                    \
@@ -175,6 +182,7 @@ TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExporte
             name.rfind(kRawPublisherScope, 0) == 0 || name.rfind(kRawSubscriberScope, 0) == 0 ||
             name.rfind(kRawServiceServerScope, 0) == 0 ||
             name.rfind(kRawServiceClientScope, 0) == 0 ||
+            name.rfind(kMalformedSampleReportScope, 0) == 0 ||
             name.rfind("qorROS2::MessageCodec<", 0) == 0 ||
             kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
             kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||

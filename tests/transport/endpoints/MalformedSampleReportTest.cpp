@@ -7,12 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "endpoints/MalformedSampleReport.h"
 #include "qor/Notify.h"
+#include "qorROS2/MalformedSampleReport.h"
 
 namespace {
 
-using qorROS2::transport::endpoints::MalformedSampleReport;
+using qorROS2::MalformedSampleReport;
 using std::chrono::milliseconds;
 
 const std::string kPrefix = "Warning: Subscriber on topic \"/scan\" dropped ";

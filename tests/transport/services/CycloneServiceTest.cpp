@@ -40,8 +40,7 @@ using qorTest::peerServiceName;
 TEST(CycloneService, OurServerAnswersACycloneClientInItsWire) {
     const std::string service = peerServiceName("cyclone_client");
     RawServiceServer server("/" + service, kSetBoolType, kDomain);
-    PeerProcess peer({QOR_CYCLONE_SERVICE_PEER, "client", std::to_string(kDomain), service, "3",
-                      std::to_string(kPeerDeadline.count())});
+    qorTest::ServicePeer peer(QOR_CYCLONE_SERVICE_PEER, "client", kDomain, service, 3);
     std::vector<std::string> requests;
     const qorTest::Deadline deadline(kPeerDeadline);
     while (!deadline.passed() && requests.size() < 3) {
@@ -60,7 +59,7 @@ TEST(CycloneService, OurServerAnswersACycloneClientInItsWire) {
                             qorTest::hex(qorTest::padded(qorTest::setBoolRequest(false), true)),
                             qorTest::hex(qorTest::padded(qorTest::setBoolRequest(true), true))}))
         << peer.transcript();
-    EXPECT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline)), 0) << peer.transcript();
+    EXPECT_EQ(peer.finish(), 0) << peer.transcript();
     EXPECT_EQ(
         linesStartingWith(peer, "reply "),
         (std::vector<std::string>{"reply 1 1 fast 1", "reply 2 0 fast 0", "reply 3 1 fast 1"}))
@@ -70,8 +69,7 @@ TEST(CycloneService, OurServerAnswersACycloneClientInItsWire) {
 
 TEST(CycloneService, OurClientCallsACycloneServerInItsWire) {
     const std::string service = peerServiceName("cyclone_server");
-    PeerProcess peer({QOR_CYCLONE_SERVICE_PEER, "server", std::to_string(kDomain), service, "3",
-                      std::to_string(kPeerDeadline.count())});
+    qorTest::ServicePeer peer(QOR_CYCLONE_SERVICE_PEER, "server", kDomain, service, 3);
     RawServiceClient client("/" + service, kSetBoolType, kDomain, presetQos("services_default"),
                             ServiceWire::cycloneDds);
     ASSERT_TRUE(client.waitForService(kPeerDeadline)) << peer.transcript();
@@ -99,7 +97,7 @@ TEST(CycloneService, OurClientCallsACycloneServerInItsWire) {
                            qorTest::padded(qorTest::setBoolResponse(true, "cyclone 1"), true),
                            qorTest::padded(qorTest::setBoolResponse(false, "cyclone 0"), true),
                            qorTest::padded(qorTest::setBoolResponse(true, "cyclone 1"), true)}));
-    EXPECT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline)), 0) << peer.transcript();
+    EXPECT_EQ(peer.finish(), 0) << peer.transcript();
     EXPECT_EQ(linesStartingWith(peer, "request "), expectedRequests) << peer.transcript();
 }
 

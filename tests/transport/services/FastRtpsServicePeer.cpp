@@ -10,17 +10,19 @@
 //       prints "request <sequence number> <payload in hex>" for each; exits 0 after the last
 //       reply was acknowledged, 2 when time runs out first.
 // <service> is written without its leading '/'. Both print "ready" once their endpoints exist.
+// Arguments not as above: the reason and the usage on stderr, exit 64.
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "RmwFastRtpsService.h"
 #include "ServiceBytes.h"
+#include "ServicePeerArguments.h"
 
 namespace {
 
@@ -83,23 +85,20 @@ int runServer(RmwFastRtpsService& server, int count, Clock::time_point deadline)
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 6) {
-        std::fprintf(stderr, "usage: %s client|server <domain> <service> <count> <timeout ms>\n",
-                     argv[0]);
-        return 64;
+    const std::optional<qorTest::ServicePeerArguments> arguments =
+        qorTest::parseServicePeerArguments(argc, argv);
+    if (!arguments) {
+        return qorTest::kServicePeerUsageExit;
     }
     try {
-        const std::string mode = argv[1];
-        const auto domain = static_cast<std::uint32_t>(std::strtoul(argv[2], nullptr, 10));
-        const int count = std::atoi(argv[4]);
-        const auto deadline = Clock::now() + std::chrono::milliseconds(std::atol(argv[5]));
+        const auto deadline = Clock::now() + arguments->timeout;
         RmwFastRtpsService endpoints(
-            mode == "client" ? RmwFastRtpsService::Role::client : RmwFastRtpsService::Role::server,
-            domain, argv[3], "std_srvs::srv::dds_::SetBool");
+            arguments->client ? RmwFastRtpsService::Role::client : RmwFastRtpsService::Role::server,
+            arguments->domain, arguments->service, "std_srvs::srv::dds_::SetBool");
         std::puts("ready");
         std::fflush(stdout);
-        return mode == "client" ? runClient(endpoints, count, deadline)
-                                : runServer(endpoints, count, deadline);
+        return arguments->client ? runClient(endpoints, arguments->count, deadline)
+                                 : runServer(endpoints, arguments->count, deadline);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 1;

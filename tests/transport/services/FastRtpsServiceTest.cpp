@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "PeerProcess.h"
 #include "RmwFastRtpsService.h"
 #include "ServiceBytes.h"
 #include "ServicePeers.h"
@@ -22,7 +21,6 @@
 namespace {
 
 using namespace qorROS2;
-using qorInterop::PeerProcess;
 using qorTest::Bytes;
 using namespace std::chrono_literals;
 
@@ -35,8 +33,7 @@ using qorTest::peerServiceName;
 TEST(FastRtpsService, OurServerAnswersAnRmwFastRtpsClient) {
     const std::string service = peerServiceName("fastrtps_client");
     RawServiceServer server("/" + service, kSetBoolType, kDomain);
-    PeerProcess peer({QOR_FASTRTPS_SERVICE_PEER, "client", std::to_string(kDomain), service, "3",
-                      std::to_string(kPeerDeadline.count())});
+    qorTest::ServicePeer peer(QOR_FASTRTPS_SERVICE_PEER, "client", kDomain, service, 3);
     std::vector<std::int64_t> sequences;
     const qorTest::Deadline deadline(kPeerDeadline);
     while (!deadline.passed() && sequences.size() < 3) {
@@ -49,7 +46,7 @@ TEST(FastRtpsService, OurServerAnswersAnRmwFastRtpsClient) {
         }
     }
     EXPECT_EQ(sequences, (std::vector<std::int64_t>{1, 2, 3})) << peer.transcript();
-    EXPECT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline)), 0) << peer.transcript();
+    EXPECT_EQ(peer.finish(), 0) << peer.transcript();
     EXPECT_EQ(
         linesStartingWith(peer, "reply "),
         (std::vector<std::string>{
@@ -61,8 +58,7 @@ TEST(FastRtpsService, OurServerAnswersAnRmwFastRtpsClient) {
 
 TEST(FastRtpsService, OurClientCallsAnRmwFastRtpsServer) {
     const std::string service = peerServiceName("fastrtps_server");
-    PeerProcess peer({QOR_FASTRTPS_SERVICE_PEER, "server", std::to_string(kDomain), service, "3",
-                      std::to_string(kPeerDeadline.count())});
+    qorTest::ServicePeer peer(QOR_FASTRTPS_SERVICE_PEER, "server", kDomain, service, 3);
     RawServiceClient client("/" + service, kSetBoolType, kDomain);
     ASSERT_TRUE(client.waitForService(kPeerDeadline)) << peer.transcript();
     std::vector<Bytes> replies;
@@ -75,7 +71,7 @@ TEST(FastRtpsService, OurClientCallsAnRmwFastRtpsServer) {
               (std::vector<Bytes>{qorTest::padded(qorTest::setBoolResponse(true, "fastrtps 1")),
                                   qorTest::padded(qorTest::setBoolResponse(false, "fastrtps 0")),
                                   qorTest::padded(qorTest::setBoolResponse(true, "fastrtps 1"))}));
-    EXPECT_EQ(peer.waitForExit(qorTest::Deadline(kPeerDeadline)), 0) << peer.transcript();
+    EXPECT_EQ(peer.finish(), 0) << peer.transcript();
     EXPECT_EQ(linesStartingWith(peer, "request "),
               (std::vector<std::string>{
                   "request 1 " + qorTest::hex(qorTest::padded(qorTest::setBoolRequest(true))),

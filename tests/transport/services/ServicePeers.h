@@ -1,14 +1,19 @@
 #pragma once
 
-// What the tests against peers of other middlewares share: names, limits and the peer's lines.
+// What the tests against peers of other middlewares share: names, limits, the peer's lines, and
+// a service peer started and waited for.
 
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "PeerProcess.h"
+#include "WaitFor.h"
 
 namespace qorTest {
 
@@ -33,5 +38,27 @@ inline std::vector<std::string> linesStartingWith(const qorInterop::PeerProcess&
     }
     return found;
 }
+
+/// A std_srvs/srv/SetBool client or server of another middleware in a process of its own: the
+/// peer `program` (its command line is qorTest::ServicePeerArguments) started as `role`
+/// ("client" or "server") for `count` calls of `service` (peerServiceName()) in `domain`, with
+/// kPeerDeadline to finish them.
+class ServicePeer : public qorInterop::PeerProcess {
+  public:
+    /// Starts the peer and waits until it says its endpoints exist. Throws std::runtime_error
+    /// with what the peer wrote when it does not say so within kPeerDeadline.
+    ServicePeer(const char* program, const std::string& role, std::int8_t domain,
+                const std::string& service, int count)
+        : PeerProcess({program, role, std::to_string(domain), service, std::to_string(count),
+                       std::to_string(kPeerDeadline.count())}) {
+        if (!waitForLine("ready", Deadline(kPeerDeadline))) {
+            throw std::runtime_error("the " + role + " peer never became ready\n" + transcript());
+        }
+    }
+
+    /// Waits for the peer's end, kPeerDeadline at most: its exit code, none when it has not
+    /// ended.
+    std::optional<int> finish() { return waitForExit(Deadline(kPeerDeadline)); }
+};
 
 }  // namespace qorTest

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "endpoints/MalformedSampleReport.h"
+#include "qorROS2/MalformedSampleReport.h"
 
 namespace qorROS2::transport::endpoints {
 

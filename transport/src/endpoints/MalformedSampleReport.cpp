@@ -1,10 +1,11 @@
-#include "endpoints/MalformedSampleReport.h"
+#include "qorROS2/MalformedSampleReport.h"
 
-#include <utility>
+#include <atomic>
+#include <mutex>
 
 #include "common/Warning.h"
 
-namespace qorROS2::transport::endpoints {
+namespace qorROS2 {
 
 namespace {
 
@@ -13,36 +14,56 @@ constexpr std::chrono::seconds kReportInterval{1};
 
 }  // namespace
 
-MalformedSampleReport::MalformedSampleReport(std::string topic)
+struct MalformedSampleReport::State {
+    std::string subject;
+    std::string noun;
+    std::atomic<std::uint64_t> count{0};
+    std::mutex mutex;
+    std::uint64_t unreported = 0;  ///< drops since the last line, under `mutex`
+    bool reportedBefore = false;   ///< under `mutex`
+    Clock::time_point lastLine{};  ///< under `mutex`
+};
+
+MalformedSampleReport::MalformedSampleReport(const std::string& topic)
     : MalformedSampleReport("Subscriber on topic \"" + topic + "\"", "sample") {}
 
-MalformedSampleReport::MalformedSampleReport(std::string subject, std::string noun)
-    : m_subject(std::move(subject)), m_noun(std::move(noun)) {}
+MalformedSampleReport::MalformedSampleReport(const std::string& subject, const std::string& noun)
+    : m_state(std::make_unique<State>()) {
+    m_state->subject = subject;
+    m_state->noun = noun;
+}
+
+MalformedSampleReport::~MalformedSampleReport() = default;
+
+std::uint64_t MalformedSampleReport::count() const noexcept {
+    return m_state->count.load(std::memory_order_relaxed);
+}
 
 void MalformedSampleReport::dropped(const char* reason, Clock::time_point now) noexcept {
-    const std::uint64_t total = m_count.fetch_add(1, std::memory_order_relaxed) + 1;
-    std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_unreported;
-    if (m_reportedBefore && now - m_lastLine < kReportInterval) {
+    State& state = *m_state;
+    const std::uint64_t total = state.count.fetch_add(1, std::memory_order_relaxed) + 1;
+    std::lock_guard<std::mutex> lock(state.mutex);
+    ++state.unreported;
+    if (state.reportedBefore && now - state.lastLine < kReportInterval) {
         return;
     }
-    const std::uint64_t unreported = m_unreported;
-    m_unreported = 0;
-    m_reportedBefore = true;
-    m_lastLine = now;
+    const std::uint64_t unreported = state.unreported;
+    state.unreported = 0;
+    state.reportedBefore = true;
+    state.lastLine = now;
     try {
-        const std::string what = m_subject + " dropped ";
+        const std::string what = state.subject + " dropped ";
         if (unreported == 1) {
-            common::warn(what + "a malformed " + m_noun + " (" + std::to_string(total) +
-                         " so far): " + reason);
+            transport::common::warn(what + "a malformed " + state.noun + " (" +
+                                    std::to_string(total) + " so far): " + reason);
         } else {
-            common::warn(what + std::to_string(unreported) + " malformed " + m_noun +
-                         "s since the last warning (" + std::to_string(total) +
-                         " so far); the latest: " + reason);
+            transport::common::warn(what + std::to_string(unreported) + " malformed " + state.noun +
+                                    "s since the last warning (" + std::to_string(total) +
+                                    " so far); the latest: " + reason);
         }
     } catch (...) {
         // Out of memory for the text: the sample is still counted.
     }
 }
 
-}  // namespace qorROS2::transport::endpoints
+}  // namespace qorROS2

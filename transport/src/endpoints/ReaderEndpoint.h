@@ -11,7 +11,7 @@
 #include <string>
 
 #include "endpoints/LeasedEndpoint.h"
-#include "endpoints/MalformedSampleReport.h"
+#include "qorROS2/MalformedSampleReport.h"
 #include "endpoints/WireSample.h"
 #include "endpoints/SampleIdentity.h"
 

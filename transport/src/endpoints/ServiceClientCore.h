@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "endpoints/MalformedSampleReport.h"
+#include "qorROS2/MalformedSampleReport.h"
 #include "endpoints/ReaderEndpoint.h"
 #include "endpoints/ServiceWireFormat.h"
 #include "endpoints/WriterEndpoint.h"

@@ -1,72 +1,62 @@
-// The warnings about samples taken as bytes that do not decode: the words and the pace of the
-// transport's typed subscriptions.
+// Samples taken as bytes that do not decode: dropped, and warned about on stderr in the words of
+// the transport's typed subscriptions, whose report the command shares (its pace is pinned by
+// the transport's own tests).
 
 #include "cli/DroppedSamples.h"
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace {
+#include "qorROS2/stdMsgs.h"
 
-using qorCli::DroppedSamples;
-using std::chrono::milliseconds;
+namespace {
 
 const std::string kPrefix = "Warning: Subscriber on topic \"/scan\" dropped ";
 
 TEST(DroppedSamples, WarnsOfTheFirstAtOnceWithTheDecodersReasonAlone) {
-    DroppedSamples dropped("/scan");
-    // The reason as the type support's decoder gives it to the typed subscriptions.
+    qorROS2::MalformedSampleReport dropped("/scan");
     const auto& type = qorROS2::typesupport::getTypeSupport("std_msgs/msg/String");
     const std::vector<std::uint8_t> runsPastItsEnd = {0x00, 0x01, 0x00, 0x00,
                                                       0xFF, 0xFF, 0xFF, 0x7F};
+    // The reason as the type support's decoder gives it to the typed subscriptions.
     std::string what;
     try {
         type.decode(runsPastItsEnd);
     } catch (const qorROS2::typesupport::TypeSupportError& error) {
         what = error.what();
-        testing::internal::CaptureStderr();
-        dropped.dropped(error, DroppedSamples::Clock::time_point{} + milliseconds(5000));
     }
     const std::string typePrefix = "malformed std_msgs/msg/String payload: ";
     ASSERT_EQ(what.rfind(typePrefix, 0), 0U) << what;
+
+    testing::internal::CaptureStderr();
+    const bool decoded = qorCli::decodeOrDrop(type, runsPastItsEnd, dropped).has_value();
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               kPrefix + "a malformed sample (1 so far): " + what.substr(typePrefix.size()) + "\n");
+    EXPECT_FALSE(decoded);
     EXPECT_EQ(dropped.count(), 1U);
 }
 
-TEST(DroppedSamples, SaysAtMostOneLineASecondWithTheCountSinceTheLast) {
-    DroppedSamples dropped("/scan");
-    const auto start = DroppedSamples::Clock::time_point{} + milliseconds(5000);
-    const auto fail = [&](const std::string& reason, milliseconds after) {
-        dropped.dropped(qorROS2::typesupport::TypeSupportError(
-                            "malformed sensor_msgs/msg/LaserScan payload: " + reason),
-                        start + after);
-    };
+TEST(DroppedSamples, AWellFormedSampleIsDecodedAndNotCounted) {
+    qorROS2::MalformedSampleReport dropped("/scan");
+    const auto& type = qorROS2::typesupport::getTypeSupport("std_msgs/msg/String");
+    const std::vector<std::uint8_t> empty = {0x00, 0x01, 0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00};
     testing::internal::CaptureStderr();
-    fail("first", milliseconds(0));
-    fail("second", milliseconds(10));
-    fail("third", milliseconds(999));
-    fail("fourth", milliseconds(1000));
-    fail("fifth", milliseconds(1500));
-    fail("sixth", milliseconds(5000));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              kPrefix + "a malformed sample (1 so far): first\n" + kPrefix +
-                  "3 malformed samples since the last warning (4 so far); the latest: fourth\n" +
-                  kPrefix +
-                  "2 malformed samples since the last warning (6 so far); the latest: sixth\n");
-    EXPECT_EQ(dropped.count(), 6U);
+    const auto sample = qorCli::decodeOrDrop(type, empty, dropped);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    ASSERT_TRUE(sample.has_value());
+    EXPECT_EQ(sample->as<qorROS2::stdMsgs::String>().data, "");
+    EXPECT_EQ(dropped.count(), 0U);
 }
 
 TEST(DroppedSamples, KeepsAReasonWithoutTheDecodersPrefixWhole) {
-    DroppedSamples dropped("/scan");
-    testing::internal::CaptureStderr();
-    dropped.dropped(qorROS2::typesupport::TypeSupportError("no sample at all"));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              kPrefix + "a malformed sample (1 so far): no sample at all\n");
+    EXPECT_EQ(qorCli::dropReason(qorROS2::typesupport::TypeSupportError("no sample at all")),
+              "no sample at all");
+    EXPECT_EQ(qorCli::dropReason(qorROS2::typesupport::TypeSupportError(
+                  "malformed sensor_msgs/msg/LaserScan payload: bad bool")),
+              "bad bool");
 }
 
 }  // namespace

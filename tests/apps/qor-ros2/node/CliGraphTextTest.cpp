@@ -90,11 +90,21 @@ TEST(CliGraphText, TopicInfoCountsEndpoints) {
         endpoint("/joint_states", true, "qor_ros2_demo", "/", 0x20),
         endpoint("/joint_states", false, "rviz2", "/", 0x50),
         endpoint("/joint_states", false, "_NODE_NAME_UNKNOWN_", "_NODE_NAMESPACE_UNKNOWN_", 0x60)};
-    const GraphOutput output = qorCli::topicInfoOutput("joint_states", endpoints, false);
+    const GraphOutput output = qorCli::topicInfoOutput("/joint_states", endpoints, false);
     EXPECT_EQ(output.out,
               "Type: sensor_msgs/msg/JointState\n"
               "Publisher count: 1\n"
               "Subscription count: 2\n");
+}
+
+TEST(CliGraphText, TopicInfoComparesTheNameAsGiven) {
+    // As ros2's info verb: the graph holds fully qualified names and a relative one is not
+    // expanded, so "joint_states" is not "/joint_states".
+    const GraphOutput output = qorCli::topicInfoOutput(
+        "joint_states", {endpoint("/joint_states", true, "qor_ros2_demo", "/", 0x20)}, false);
+    EXPECT_EQ(output.exitCode, 1);
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.err, "Unknown topic 'joint_states'\n");
 }
 
 TEST(CliGraphText, TopicInfoVerboseShowsEveryEndpoint) {

@@ -12,17 +12,19 @@
 //       "cyclone <data>", the request header copied into the reply; its reader and writer
 //       announce "serviceid=<id>;". Prints "request <sequence number> <data>" for each, and
 //       exits 0 after the last reply; exits 2 when time runs out first.
-// Both print "ready" once their endpoints exist.
+// Both print "ready" once their endpoints exist; <service> is written without its leading '/'.
+// Arguments not as above: the reason and the usage on stderr, exit 64.
 
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
-#include <cstdlib>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "CycloneDomain.h"
+#include "ServicePeerArguments.h"
 #include "ServiceTypes.h"
 
 namespace {
@@ -196,20 +198,18 @@ int runServer(dds_entity_t participant, const std::string& service, int count,
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 6) {
-        std::fprintf(stderr, "usage: %s client|server <domain> <service> <count> <timeout ms>\n",
-                     argv[0]);
-        return 64;
+    const std::optional<qorTest::ServicePeerArguments> arguments =
+        qorTest::parseServicePeerArguments(argc, argv);
+    if (!arguments) {
+        return qorTest::kServicePeerUsageExit;
     }
     try {
-        const std::string mode = argv[1];
-        const auto domain = static_cast<std::uint32_t>(std::strtoul(argv[2], nullptr, 10));
-        const std::string service = argv[3];
-        const int count = std::atoi(argv[4]);
-        const auto deadline = Clock::now() + std::chrono::milliseconds(std::atol(argv[5]));
-        const dds_entity_t participant = createPeerParticipant(domain);
-        const int result = mode == "client" ? runClient(participant, service, count, deadline)
-                                            : runServer(participant, service, count, deadline);
+        const auto deadline = Clock::now() + arguments->timeout;
+        const dds_entity_t participant = createPeerParticipant(arguments->domain);
+        const int result =
+            arguments->client
+                ? runClient(participant, arguments->service, arguments->count, deadline)
+                : runServer(participant, arguments->service, arguments->count, deadline);
         dds_delete(participant);
         return result;
     } catch (const std::exception& error) {
