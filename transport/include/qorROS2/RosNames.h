@@ -15,7 +15,7 @@ namespace qorROS2 {
 /// arguments (applyRosArguments()) that matches the result replaces it. Every publisher and
 /// subscriber resolves its topic so when it is made. Throws std::invalid_argument with rcl's
 /// reason and the index at which the name breaks it ("invalid topic name \"a//b\": topic name
-/// must not contain repeated '/', at index 2 of \"/a//b\"").
+/// must not contain repeated '/', at index 3 of \"/a//b\"").
 QORNTROS2_EXPORT std::string resolveTopicName(const std::string& name);
 
 /// As resolveTopicName(), for the service `name`: the same rules, except that remap rules written
