@@ -51,14 +51,9 @@ void parseSize(const std::string& flag, const std::string& text, std::int64_t& f
 }
 
 CommandInterface parseMode(const std::string& text) {
-    if (text == "position") {
-        return qorROS2::ROS2ControlInterface::POSITION;
-    }
-    if (text == "velocity") {
-        return qorROS2::ROS2ControlInterface::VELOCITY;
-    }
-    if (text == "effort") {
-        return qorROS2::ROS2ControlInterface::EFFORT;
+    CommandInterface mode = qorROS2::ROS2ControlInterface::POSITION;
+    if (commandInterfaceNamed(text, mode)) {
+        return mode;
     }
     throw UsageError("--joint expects NAME=position|velocity|effort, got mode '" + text + "'");
 }

@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "ParameterCalls.h"
 #include "WaitFor.h"
 #include "qor/ref_ptr.h"
 #include "qorROS2/Messages.h"
@@ -220,25 +221,13 @@ TEST(ParameterServer, ListsByPrefixAndDepthAsRclcpp) {
     EXPECT_EQ(server->listParameters({"a.b", "b"}, 0).names, (Names{"a.b", "a.b.c", "b.x"}));
 }
 
-// Sends one request and steps the server until its answer comes.
+// Steps the server, its simulated time going on, until the answer comes.
 template <typename Srv>
 std::optional<typename Srv::Response> callStepping(ROS2ParameterServer& server,
                                                    ServiceClient<Srv>& client,
                                                    const typename Srv::Request& request) {
-    std::mutex mutex;
-    std::optional<typename Srv::Response> answer;
-    client.sendRequest(request, [&](typename Srv::Response&& response) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        answer = std::move(response);
-    });
     double time = 1.0;
-    qorTest::waitFor([&] {
-        server.pre(time += 0.01);
-        const std::lock_guard<std::mutex> lock(mutex);
-        return answer.has_value();
-    });
-    const std::lock_guard<std::mutex> lock(mutex);
-    return answer;
+    return qorTest::callStepping(client, request, [&] { server.pre(time += 0.01); });
 }
 
 template <typename Srv>
