@@ -13,6 +13,7 @@
 #include "DemoBridge.h"
 #include "DemoOptions.h"
 #include "DemoParameters.h"
+#include "ParameterArguments.h"
 #include "StartupText.h"
 #include "StatusLine.h"
 #include "qor/Notify.h"
@@ -103,7 +104,11 @@ int main(int argc, char** argv) {
     try {
         std::vector<std::string> arguments(argv + 1, argv + argc);
         // "--ros-args -r __node:=NAME -r __ns:=/NS" names the demo's node, as in ROS 2.
+        // "-p NAME:=VALUE" and "--params-file FILE" set parameters of the node, as in ROS 2.
+        const qorDemo::ParameterArguments parameterArguments =
+            qorDemo::ParameterArguments::take(arguments);
         qorROS2::applyRosArguments(arguments);
+        overrides = parameterArguments.overridesFor(qorROS2::nodeIdentity().fullName());
         options = qorDemo::parseDemoOptions(arguments, qorROS2::processRosEnvironment());
     } catch (const qorDemo::UsageError& error) {
         std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());

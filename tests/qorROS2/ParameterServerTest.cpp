@@ -3,6 +3,7 @@
 // steps, and /parameter_events.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -230,19 +231,42 @@ std::optional<typename Srv::Response> callStepping(ROS2ParameterServer& server,
     return qorTest::callStepping(client, request, [&] { server.pre(time += 0.01); });
 }
 
+// A node of this test alone: tests of other processes run in the same domain at once.
+std::string testNode() {
+    return std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + "_" +
+           std::to_string(::getpid());
+}
+
+// Waits for the next event of `node`, skipping those of other nodes.
+bool receiveEventOf(const Subscriber<rclInterfaces::ParameterEvent>& events,
+                    const std::string& node, rclInterfaces::ParameterEvent& event,
+                    qorTest::Deadline deadline = qorTest::kDeliveryDeadline) {
+    return qorTest::waitFor(
+        [&] {
+            while (events.receiveMessage(event)) {
+                if (event.node == node) {
+                    return true;
+                }
+            }
+            return false;
+        },
+        deadline);
+}
+
 template <typename Srv>
-std::unique_ptr<ServiceClient<Srv>> clientOf(const std::string& service) {
-    auto client = std::make_unique<ServiceClient<Srv>>("/robot1/param_test/" + service, kDomain,
+std::unique_ptr<ServiceClient<Srv>> clientOf(const std::string& node, const std::string& service) {
+    auto client = std::make_unique<ServiceClient<Srv>>("/robot1/" + node + "/" + service, kDomain,
                                                        presetQos("parameters"));
     EXPECT_TRUE(client->waitForService(qorTest::kDeliveryDeadline)) << service;
     return client;
 }
 
 TEST(ParameterServer, ServicesAnswerWhenStepped) {
-    setNodeIdentity("param_test", "/robot1");
+    const std::string node = testNode();
+    setNodeIdentity(node, "/robot1");
     const auto server = makeServer();
     setNodeIdentity("qorROS2ParameterServerTests", "/");
-    EXPECT_EQ(server->nodeName(), "/robot1/param_test");
+    EXPECT_EQ(server->nodeName(), "/robot1/" + node);
     Subscriber<rclInterfaces::ParameterEvent> events("/parameter_events",
                                                      presetQos("parameter_events"), kDomain);
     server->declareParameter("camera.rate", parameterValue(30.0), floatingRange(1.0, 60.0, 0.0));
@@ -250,13 +274,13 @@ TEST(ParameterServer, ServicesAnswerWhenStepped) {
     readOnly.read_only = true;
     server->declareParameter("use_sim_time", parameterValue(true), readOnly);
 
-    auto list = clientOf<rclInterfaces::ListParameters>("list_parameters");
+    auto list = clientOf<rclInterfaces::ListParameters>(node, "list_parameters");
     const auto listed = callStepping(*server, *list, {{}, 0});
     ASSERT_TRUE(listed) << "list_parameters gave no answer";
     EXPECT_EQ(listed->result.names, (std::vector<std::string>{"camera.rate", "use_sim_time"}));
     EXPECT_EQ(listed->result.prefixes, std::vector<std::string>{"camera"});
 
-    auto get = clientOf<rclInterfaces::GetParameters>("get_parameters");
+    auto get = clientOf<rclInterfaces::GetParameters>(node, "get_parameters");
     const auto got = callStepping(*server, *get, {{"camera.rate", "use_sim_time"}});
     ASSERT_TRUE(got) << "get_parameters gave no answer";
     ASSERT_EQ(got->values.size(), 2U);
@@ -266,19 +290,19 @@ TEST(ParameterServer, ServicesAnswerWhenStepped) {
     ASSERT_TRUE(gotUnknown);
     EXPECT_TRUE(gotUnknown->values.empty());
 
-    auto types = clientOf<rclInterfaces::GetParameterTypes>("get_parameter_types");
+    auto types = clientOf<rclInterfaces::GetParameterTypes>(node, "get_parameter_types");
     const auto typed = callStepping(*server, *types, {{"use_sim_time", "camera.rate"}});
     ASSERT_TRUE(typed) << "get_parameter_types gave no answer";
     EXPECT_EQ(typed->types, (std::vector<std::uint8_t>{PARAMETER_BOOL, PARAMETER_DOUBLE}));
 
-    auto describe = clientOf<rclInterfaces::DescribeParameters>("describe_parameters");
+    auto describe = clientOf<rclInterfaces::DescribeParameters>(node, "describe_parameters");
     const auto described = callStepping(*server, *describe, {{"use_sim_time"}});
     ASSERT_TRUE(described) << "describe_parameters gave no answer";
     ASSERT_EQ(described->descriptors.size(), 1U);
     EXPECT_TRUE(described->descriptors[0].read_only);
     EXPECT_EQ(described->descriptors[0].type, PARAMETER_BOOL);
 
-    auto set = clientOf<rclInterfaces::SetParameters>("set_parameters");
+    auto set = clientOf<rclInterfaces::SetParameters>(node, "set_parameters");
     const auto setResults = callStepping(*server, *set,
                                          {{parameter("camera.rate", parameterValue(5.0)),
                                            parameter("use_sim_time", parameterValue(false)),
@@ -292,7 +316,8 @@ TEST(ParameterServer, ServicesAnswerWhenStepped) {
               "Parameter {camera.rate} doesn't comply with floating point range.");
     EXPECT_EQ(server->getParameter("camera.rate").double_value, 5.0);
 
-    auto atomically = clientOf<rclInterfaces::SetParametersAtomically>("set_parameters_atomically");
+    auto atomically =
+        clientOf<rclInterfaces::SetParametersAtomically>(node, "set_parameters_atomically");
     const auto atomic = callStepping(*server, *atomically,
                                      {{parameter("camera.rate", parameterValue(7.0)),
                                        parameter("use_sim_time", parameterValue(false))}});
@@ -303,8 +328,7 @@ TEST(ParameterServer, ServicesAnswerWhenStepped) {
     // Two declarations, then the one change that was made, stamped with the step's time.
     std::vector<rclInterfaces::ParameterEvent> received(3);
     for (rclInterfaces::ParameterEvent& event : received) {
-        ASSERT_TRUE(qorTest::receiveWithin(events, event)) << "an event is missing";
-        EXPECT_EQ(event.node, "/robot1/param_test");
+        ASSERT_TRUE(receiveEventOf(events, "/robot1/" + node, event)) << "an event is missing";
     }
     ASSERT_EQ(received[0].new_parameters.size(), 1U);
     EXPECT_EQ(received[0].new_parameters[0].name, "camera.rate");
@@ -314,14 +338,16 @@ TEST(ParameterServer, ServicesAnswerWhenStepped) {
     EXPECT_TRUE(received[2].new_parameters.empty());
     EXPECT_GT(received[2].stamp.sec, 0);
     rclInterfaces::ParameterEvent extra;
-    EXPECT_FALSE(events.receiveMessage(extra)) << "a refused set was published";
+    EXPECT_FALSE(receiveEventOf(events, "/robot1/" + node, extra, std::chrono::milliseconds(500)))
+        << "a refused set was published";
 }
 
 TEST(ParameterServer, NothingIsAnsweredWithoutAStep) {
-    setNodeIdentity("param_test", "/robot1");
+    const std::string node = testNode();
+    setNodeIdentity(node, "/robot1");
     const auto server = makeServer();
     setNodeIdentity("qorROS2ParameterServerTests", "/");
-    auto list = clientOf<rclInterfaces::ListParameters>("list_parameters");
+    auto list = clientOf<rclInterfaces::ListParameters>(node, "list_parameters");
     std::atomic<bool> answered{false};
     list->sendRequest({{}, 0},
                       [&answered](rclInterfaces::ListParameters::Response&&) { answered = true; });

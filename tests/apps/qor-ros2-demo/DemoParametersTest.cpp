@@ -3,6 +3,7 @@
 // camera rate of 5 gives five images per simulated second, and a refused value changes nothing.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
@@ -28,9 +29,11 @@ using qorROS2::parameterValue;
 namespace rcl = qorROS2::rclInterfaces;
 
 constexpr std::int8_t kDomain = 9;
+// The one test whose bridge has a camera reader: no other bridge may publish images there.
+constexpr std::int8_t kCameraDomain = 11;
 
-qorDemo::DemoOptions smallOptions() {
-    qorDemo::DemoOptions chosen = qorDemoTest::smallDemo(kDomain, 160, 120);
+qorDemo::DemoOptions smallOptions(std::int8_t domain = kDomain) {
+    qorDemo::DemoOptions chosen = qorDemoTest::smallDemo(domain, 160, 120);
     chosen.cameraRate = 10.0;
     chosen.lidarRate = 0.0;
     return chosen;
@@ -103,9 +106,16 @@ TEST(DemoParameters, OverridesThatDoNotFitAreRefusedInRclcppsWords) {
 // The bridge stepped by hand, its parameters answered between steps as the demo's loop does.
 class SteppedDemo {
   public:
-    explicit SteppedDemo(qorDemo::DemoOptions options) : m_options(std::move(options)) {
-        qorROS2::setNodeIdentity("param_demo_test", "/");
-        m_parameters = std::make_unique<qorDemo::DemoParameters>(m_options, overrides());
+    // A node of its own: tests of other processes run in the same domain at once.
+    explicit SteppedDemo(qorDemo::DemoOptions options)
+        : m_node(std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) +
+                 "_" + std::to_string(::getpid())),
+          m_options(std::move(options)),
+          m_client("/" + m_node + "/set_parameters", m_options.domainId,
+                   qorROS2::presetQos("parameters")) {
+        qorROS2::setNodeIdentity(m_node, "/");
+        m_parameters = std::make_unique<qorDemo::DemoParameters>(
+            m_options, qorDemo::DemoParameters::Overrides{});
         m_bridge = std::make_unique<qorDemo::DemoBridge>(m_options);
         m_pacing = qorDemo::Pacing{m_options.rateFactor, m_options.asFastAsPossible};
         m_parameters->bind(*m_bridge, m_pacing);
@@ -129,22 +139,20 @@ class SteppedDemo {
     const qorDemo::Pacing& pacing() const { return m_pacing; }
 
   private:
-    static qorDemo::DemoParameters::Overrides overrides() { return {}; }
-
+    std::string m_node;
     qorDemo::DemoOptions m_options;
     std::unique_ptr<qorDemo::DemoParameters> m_parameters;
     std::unique_ptr<qorDemo::DemoBridge> m_bridge;
     qorDemo::Pacing m_pacing;
-    qorROS2::ServiceClient<rcl::SetParameters> m_client{"/param_demo_test/set_parameters", kDomain,
-                                                        qorROS2::presetQos("parameters")};
+    qorROS2::ServiceClient<rcl::SetParameters> m_client;
 };
 
 TEST(DemoParameters, ACameraRateOfFiveGivesFiveImagesPerSimulatedSecond) {
-    SteppedDemo demo(smallOptions());
+    SteppedDemo demo(smallOptions(kCameraDomain));
     qorROS2::Subscriber<qorROS2::sensorMsgs::Image> images(
         "camera/image_raw",
         qorROS2::QOS{qorROS2::QOS::VOLATILE, qorROS2::QOS::RELIABLE, qorROS2::QOS::KEEP_LAST, 100},
-        kDomain);
+        kCameraDomain);
     ASSERT_TRUE(qorTest::waitFor([&] { return demo.bridge().matchedSubscriptions() > 0; }));
 
     const rcl::SetParametersResult result = demo.set(parameter("camera.rate", parameterValue(5.0)));
