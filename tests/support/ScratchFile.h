@@ -16,9 +16,9 @@ class ScratchFile {
     /// Writes `content` to a file named after `name` and this process, so that tests running at
     /// once never share one.
     ScratchFile(const std::string& name, const std::string& content)
-        : m_path((std::filesystem::temp_directory_path() /
-                  (std::to_string(::getpid()) + "_" + name))
-                     .string()) {
+        : m_path(
+              (std::filesystem::temp_directory_path() / (std::to_string(::getpid()) + "_" + name))
+                  .string()) {
         std::ofstream(m_path) << content;
     }
     ~ScratchFile() { std::remove(m_path.c_str()); }
