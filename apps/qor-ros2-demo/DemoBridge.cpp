@@ -50,17 +50,6 @@ CommandInterface defaultMode(const std::string& joint) {
     return qorROS2::ROS2ControlInterface::POSITION;
 }
 
-const char* modeName(CommandInterface mode) {
-    switch (mode) {
-        case qorROS2::ROS2ControlInterface::VELOCITY:
-            return "velocity";
-        case qorROS2::ROS2ControlInterface::EFFORT:
-            return "effort";
-        default:
-            return "position";
-    }
-}
-
 // Gives the joint's lock and motor the force range its drive has in the scene, before the control
 // interface registers it (an effort joint takes its clamp from the lock's range then): an extreme
 // position or speed command then moves the joint as hard as the drive can and no harder.
@@ -73,6 +62,10 @@ void applyForceLimit(const qorSDK::Simulation& simulation, qor::Constraint1DOF& 
     }
 }
 
+// The index of the first multiple of `period` after `time`.
+std::uint64_t multipleAfter(double time, double period) {
+    return static_cast<std::uint64_t>(std::floor(time / period)) + 1;
+}
 }  // namespace
 
 DemoBridge::DemoBridge(const DemoOptions& options)
@@ -100,7 +93,8 @@ DemoBridge::DemoBridge(const DemoOptions& options)
         const CommandInterface mode =
             chosen != options.jointModes.end() ? chosen->second : defaultMode(joint);
         m_control->addJoint(constraint.get(), mode);
-        m_jointSummary.push_back(joint + " (" + modeName(mode) + ")");
+        m_jointSummary.push_back(joint + " (" + commandInterfaceName(mode) + ")");
+        m_jointModes.emplace_back(joint, mode);
         m_constraints.push_back(constraint);
     }
     m_simulation->add(m_clock.get());
@@ -193,12 +187,41 @@ void DemoBridge::step() {
 bool DemoBridge::due(Schedule& schedule, double now) const {
     // Multiples of the period rather than a sum of periods, so that rounding never drifts the
     // rate; half a step of tolerance, since step times are themselves sums of rounded steps.
+    if (schedule.period <= 0.0) {
+        return false;  // stopped by a rate of 0
+    }
     const double tolerance = 0.5 * m_simulation->getTimeStep();
     if (now + tolerance < static_cast<double>(schedule.next) * schedule.period) {
         return false;
     }
-    schedule.next = static_cast<std::uint64_t>(std::floor((now + tolerance) / schedule.period)) + 1;
+    schedule.next = multipleAfter(now + tolerance, schedule.period);
     return true;
+}
+
+void DemoBridge::setCameraRate(double rate) {
+    if (!m_camera) {
+        throw std::logic_error("the camera is off for this run: it was left out at start");
+    }
+    reschedule(m_cameraSchedule, rate);
+}
+
+void DemoBridge::setLidarRate(double rate) {
+    if (!m_lidar) {
+        throw std::logic_error("the lidar is off for this run: it was left out at start");
+    }
+    reschedule(m_lidarSchedule, rate);
+}
+
+void DemoBridge::reschedule(Schedule& schedule, double rate) const {
+    if (!std::isfinite(rate) || rate < 0.0) {
+        throw std::invalid_argument("a sensor rate must be a finite number of at least 0");
+    }
+    schedule.period = rate > 0.0 ? 1.0 / rate : 0.0;
+    if (rate > 0.0) {
+        // Due next at the first multiple of the new period after now.
+        const double tolerance = 0.5 * m_simulation->getTimeStep();
+        schedule.next = multipleAfter(m_simulation->getTime() + tolerance, schedule.period);
+    }
 }
 
 bool DemoBridge::cameraWanted() const {

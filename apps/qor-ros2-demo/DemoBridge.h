@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CommandCountingInterface.h"
@@ -76,6 +77,23 @@ class DemoBridge {
     /// or writing failed.
     bool writeSnapshot(const std::string& path, std::string& error);
 
+    /// Publishes the camera (the lidar) at `rate` per simulated second from the next step on, at
+    /// the multiples of its new period; 0 stops it. Throws std::logic_error when the sensor was
+    /// left out at start (a rate of 0 in the options), and std::invalid_argument for a rate
+    /// that is negative or not finite.
+    void setCameraRate(double rate);
+    void setLidarRate(double rate);
+
+    /// Whether the camera (the lidar) was made at start.
+    bool hasCamera() const noexcept { return m_camera.valid(); }
+    bool hasLidar() const noexcept { return m_lidar.valid(); }
+
+    /// Each joint registered with the control interface and its command interface, in the
+    /// scene's order.
+    const std::vector<std::pair<std::string, CommandInterface>>& jointModes() const noexcept {
+        return m_jointModes;
+    }
+
   private:
     /// A sensor's schedule: due at every multiple of its period of simulated time.
     struct Schedule {
@@ -91,6 +109,8 @@ class DemoBridge {
     void listTopic(const std::string& topic, const qorROS2::QOS& qos, bool published);
     /// True once when the schedule is due at `now`, which moves it to the next multiple.
     bool due(Schedule& schedule, double now) const;
+    /// Gives `schedule` the period of `rate` from the next step on.
+    void reschedule(Schedule& schedule, double rate) const;
     bool cameraWanted() const;
     bool lidarWanted() const;
     void publishCamera(double time);
@@ -101,6 +121,7 @@ class DemoBridge {
     bool m_designConventions;  ///< publish the converters' records untouched
     std::vector<qor::ref_ptr<qor::Constraint1DOF>> m_constraints;
     std::vector<std::string> m_jointSummary;
+    std::vector<std::pair<std::string, CommandInterface>> m_jointModes;
     qor::ref_ptr<qorROS2::ROS2ClockPublisher> m_clock;
     qor::ref_ptr<CommandCountingInterface> m_control;
 

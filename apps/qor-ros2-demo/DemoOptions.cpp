@@ -51,14 +51,9 @@ void parseSize(const std::string& flag, const std::string& text, std::int64_t& f
 }
 
 CommandInterface parseMode(const std::string& text) {
-    if (text == "position") {
-        return qorROS2::ROS2ControlInterface::POSITION;
-    }
-    if (text == "velocity") {
-        return qorROS2::ROS2ControlInterface::VELOCITY;
-    }
-    if (text == "effort") {
-        return qorROS2::ROS2ControlInterface::EFFORT;
+    CommandInterface mode = qorROS2::ROS2ControlInterface::POSITION;
+    if (commandInterfaceNamed(text, mode)) {
+        return mode;
     }
     throw UsageError("--joint expects NAME=position|velocity|effort, got mode '" + text + "'");
 }
@@ -209,6 +204,8 @@ std::string demoUsage() {
             "The domain is ROS_DOMAIN_ID (default 0); the node is /qor_ros2_demo, renamed by\n"
             "--ros-args -r __node:=NAME -r __ns:=/NAMESPACE as in ROS 2. A namespace moves\n"
             "every topic, the clock too; -r FROM:=TO remaps one (-r clock:=/clock keeps it).\n"
+            "Its settings are parameters of the node (ros2 param list): -p NAME:=VALUE and\n"
+            "--params-file FILE after --ros-args set them at start, as in ROS 2.\n"
             "\n"
             "  --scene FILE          MJCF scene (default: the bundled arm)\n"
             "  --rate FACTOR         simulated seconds per real second (default 1)\n"

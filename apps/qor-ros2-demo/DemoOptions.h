@@ -19,6 +19,31 @@ class UsageError : public std::runtime_error {
 
 using CommandInterface = qorROS2::ROS2ControlInterface::ROS2ControlCommandInterface;
 
+/// The word ROS 2 controllers use for a command interface: "position", "velocity", "effort".
+inline const char* commandInterfaceName(CommandInterface mode) {
+    switch (mode) {
+        case qorROS2::ROS2ControlInterface::VELOCITY:
+            return "velocity";
+        case qorROS2::ROS2ControlInterface::EFFORT:
+            return "effort";
+        default:
+            return "position";
+    }
+}
+
+/// The command interface named `word` into `mode`; false for any other word.
+inline bool commandInterfaceNamed(const std::string& word, CommandInterface& mode) {
+    for (const CommandInterface each :
+         {qorROS2::ROS2ControlInterface::POSITION, qorROS2::ROS2ControlInterface::VELOCITY,
+          qorROS2::ROS2ControlInterface::EFFORT}) {
+        if (word == commandInterfaceName(each)) {
+            mode = each;
+            return true;
+        }
+    }
+    return false;
+}
+
 /// How the camera and the lidar are published.
 enum class SensorReliability {
     RELIABLE,     ///< reliable, volatile, keep last: meets reliable and best-effort readers

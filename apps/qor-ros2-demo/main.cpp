@@ -12,6 +12,8 @@
 
 #include "DemoBridge.h"
 #include "DemoOptions.h"
+#include "DemoParameters.h"
+#include "ParameterArguments.h"
 #include "StartupText.h"
 #include "StatusLine.h"
 #include "qor/Notify.h"
@@ -26,8 +28,13 @@ void requestStop(int /*signal*/) {
     g_stopRequested = 1;
 }
 
-int run(const qorDemo::DemoOptions& options) {
+int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& overrides) {
+    // The settings are parameters of the node; -p and parameter files may change them before
+    // the scene is built from them.
+    qorDemo::DemoParameters parameters(options, overrides);
     qorDemo::DemoBridge bridge(options);
+    qorDemo::Pacing pacing{options.rateFactor, options.asFastAsPossible};
+    parameters.bind(bridge, pacing);
     std::printf("%s", qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics(),
                                            options.robotDescriptionPath)
                           .c_str());
@@ -39,8 +46,10 @@ int run(const qorDemo::DemoOptions& options) {
     qorROS2::ROS2RosoutPublisher rosout(options.domainId);
     rosout.setTime(bridge.time());
     const qor::ScopedNotifySink warnings(rosout.sinkAround(qorDemo::sinkAround(status, stderr)));
-    const auto start = std::chrono::steady_clock::now();
-    const double startTime = bridge.time();
+    auto start = std::chrono::steady_clock::now();
+    double startTime = bridge.time();
+    const double runStart = startTime;
+    qorDemo::Pacing paced = pacing;
     std::uint64_t steps = 0;
     const auto current = [&]() {
         return qorDemo::Status{bridge.time(),
@@ -51,17 +60,25 @@ int run(const qorDemo::DemoOptions& options) {
                                bridge.incompatibleSubscriptions()};
     };
     while (g_stopRequested == 0 &&
-           (options.duration <= 0.0 || bridge.time() - startTime < options.duration)) {
+           (options.duration <= 0.0 || bridge.time() - runStart < options.duration)) {
         bridge.step();
         rosout.setTime(bridge.time());
+        // Requests are answered between steps: a changed setting applies from the next one.
+        parameters.serve(bridge.time());
+        if (pacing.factor != paced.factor || pacing.asFastAsPossible != paced.asFastAsPossible) {
+            // A new pace counts from now, not from the start.
+            paced = pacing;
+            start = std::chrono::steady_clock::now();
+            startTime = bridge.time();
+        }
         ++steps;
-        if (!options.asFastAsPossible) {
+        if (!pacing.asFastAsPossible) {
             // Paces simulated time against the wall clock instead of sleeping a fixed time per
             // step, so that slow steps are caught up.
             const auto due =
-                start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                            std::chrono::duration<double>((bridge.time() - startTime) /
-                                                          options.rateFactor));
+                start +
+                std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                    std::chrono::duration<double>((bridge.time() - startTime) / pacing.factor));
             std::this_thread::sleep_until(due);
         }
         status.update(current());
@@ -83,10 +100,15 @@ int run(const qorDemo::DemoOptions& options) {
 
 int main(int argc, char** argv) {
     qorDemo::DemoOptions options;
+    qorDemo::DemoParameters::Overrides overrides;
     try {
         std::vector<std::string> arguments(argv + 1, argv + argc);
         // "--ros-args -r __node:=NAME -r __ns:=/NS" names the demo's node, as in ROS 2.
+        // "-p NAME:=VALUE" and "--params-file FILE" set parameters of the node, as in ROS 2.
+        const qorDemo::ParameterArguments parameterArguments =
+            qorDemo::ParameterArguments::take(arguments);
         qorROS2::applyRosArguments(arguments);
+        overrides = parameterArguments.overridesFor(qorROS2::nodeIdentity().fullName());
         options = qorDemo::parseDemoOptions(arguments, qorROS2::processRosEnvironment());
     } catch (const qorDemo::UsageError& error) {
         std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
@@ -102,7 +124,7 @@ int main(int argc, char** argv) {
     std::signal(SIGINT, requestStop);
     std::signal(SIGTERM, requestStop);
     try {
-        return run(options);
+        return run(options, overrides);
     } catch (const qorDemo::UsageError& error) {
         std::fprintf(stderr, "qor-ros2-demo: %s\n", error.what());
         return 2;

@@ -89,6 +89,46 @@ TEST(ExportedSymbols, AreTheMessageReleasesTimeConversionsStepBridgesAndConverte
     expected.insert(
         "qorROS2::convertLidarOutputForRos(qorSensor::RtOutput*, double, " QORROS2_STRING_VALUE
         ", bool, unsigned int)");
+    // The parameter server: its methods and the names of the parameter types.
+#define QORROS2_STRINGS_ARGUMENT \
+    "std::vector<" QORROS2_STRING_VALUE ", std::allocator<" QORROS2_STRING_VALUE " > > const&"
+#define QORROS2_PARAMETERS_ARGUMENT                   \
+    "std::vector<qorROS2::rclInterfaces::Parameter, " \
+    "std::allocator<qorROS2::rclInterfaces::Parameter> > const&"
+    expected.insert("qorROS2::parameterTypeName[abi:cxx11](unsigned char)");
+    expected.insert(
+        "qorROS2::ROS2ParameterServer::ROS2ParameterServer(signed char, "
+        "std::map<" QORROS2_STRING_VALUE
+        ", qorROS2::rclInterfaces::ParameterValue, std::less<" QORROS2_STRING_VALUE
+        " >, std::allocator<std::pair<" QORROS2_STRING_VALUE
+        " const, qorROS2::rclInterfaces::ParameterValue> > >)");
+    expected.insert("qorROS2::ROS2ParameterServer::~ROS2ParameterServer()");
+    expected.insert("qorROS2::ROS2ParameterServer::declareParameter(" QORROS2_STRING_ARGUMENT
+                    ", qorROS2::rclInterfaces::ParameterValue const&, "
+                    "qorROS2::rclInterfaces::ParameterDescriptor const&, bool)");
+    expected.insert("qorROS2::ROS2ParameterServer::undeclareParameter(" QORROS2_STRING_ARGUMENT
+                    ")");
+    expected.insert("qorROS2::ROS2ParameterServer::hasParameter(" QORROS2_STRING_ARGUMENT
+                    ") const");
+    expected.insert("qorROS2::ROS2ParameterServer::getParameter(" QORROS2_STRING_ARGUMENT
+                    ") const");
+    expected.insert("qorROS2::ROS2ParameterServer::setParameters(" QORROS2_PARAMETERS_ARGUMENT ")");
+    expected.insert(
+        "qorROS2::ROS2ParameterServer::setParametersAtomically(" QORROS2_PARAMETERS_ARGUMENT ")");
+    expected.insert("qorROS2::ROS2ParameterServer::describeParameters(" QORROS2_STRINGS_ARGUMENT
+                    ") const");
+    expected.insert("qorROS2::ROS2ParameterServer::getParameterTypes(" QORROS2_STRINGS_ARGUMENT
+                    ") const");
+    expected.insert("qorROS2::ROS2ParameterServer::listParameters(" QORROS2_STRINGS_ARGUMENT
+                    ", unsigned long) const");
+    expected.insert(
+        "qorROS2::ROS2ParameterServer::addOnSetParametersCallback(std::function<"
+        "qorROS2::rclInterfaces::SetParametersResult (" QORROS2_PARAMETERS_ARGUMENT ")>)");
+    expected.insert("qorROS2::ROS2ParameterServer::removeOnSetParametersCallback(unsigned long)");
+    expected.insert("qorROS2::ROS2ParameterServer::setTime(double)");
+    expected.insert("qorROS2::ROS2ParameterServer::handleRequests()");
+    expected.insert("qorROS2::ROS2ParameterServer::nodeName[abi:cxx11]() const");
+    expected.insert("qorROS2::ROS2ParameterServer::pre(double const&)");
     EXPECT_EQ(exportedBridgeFunctions(), expected);
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "PhysicsTesting.h"
+#include "ScratchFile.h"
 #include "qor/Notify.h"
 #include "qorSDK/Simulation.h"
 
@@ -36,22 +37,7 @@ std::string mujocoErrorFor(const std::string& path) {
     return text;
 }
 
-// A file in the test's scratch folder, removed again at the end of the test.
-class ScratchFile {
-  public:
-    ScratchFile(const std::string& name, const std::string& content)
-        : m_path((std::filesystem::temp_directory_path() / name).string()) {
-        std::ofstream(m_path) << content;
-    }
-    ~ScratchFile() { std::remove(m_path.c_str()); }
-    ScratchFile(const ScratchFile&) = delete;
-    ScratchFile& operator=(const ScratchFile&) = delete;
-
-    const std::string& path() const { return m_path; }
-
-  private:
-    std::string m_path;
-};
+using qorTest::ScratchFile;
 
 std::string loadErrorOfFile(const std::string& path) {
     try {

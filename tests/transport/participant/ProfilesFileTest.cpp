@@ -14,6 +14,7 @@
 
 #include "ChildProcess.h"
 #include "NetworkNamespaces.h"
+#include "ScratchFile.h"
 #include "TestTopics.h"
 
 namespace {
@@ -43,22 +44,6 @@ const char* const kLoopbackProfile = R"(<?xml version="1.0" encoding="UTF-8"?>
 </profiles>
 )";
 
-// A file of this process's own, removed at destruction.
-class TemporaryFile {
-  public:
-    TemporaryFile(const std::string& name, const std::string& text)
-        : m_path("/tmp/qor_profiles_" + std::to_string(::getpid()) + "_" + name) {
-        std::ofstream(m_path) << text;
-    }
-    ~TemporaryFile() { std::remove(m_path.c_str()); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const std::string& path() const { return m_path; }
-
-  private:
-    std::string m_path;
-};
-
 bool received(qorTest::ChildProcess& receiver) {
     const std::optional<int> exitCode =
         receiver.waitForExit(std::chrono::seconds(kReceiveSeconds + 10));
@@ -69,7 +54,7 @@ TEST(ProfilesFile, LoopbackOnlyProfileKeepsThePublisherOnItsHost) {
     ASSERT_EQ(::geteuid(), 0U) << "ProfilesFile needs root to create network namespaces";
     qorTest::NetworkNamespacePair hosts;
     ASSERT_EQ(hosts.error(), "");
-    const TemporaryFile profile("loopback.xml", kLoopbackProfile);
+    const qorTest::ScratchFile profile("loopback.xml", kLoopbackProfile);
     const std::string topic = qorTest::uniqueTopic("profile/image_raw");
     const std::string domain = std::to_string(kDomain);
     auto peer = [&](std::size_t host, bool withProfile, std::vector<std::string> arguments) {
@@ -112,7 +97,7 @@ const char* const kBestEffortProfile = R"(<?xml version="1.0" encoding="UTF-8"?>
 )";
 
 TEST(ProfilesFile, EndpointsKeepTheQosTheCodeAsksFor) {
-    const TemporaryFile profile("best_effort.xml", kBestEffortProfile);
+    const qorTest::ScratchFile profile("best_effort.xml", kBestEffortProfile);
     const std::string topic = qorTest::uniqueTopic("profile/reliable");
     const std::string domain = std::to_string(kDomain);
     qorTest::ChildProcess publisher(
@@ -126,7 +111,7 @@ TEST(ProfilesFile, EndpointsKeepTheQosTheCodeAsksFor) {
 }
 
 TEST(ProfilesFile, BrokenFileStopsTheProgramNamingIt) {
-    const TemporaryFile profile("broken.xml", "<profiles><participant>");
+    const qorTest::ScratchFile profile("broken.xml", "<profiles><participant>");
     const std::string output =
         qorTest::commandOutput("FASTDDS_DEFAULT_PROFILES_FILE=" + profile.path() + " timeout 20 " +
                                QOR_ENDPOINT_PEER + " publish-images " + std::to_string(kDomain) +
