@@ -1,13 +1,15 @@
 #pragma once
 
 // The ROS 2 interfaces the library knows beyond its own message records (Messages.h): services,
-// and the messages that tools and services exchange. They have field lists and type support like
-// the message records, but are kept in lists of their own.
+// actions, and the messages that tools, services and actions exchange. They have field lists and
+// type support like the message records, but are kept in lists of their own.
 
 #include "qorROS2/Messages.h"
+#include "qorROS2/actionMsgs.h"
 #include "qorROS2/navMsgs.h"
 #include "qorROS2/rclInterfaces.h"
 #include "qorROS2/serviceMsgs.h"
+#include "qorROS2/simulationInterfaces.h"
 #include "qorROS2/stdSrvs.h"
 #include "qorROS2/tf2Msgs.h"
 #include "qorROS2/trajectoryMsgs.h"
@@ -16,6 +18,9 @@
 /// (QORROS2_FOR_EACH_MESSAGE), by package and then by name.
 // clang-format off
 #define QORROS2_FOR_EACH_INTERFACE_MESSAGE(X) \
+    X(actionMsgs, GoalInfo) \
+    X(actionMsgs, GoalStatus) \
+    X(actionMsgs, GoalStatusArray) \
     X(navMsgs, Odometry) \
     X(rclInterfaces, FloatingPointRange) \
     X(rclInterfaces, IntegerRange) \
@@ -29,23 +34,68 @@
     X(rclInterfaces, ParameterValue) \
     X(rclInterfaces, SetParametersResult) \
     X(serviceMsgs, ServiceEventInfo) \
+    X(simulationInterfaces, Bounds) \
+    X(simulationInterfaces, EntityCategory) \
+    X(simulationInterfaces, EntityFilters) \
+    X(simulationInterfaces, EntityInfo) \
+    X(simulationInterfaces, EntityState) \
+    X(simulationInterfaces, NamedPose) \
+    X(simulationInterfaces, Resource) \
+    X(simulationInterfaces, Result) \
+    X(simulationInterfaces, SimulationState) \
+    X(simulationInterfaces, SimulatorFeatures) \
+    X(simulationInterfaces, SpawnEntity) \
+    X(simulationInterfaces, SpawnResult) \
+    X(simulationInterfaces, Spawnable) \
+    X(simulationInterfaces, TagsFilter) \
+    X(simulationInterfaces, WorldResource) \
     X(tf2Msgs, TFMessage) \
     X(trajectoryMsgs, JointTrajectory) \
-    X(trajectoryMsgs, JointTrajectoryPoint)
+    X(trajectoryMsgs, JointTrajectoryPoint) \
+    X(uniqueIdentifierMsgs, UUID)
 // clang-format on
 
 /// Expands `X(namespace, Name)` once for each service, by package and then by name.
 // clang-format off
 #define QORROS2_FOR_EACH_SERVICE(X) \
+    X(actionMsgs, CancelGoal) \
     X(rclInterfaces, DescribeParameters) \
     X(rclInterfaces, GetParameterTypes) \
     X(rclInterfaces, GetParameters) \
     X(rclInterfaces, ListParameters) \
     X(rclInterfaces, SetParameters) \
     X(rclInterfaces, SetParametersAtomically) \
+    X(simulationInterfaces::srv, DeleteEntity) \
+    X(simulationInterfaces::srv, GetAvailableWorlds) \
+    X(simulationInterfaces::srv, GetCurrentWorld) \
+    X(simulationInterfaces::srv, GetEntities) \
+    X(simulationInterfaces::srv, GetEntitiesStates) \
+    X(simulationInterfaces::srv, GetEntityBounds) \
+    X(simulationInterfaces::srv, GetEntityInfo) \
+    X(simulationInterfaces::srv, GetEntityState) \
+    X(simulationInterfaces::srv, GetNamedPoseBounds) \
+    X(simulationInterfaces::srv, GetNamedPoses) \
+    X(simulationInterfaces::srv, GetSimulationState) \
+    X(simulationInterfaces::srv, GetSimulatorFeatures) \
+    X(simulationInterfaces::srv, GetSpawnables) \
+    X(simulationInterfaces::srv, LoadWorld) \
+    X(simulationInterfaces::srv, ResetSimulation) \
+    X(simulationInterfaces::srv, SetEntityInfo) \
+    X(simulationInterfaces::srv, SetEntityState) \
+    X(simulationInterfaces::srv, SetSimulationState) \
+    X(simulationInterfaces::srv, SpawnEntities) \
+    X(simulationInterfaces::srv, SpawnEntity) \
+    X(simulationInterfaces::srv, StepSimulation) \
+    X(simulationInterfaces::srv, UnloadWorld) \
     X(stdSrvs, Empty) \
     X(stdSrvs, SetBool) \
     X(stdSrvs, Trigger)
+// clang-format on
+
+/// Expands `X(namespace, Name)` once for each action, by package and then by name.
+// clang-format off
+#define QORROS2_FOR_EACH_ACTION(X) \
+    X(simulationInterfaces, SimulateSteps)
 // clang-format on
 
 namespace qorROS2 {
@@ -68,6 +118,11 @@ struct JoinTypeLists<TypeList<First...>, TypeList<Second...>, Rest...> {
 #define QORROS2_DETAIL_COMMA_AND_TYPE(Namespace, Name) , Namespace::Name
 #define QORROS2_DETAIL_COMMA_AND_PARTS(Namespace, Name) \
     , Namespace::Name::Request, Namespace::Name::Response
+#define QORROS2_DETAIL_COMMA_AND_ACTION_PARTS(Namespace, Name)                     \
+    , Namespace::Name::Goal, Namespace::Name::Result, Namespace::Name::Feedback,   \
+        Namespace::Name::SendGoal::Request, Namespace::Name::SendGoal::Response,   \
+        Namespace::Name::GetResult::Request, Namespace::Name::GetResult::Response, \
+        Namespace::Name::FeedbackMessage
 
 /// The message records beyond the design's, in the order of QORROS2_FOR_EACH_INTERFACE_MESSAGE.
 using InterfaceMessageRecords =
@@ -82,11 +137,23 @@ using ServiceTypes = typename detail::DropListStart<
 using ServicePartRecords = typename detail::DropListStart<
     TypeList<detail::ListStart QORROS2_FOR_EACH_SERVICE(QORROS2_DETAIL_COMMA_AND_PARTS)>>::type;
 
-/// Every record with a type support: the design's, the further messages, the services' parts.
+/// The actions, in the order of QORROS2_FOR_EACH_ACTION.
+using ActionTypes = typename detail::DropListStart<
+    TypeList<detail::ListStart QORROS2_FOR_EACH_ACTION(QORROS2_DETAIL_COMMA_AND_TYPE)>>::type;
+
+/// The records of every action: its goal, result and feedback, the requests and responses of its
+/// SendGoal and GetResult services, and its feedback message, in that order.
+using ActionPartRecords =
+    typename detail::DropListStart<TypeList<detail::ListStart QORROS2_FOR_EACH_ACTION(
+        QORROS2_DETAIL_COMMA_AND_ACTION_PARTS)>>::type;
+
+/// Every record with a type support: the design's, the further messages, the services' parts and
+/// the actions' records.
 using AllRecords = typename detail::JoinTypeLists<MessageRecords, InterfaceMessageRecords,
-                                                  ServicePartRecords>::type;
+                                                  ServicePartRecords, ActionPartRecords>::type;
 
 #undef QORROS2_DETAIL_COMMA_AND_TYPE
 #undef QORROS2_DETAIL_COMMA_AND_PARTS
+#undef QORROS2_DETAIL_COMMA_AND_ACTION_PARTS
 
 }  // namespace qorROS2

@@ -11,7 +11,8 @@ const { parse } = require("@foxglove/rosmsg");
 
 const packages = [
   "builtin_interfaces", "rosgraph_msgs", "std_msgs", "geometry_msgs", "sensor_msgs",
-  "nav_msgs", "rcl_interfaces", "tf2_msgs", "trajectory_msgs",
+  "nav_msgs", "rcl_interfaces", "tf2_msgs", "trajectory_msgs", "action_msgs",
+  "unique_identifier_msgs",
 ];
 
 // The catalogue, like every .msg parser of this family, reads `byte` as uint8; ROS 2 declares

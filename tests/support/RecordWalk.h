@@ -78,11 +78,16 @@ void fillRecord(Record& record, FillOptions options = {}) {
     fillValue(record, options);
 }
 
+// `reference` is the same member of a value-initialised record: a number differs when its bits
+// differ from that one's, which is zero unless the definition declares a default ("uint64 steps
+// 1").
 template <typename T>
-void collectNonDefault(const T& value, const std::string& path, std::vector<std::string>& out) {
+void collectNonDefault(const T& value, const std::string& path, std::vector<std::string>& out,
+                       const T* reference = nullptr) {
     if constexpr (qorROS2::isMessageRecord<T>) {
+        const T fresh{};
         qorROS2::forEachField(value, [&](const auto& field, const auto& member) {
-            collectNonDefault(member, path + "." + field.name, out);
+            collectNonDefault(member, path + "." + field.name, out, &(fresh.*(field.member)));
         });
     } else if constexpr (qorROS2::isSequence<T>) {
         if (!value.empty() || value.capacity() != 0) {
@@ -91,7 +96,8 @@ void collectNonDefault(const T& value, const std::string& path, std::vector<std:
         }
     } else if constexpr (qorROS2::isFixedArray<T>) {
         for (std::size_t i = 0; i < value.size(); ++i) {
-            collectNonDefault(value[i], path + "[" + std::to_string(i) + "]", out);
+            collectNonDefault(value[i], path + "[" + std::to_string(i) + "]", out,
+                              reference != nullptr ? &(*reference)[i] : nullptr);
         }
     } else if constexpr (std::is_same_v<T, std::string>) {
         if (!value.empty() || value.capacity() != std::string().capacity()) {
@@ -100,16 +106,16 @@ void collectNonDefault(const T& value, const std::string& path, std::vector<std:
         }
     } else {
         static_assert(std::is_arithmetic_v<T>);
-        const T zero{};
-        if (std::memcmp(&value, &zero, sizeof(T)) != 0) {
-            out.push_back(path + ": not zero");
+        const T expected = reference != nullptr ? *reference : T{};
+        if (std::memcmp(&value, &expected, sizeof(T)) != 0) {
+            out.push_back(path + ": not its default");
         }
     }
 }
 
-/// The members of `record` that differ from a default-constructed record's: numbers that are not
-/// all-zero bits, strings with content or heap storage, sequences with elements or capacity.
-/// Empty when the record is in its default state.
+/// The members of `record` that differ from a default-constructed record's: numbers whose bits
+/// differ from the default (zero unless the definition declares one), strings with content or heap
+/// storage, sequences with elements or capacity. Empty when the record is in its default state.
 template <typename Record>
 std::vector<std::string> nonDefaultMembers(const Record& record) {
     std::vector<std::string> out;

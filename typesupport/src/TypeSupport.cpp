@@ -113,6 +113,8 @@ struct Registry {
     std::vector<const TypeSupport*> sorted;
     std::vector<std::unique_ptr<ServiceTypeSupport>> ownedServices;
     std::vector<const ServiceTypeSupport*> sortedServices;
+    std::vector<std::unique_ptr<ActionTypeSupport>> ownedActions;
+    std::vector<const ActionTypeSupport*> sortedActions;
 };
 
 template <typename Record>
@@ -120,13 +122,35 @@ std::unique_ptr<TypeSupport> makeTypeSupport(detail::RecordCatalogue& catalogue)
     return std::make_unique<TypeSupport>(catalogue.describe<Record>(), operationsOf<Record>());
 }
 
+// `Service` has the nested records Request and Response.
+template <typename Service>
+std::unique_ptr<ServiceTypeSupport> makeServiceTypeSupport(std::string rosName,
+                                                           detail::RecordCatalogue& catalogue) {
+    return std::make_unique<ServiceTypeSupport>(
+        std::move(rosName), makeTypeSupport<typename Service::Request>(catalogue),
+        makeTypeSupport<typename Service::Response>(catalogue),
+        catalogue.describe<serviceMsgs::ServiceEventInfo>());
+}
+
 template <typename Service>
 std::unique_ptr<ServiceTypeSupport> makeServiceTypeSupport(detail::RecordCatalogue& catalogue) {
-    using Description = ServiceDescription<Service>;
-    return std::make_unique<ServiceTypeSupport>(
-        rosServiceName<Service>(), makeTypeSupport<typename Description::Request>(catalogue),
-        makeTypeSupport<typename Description::Response>(catalogue),
-        catalogue.describe<serviceMsgs::ServiceEventInfo>());
+    return makeServiceTypeSupport<Service>(rosServiceName<Service>(), catalogue);
+}
+
+template <typename Action>
+std::unique_ptr<ActionTypeSupport> makeActionTypeSupport(detail::RecordCatalogue& catalogue) {
+    using Description = ActionDescription<Action>;
+    const std::string name = rosActionName<Action>();
+    ActionTypeSupport::Parts parts;
+    parts.goal = makeTypeSupport<typename Description::Goal>(catalogue);
+    parts.result = makeTypeSupport<typename Description::Result>(catalogue);
+    parts.feedback = makeTypeSupport<typename Description::Feedback>(catalogue);
+    parts.sendGoal =
+        makeServiceTypeSupport<typename Description::SendGoal>(name + "_SendGoal", catalogue);
+    parts.getResult =
+        makeServiceTypeSupport<typename Description::GetResult>(name + "_GetResult", catalogue);
+    parts.feedbackMessage = makeTypeSupport<typename Description::FeedbackMessage>(catalogue);
+    return std::make_unique<ActionTypeSupport>(name, std::move(parts));
 }
 
 template <typename Type>
@@ -155,6 +179,9 @@ const Type* findByName(const std::vector<const Type*>& types, const std::string&
 #define QORTYPESUPPORT_ADD_SERVICE(Namespace, Name) \
     registry.ownedServices.push_back(               \
         makeServiceTypeSupport<::qorROS2::Namespace::Name>(registry.catalogue));
+#define QORTYPESUPPORT_ADD_ACTION(Namespace, Name) \
+    registry.ownedActions.push_back(               \
+        makeActionTypeSupport<::qorROS2::Namespace::Name>(registry.catalogue));
 
 const Registry& registry() {
     static const Registry built = [] {
@@ -162,14 +189,19 @@ const Registry& registry() {
         QORROS2_FOR_EACH_MESSAGE(QORTYPESUPPORT_ADD)
         QORROS2_FOR_EACH_INTERFACE_MESSAGE(QORTYPESUPPORT_ADD)
         QORROS2_FOR_EACH_SERVICE(QORTYPESUPPORT_ADD_SERVICE)
+        QORROS2_FOR_EACH_ACTION(QORTYPESUPPORT_ADD_ACTION)
         for (const auto& type : registry.owned) {
             registry.sorted.push_back(type.get());
         }
         for (const auto& service : registry.ownedServices) {
             registry.sortedServices.push_back(service.get());
         }
+        for (const auto& action : registry.ownedActions) {
+            registry.sortedActions.push_back(action.get());
+        }
         sortByName(registry.sorted);
         sortByName(registry.sortedServices);
+        sortByName(registry.sortedActions);
         return registry;
     }();
     return built;
@@ -177,6 +209,7 @@ const Registry& registry() {
 
 #undef QORTYPESUPPORT_ADD
 #undef QORTYPESUPPORT_ADD_SERVICE
+#undef QORTYPESUPPORT_ADD_ACTION
 
 FieldDescription nestedField(std::string name, const RecordDescription& record,
                              Container container = Container::single, std::size_t bound = 0) {
@@ -244,9 +277,21 @@ const TypeSupport* findTypeSupport(const std::string& name) {
     if (const TypeSupport* type = findByName(typeSupports(), name, "msg")) {
         return type;
     }
-    // A service's request and response are messages too, known by their full names only.
+    // A service's request and response are messages too, known by their full names only; so are
+    // the messages of an action and of its services.
     for (const ServiceTypeSupport* service : serviceTypeSupports()) {
         for (const TypeSupport* part : {&service->request(), &service->response()}) {
+            if (part->rosName() == name) {
+                return part;
+            }
+        }
+    }
+    for (const ActionTypeSupport* action : actionTypeSupports()) {
+        for (const TypeSupport* part :
+             {&action->goal(), &action->result(), &action->feedback(),
+              &action->sendGoal().request(), &action->sendGoal().response(),
+              &action->getResult().request(), &action->getResult().response(),
+              &action->feedbackMessage()}) {
             if (part->rosName() == name) {
                 return part;
             }
@@ -312,6 +357,42 @@ const ServiceTypeSupport& getServiceTypeSupport(const std::string& name) {
         throw TypeSupportError("unknown service type '" + name + "'");
     }
     return *service;
+}
+
+// The action's own description exists only for the hash, as rosidl builds it.
+ActionTypeSupport::ActionTypeSupport(std::string rosName, Parts parts)
+    : m_rosName(std::move(rosName)), m_parts(std::move(parts)) {
+    m_action = std::make_unique<RecordDescription>(
+        m_rosName,
+        std::vector<FieldDescription>{
+            nestedField("goal", m_parts.goal->description()),
+            nestedField("result", m_parts.result->description()),
+            nestedField("feedback", m_parts.feedback->description()),
+            nestedField("send_goal_service", m_parts.sendGoal->description()),
+            nestedField("get_result_service", m_parts.getResult->description()),
+            nestedField("feedback_message", m_parts.feedbackMessage->description())},
+        std::vector<ConstantDescription>{});
+    m_definitionText = m_parts.goal->definitionText() + "---\n" + m_parts.result->definitionText() +
+                       "---\n" + m_parts.feedback->definitionText();
+    m_typeHash = detail::typeHashOf(*m_action);
+}
+
+ActionTypeSupport::~ActionTypeSupport() = default;
+
+const std::vector<const ActionTypeSupport*>& actionTypeSupports() {
+    return registry().sortedActions;
+}
+
+const ActionTypeSupport* findActionTypeSupport(const std::string& name) {
+    return findByName(actionTypeSupports(), name, "action");
+}
+
+const ActionTypeSupport& getActionTypeSupport(const std::string& name) {
+    const ActionTypeSupport* action = findActionTypeSupport(name);
+    if (action == nullptr) {
+        throw TypeSupportError("unknown action type '" + name + "'");
+    }
+    return *action;
 }
 
 }  // namespace qorROS2::typesupport

@@ -1,5 +1,6 @@
-// `qor-ros2 interface show TYPE`: a message or service type's definition, as `ros2 interface
-// show` prints it (a service's request, "---", its response).
+// `qor-ros2 interface show TYPE`: a message, service or action type's definition, as `ros2
+// interface show` prints it (a service's request, "---", its response; an action's goal, "---",
+// its result, "---", its feedback).
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -20,18 +21,26 @@ class InterfaceShowVerb : public Verb {
     }
 
     int run() override {
-        // The tool's own lookup gives its error text for an unknown name.
-        const qorROS2::typesupport::ServiceTypeSupport* service =
-            qorROS2::typesupport::findTypeSupport(m_type) == nullptr
-                ? qorROS2::typesupport::findServiceTypeSupport(m_type)
-                : nullptr;
-        const std::string& text = service != nullptr ? service->definitionText()
-                                                     : knownTypeSupport(m_type).definitionText();
+        const std::string& text = definitionText();
         std::fwrite(text.data(), 1, text.size(), stdout);
         return 0;
     }
 
   private:
+    const std::string& definitionText() const {
+        namespace ts = qorROS2::typesupport;
+        if (ts::findTypeSupport(m_type) == nullptr) {
+            if (const ts::ServiceTypeSupport* service = ts::findServiceTypeSupport(m_type)) {
+                return service->definitionText();
+            }
+            if (const ts::ActionTypeSupport* action = ts::findActionTypeSupport(m_type)) {
+                return action->definitionText();
+            }
+        }
+        // The tool's own lookup gives its error text for an unknown name.
+        return knownTypeSupport(m_type).definitionText();
+    }
+
     std::string m_type;
 };
 

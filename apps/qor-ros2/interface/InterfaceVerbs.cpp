@@ -16,8 +16,8 @@ std::string packageOf(const std::string& typeName) {
     return typeName.substr(0, typeName.find('/'));
 }
 
-// The full names of the interfaces of the kinds asked for (all when none is): the messages, then
-// the services, each sorted.
+// The full names of the interfaces of the kinds asked for (all when none is): the messages, the
+// services, then the actions, each sorted.
 std::vector<std::string> interfaceNames(const InterfaceKinds& kinds) {
     std::vector<std::string> names;
     if (!kinds.any() || kinds.messages) {
@@ -29,6 +29,12 @@ std::vector<std::string> interfaceNames(const InterfaceKinds& kinds) {
         for (const qorROS2::typesupport::ServiceTypeSupport* service :
              qorROS2::typesupport::serviceTypeSupports()) {
             names.push_back(service->rosName());
+        }
+    }
+    if (!kinds.any() || kinds.actions) {
+        for (const qorROS2::typesupport::ActionTypeSupport* action :
+             qorROS2::typesupport::actionTypeSupports()) {
+            names.push_back(action->rosName());
         }
     }
     return names;
@@ -65,18 +71,20 @@ std::string interfaceListText(const InterfaceKinds& kinds) {
     }
     if (!kinds.any() || kinds.actions) {
         text += "Actions:\n";
+        for (const qorROS2::typesupport::ActionTypeSupport* action :
+             qorROS2::typesupport::actionTypeSupports()) {
+            text += "    " + action->rosName() + "\n";
+        }
     }
     return text;
 }
 
 std::string interfacePackagesText(const InterfaceKinds& kinds) {
-    // ros2 lists only the packages of the first kind asked for; no package here holds an action.
+    // ros2 lists only the packages of the first kind asked for.
     InterfaceKinds first;
     first.messages = kinds.messages;
     first.services = !kinds.messages && kinds.services;
-    if (!first.any() && kinds.actions) {
-        return "";
-    }
+    first.actions = !kinds.messages && !kinds.services && kinds.actions;
     std::string text;
     for (const std::string& package : packagesOf(interfaceNames(first))) {
         text += package + "\n";

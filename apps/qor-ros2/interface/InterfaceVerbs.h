@@ -2,7 +2,7 @@
 
 // The `interface` commands: `list`, `packages`, `package`, `proto` and `show`. Each text is made
 // by a function of its own, laid out as the ros2 CLI of ROS 2 Humble lays it out, so that tests
-// can pin it; the tool knows message types only, so the service and action parts are empty.
+// can pin it.
 
 #include <string>
 #include <vector>
@@ -29,23 +29,23 @@ struct InterfaceOutput {
     int exitCode = 0;
 };
 
-/// The packages that hold the known message and service types, sorted: "builtin_interfaces", ...
+/// The packages that hold the known message, service and action types, sorted:
+/// "action_msgs", "builtin_interfaces", ...
 std::vector<std::string> interfacePackages();
 
 /// `interface list`: the "Messages:" section with every known message type
 /// ("    std_msgs/msg/Bool"), the "Services:" section with every service type, then the
-/// "Actions:" header with nothing below it; with any of `kinds` set, only the sections asked
+/// "Actions:" section with every action type; with any of `kinds` set, only the sections asked
 /// for, in that order.
 std::string interfaceListText(const InterfaceKinds& kinds);
 
 /// `interface packages`: the package names, sorted, one a line; only those with messages,
-/// services or actions when `kinds` asks for one of them (the first set of the three wins), so
-/// nothing at all for actions.
+/// services or actions when `kinds` asks for one of them (the first set of the three wins).
 std::string interfacePackagesText(const InterfaceKinds& kinds);
 
 /// `interface package PKG`: "PKG/msg/Name" for each message type of the package, then
-/// "PKG/srv/Name" for each service type, each sorted; only the kinds asked for when `kinds`
-/// asks for any. An unknown package prints "Unknown package 'PKG'"
+/// "PKG/srv/Name" for each service type and "PKG/action/Name" for each action, each sorted; only
+/// the kinds asked for when `kinds` asks for any. An unknown package prints "Unknown package 'PKG'"
 /// on stderr and exits with 1.
 InterfaceOutput interfacePackageOutput(const std::string& package, const InterfaceKinds& kinds);
 

@@ -96,15 +96,17 @@ TEST(CliCompletion, TypeIsCompletedWhereATypeIsExpected) {
               (Words{"sensor_msgs/msg/JointState"}));
     EXPECT_EQ(completions({"interface", "proto", "std_msgs/msg/Int8"}),
               (Words{"std_msgs/msg/Int8", "std_msgs/msg/Int8MultiArray"}));
-    // Every message type: the 89 records and the 16 that tools and services use beside them.
-    EXPECT_EQ(completions({"interface", "show", ""}).size(), 89U + 16U);
+    // Every message type: the 89 records and the 35 that tools, services and actions use beside
+    // them.
+    EXPECT_EQ(completions({"interface", "show", ""}).size(), 89U + 35U);
     // The values after the type are free text.
     EXPECT_EQ(completions({"topic", "pub", "/x", "std_msgs/msg/String", ""}), (Words{}));
 }
 
 TEST(CliCompletion, PackageIsCompletedWherePackageIsExpected) {
-    EXPECT_EQ(completions({"interface", "package", "s"}),
-              (Words{"sensor_msgs", "service_msgs", "std_msgs", "std_srvs"}));
+    EXPECT_EQ(
+        completions({"interface", "package", "s"}),
+        (Words{"sensor_msgs", "service_msgs", "simulation_interfaces", "std_msgs", "std_srvs"}));
 }
 
 TEST(CliCompletion, TopicOfALivePublisherIsCompletedWhereATopicIsExpected) {

@@ -9,6 +9,7 @@
 
 #include "CliRuns.h"
 #include "WaitFor.h"
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/Subscriber.h"
 #include "qorROS2/typesupport/TypeSupport.h"
@@ -63,9 +64,34 @@ void expectPrototypeReadsBackAsTheDefault() {
 #define QORCLI_EXPECT_PROTOTYPE(Namespace, Name) \
     expectPrototypeReadsBackAsTheDefault<qorROS2::Namespace::Name>();
 
-TEST(CliInterfaceProto, EveryPrototypeIsAcceptedByPubAndGivesTheDefaultRecord){
-    QORROS2_FOR_EACH_MESSAGE(QORCLI_EXPECT_PROTOTYPE)}
+TEST(CliInterfaceProto, EveryPrototypeIsAcceptedByPubAndGivesTheDefaultRecord) {
+    QORROS2_FOR_EACH_MESSAGE(QORCLI_EXPECT_PROTOTYPE)
+}
 #undef QORCLI_EXPECT_PROTOTYPE
+
+// The simulator-control messages and those an action's goals are told by.
+TEST(CliInterfaceProto, EverySimulationAndActionPrototypeIsAcceptedByPubAndGivesTheDefault) {
+    namespace si = qorROS2::simulationInterfaces;
+    expectPrototypeReadsBackAsTheDefault<si::Bounds>();
+    expectPrototypeReadsBackAsTheDefault<si::EntityCategory>();
+    expectPrototypeReadsBackAsTheDefault<si::EntityFilters>();
+    expectPrototypeReadsBackAsTheDefault<si::EntityInfo>();
+    expectPrototypeReadsBackAsTheDefault<si::EntityState>();
+    expectPrototypeReadsBackAsTheDefault<si::NamedPose>();
+    expectPrototypeReadsBackAsTheDefault<si::Resource>();
+    expectPrototypeReadsBackAsTheDefault<si::Result>();
+    expectPrototypeReadsBackAsTheDefault<si::SimulationState>();
+    expectPrototypeReadsBackAsTheDefault<si::SimulatorFeatures>();
+    expectPrototypeReadsBackAsTheDefault<si::SpawnEntity>();
+    expectPrototypeReadsBackAsTheDefault<si::SpawnResult>();
+    expectPrototypeReadsBackAsTheDefault<si::Spawnable>();
+    expectPrototypeReadsBackAsTheDefault<si::TagsFilter>();
+    expectPrototypeReadsBackAsTheDefault<si::WorldResource>();
+    expectPrototypeReadsBackAsTheDefault<qorROS2::actionMsgs::GoalInfo>();
+    expectPrototypeReadsBackAsTheDefault<qorROS2::actionMsgs::GoalStatus>();
+    expectPrototypeReadsBackAsTheDefault<qorROS2::actionMsgs::GoalStatusArray>();
+    expectPrototypeReadsBackAsTheDefault<qorROS2::uniqueIdentifierMsgs::UUID>();
+}
 
 TEST(CliInterfaceProto, BytesWrittenAsCharactersReadBackAsTheSameCodes) {
     qorROS2::stdMsgs::ByteMultiArray bytes{};

@@ -80,52 +80,60 @@ TEST(CliInterface, ShowOfEmptyPrintsNoField) {
         qorCliTest::runCli("interface show std_msgs/msg/Empty", kDomain, false), 0, ""));
 }
 
-// The design's 89 message types and 16 further ones, then 9 services.
-TEST(CliInterface, ListNamesEveryMessageTypeThenEveryServiceTypeThenTheEmptyActionSection) {
+// The design's 89 message types and 35 further ones, then 32 services, then the action.
+TEST(CliInterface, ListNamesEveryMessageTypeThenEveryServiceTypeThenEveryAction) {
     const auto result = qorCliTest::runCli("interface list", kDomain, false);
     EXPECT_EQ(result.exitCode, 0);
     const std::vector<std::string> lines = linesOf(result.output);
-    ASSERT_EQ(lines.size(), 117U) << result.output;
+    ASSERT_EQ(lines.size(), 160U) << result.output;
     EXPECT_EQ(lines[0], "Messages:");
-    EXPECT_EQ(lines[1], "    builtin_interfaces/msg/Duration");
-    EXPECT_EQ(lines[105], "    trajectory_msgs/msg/JointTrajectoryPoint");
-    EXPECT_EQ(lines[106], "Services:");
-    EXPECT_EQ(lines[107], "    rcl_interfaces/srv/DescribeParameters");
-    EXPECT_EQ(lines[115], "    std_srvs/srv/Trigger");
-    EXPECT_EQ(lines[116], "Actions:");
+    EXPECT_EQ(lines[1], "    action_msgs/msg/GoalInfo");
+    EXPECT_EQ(lines[124], "    unique_identifier_msgs/msg/UUID");
+    EXPECT_EQ(lines[125], "Services:");
+    EXPECT_EQ(lines[126], "    action_msgs/srv/CancelGoal");
+    EXPECT_EQ(lines[157], "    std_srvs/srv/Trigger");
+    EXPECT_EQ(lines[158], "Actions:");
+    EXPECT_EQ(lines[159], "    simulation_interfaces/action/SimulateSteps");
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "    sensor_msgs/msg/JointState"), 1);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "    tf2_msgs/msg/TFMessage"), 1);
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), "    simulation_interfaces/msg/EntityState"),
+              1);
     EXPECT_EQ(std::count(lines.begin(), lines.end(), "    std_srvs/srv/SetBool"), 1);
-    EXPECT_TRUE(std::is_sorted(lines.begin() + 1, lines.begin() + 106));
-    EXPECT_TRUE(std::is_sorted(lines.begin() + 107, lines.begin() + 116));
+    EXPECT_EQ(
+        std::count(lines.begin(), lines.end(), "    simulation_interfaces/srv/StepSimulation"), 1);
+    EXPECT_TRUE(std::is_sorted(lines.begin() + 1, lines.begin() + 125));
+    EXPECT_TRUE(std::is_sorted(lines.begin() + 126, lines.begin() + 158));
 }
 
 TEST(CliInterface, ListPrintsOnlyTheSectionsAskedForInTheirOrder) {
     const auto messages = qorCliTest::runCli("interface list --only-msgs", kDomain, false);
     EXPECT_EQ(messages.exitCode, 0);
     const std::vector<std::string> lines = linesOf(messages.output);
-    ASSERT_EQ(lines.size(), 106U);
+    ASSERT_EQ(lines.size(), 125U);
     EXPECT_EQ(lines[0], "Messages:");
-    EXPECT_EQ(lines[105], "    trajectory_msgs/msg/JointTrajectoryPoint");
+    EXPECT_EQ(lines[124], "    unique_identifier_msgs/msg/UUID");
     const auto services = qorCliTest::runCli("interface list -a -s", kDomain, false);
     EXPECT_EQ(services.exitCode, 0);
     const std::vector<std::string> serviceLines = linesOf(services.output);
-    ASSERT_EQ(serviceLines.size(), 11U) << services.output;
+    ASSERT_EQ(serviceLines.size(), 35U) << services.output;
     EXPECT_EQ(serviceLines.front(), "Services:");
-    EXPECT_EQ(serviceLines[7], "    std_srvs/srv/Empty");
-    EXPECT_EQ(serviceLines.back(), "Actions:");
+    EXPECT_EQ(serviceLines[30], "    std_srvs/srv/Empty");
+    EXPECT_EQ(serviceLines[33], "Actions:");
+    EXPECT_EQ(serviceLines.back(), "    simulation_interfaces/action/SimulateSteps");
     const auto both = qorCliTest::runCli("interface list --only-actions -m", kDomain, false);
-    EXPECT_EQ(linesOf(both.output).size(), 107U);
-    EXPECT_EQ(linesOf(both.output).back(), "Actions:");
+    ASSERT_EQ(linesOf(both.output).size(), 127U) << both.output;
+    EXPECT_EQ(linesOf(both.output)[125], "Actions:");
 }
 
 TEST(CliInterface, PackagesAreSortedAndOnlyTheFirstKindAskedForCounts) {
     const std::string messages =
-        "builtin_interfaces\ngeometry_msgs\nnav_msgs\nqor_msgs\nrcl_interfaces\nrosgraph_msgs\n"
-        "sensor_msgs\nservice_msgs\nstd_msgs\ntf2_msgs\ntrajectory_msgs\n";
+        "action_msgs\nbuiltin_interfaces\ngeometry_msgs\nnav_msgs\nqor_msgs\nrcl_interfaces\n"
+        "rosgraph_msgs\nsensor_msgs\nservice_msgs\nsimulation_interfaces\nstd_msgs\ntf2_msgs\n"
+        "trajectory_msgs\nunique_identifier_msgs\n";
     const std::string all =
-        "builtin_interfaces\ngeometry_msgs\nnav_msgs\nqor_msgs\nrcl_interfaces\nrosgraph_msgs\n"
-        "sensor_msgs\nservice_msgs\nstd_msgs\nstd_srvs\ntf2_msgs\ntrajectory_msgs\n";
+        "action_msgs\nbuiltin_interfaces\ngeometry_msgs\nnav_msgs\nqor_msgs\nrcl_interfaces\n"
+        "rosgraph_msgs\nsensor_msgs\nservice_msgs\nsimulation_interfaces\nstd_msgs\nstd_srvs\n"
+        "tf2_msgs\ntrajectory_msgs\nunique_identifier_msgs\n";
     const auto packages = qorCliTest::runCli("interface packages", kDomain, false);
     EXPECT_EQ(packages.exitCode, 0);
     EXPECT_EQ(packages.output, all);
@@ -133,8 +141,9 @@ TEST(CliInterface, PackagesAreSortedAndOnlyTheFirstKindAskedForCounts) {
     EXPECT_EQ(qorCliTest::runCli("interface packages -m -s", kDomain, false).output, messages);
     EXPECT_TRUE(qorCliTest::exitedPrinting(
         qorCliTest::runCli("interface packages --only-srvs", kDomain, false), 0,
-        "rcl_interfaces\nstd_srvs\n"));
-    EXPECT_EQ(qorCliTest::runCli("interface packages -a", kDomain, false).output, "");
+        "action_msgs\nrcl_interfaces\nsimulation_interfaces\nstd_srvs\n"));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface packages -a", kDomain, false), 0, "simulation_interfaces\n"));
 }
 
 TEST(CliInterface, PackageListsItsMessageTypesSorted) {
@@ -177,6 +186,64 @@ TEST(CliInterface, ShowOfAServicePrintsItsRequestAndResponseApart) {
     EXPECT_TRUE(qorCliTest::exitedPrinting(
         qorCliTest::runCli("interface show rcl_interfaces/srv/GetParameterTypes", kDomain, true), 0,
         "string[] names\n---\nuint8[] types\n"));
+}
+
+TEST(CliInterface, PackageListsItsMessagesThenServicesThenActions) {
+    const auto result =
+        qorCliTest::runCli("interface package simulation_interfaces", kDomain, true);
+    EXPECT_EQ(result.exitCode, 0);
+    const std::vector<std::string> lines = linesOf(result.output);
+    ASSERT_EQ(lines.size(), 15U + 22U + 1U) << result.output;
+    EXPECT_EQ(lines[0], "simulation_interfaces/msg/Bounds");
+    EXPECT_EQ(lines[14], "simulation_interfaces/msg/WorldResource");
+    EXPECT_EQ(lines[15], "simulation_interfaces/srv/DeleteEntity");
+    EXPECT_EQ(lines[36], "simulation_interfaces/srv/UnloadWorld");
+    EXPECT_EQ(lines[37], "simulation_interfaces/action/SimulateSteps");
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface package simulation_interfaces -a", kDomain, true), 0,
+        "simulation_interfaces/action/SimulateSteps\n"));
+}
+
+// simulation_interfaces/Result below a field of that type, as ros2 prints it: its constants as
+// the .msg writes them, spacing included, then its fields.
+const std::string kNestedResult =
+    "Result result\n"
+    "\tuint8 RESULT_FEATURE_UNSUPPORTED   = 0\n"
+    "\tuint8 RESULT_OK                    = 1\n"
+    "\tuint8 RESULT_NOT_FOUND             = 2\n"
+    "\tuint8 RESULT_INCORRECT_STATE       = 3\n"
+    "\tuint8 RESULT_OPERATION_FAILED      = 4\n"
+    "\tuint8 result\n"
+    "\tstring error_message\n";
+
+// As ros2 prints a .action: the goal, "---", the result, "---", the feedback; a nested type's
+// constants and fields below its field.
+TEST(CliInterface, ShowOfAnActionPrintsItsGoalResultAndFeedbackApart) {
+    const std::string expected =
+        "uint64 steps\n"
+        "---\n" +
+        kNestedResult +
+        "---\n"
+        "uint64 completed_steps\n"
+        "uint64 remaining_steps\n";
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface show simulation_interfaces/action/SimulateSteps", kDomain,
+                           true),
+        0, expected));
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface show simulation_interfaces/SimulateSteps", kDomain, true), 0,
+        expected));
+}
+
+// A default value stays on its field's line, as the .srv writes it.
+TEST(CliInterface, ShowOfAServiceKeepsItsDefaultValues) {
+    EXPECT_TRUE(qorCliTest::exitedPrinting(
+        qorCliTest::runCli("interface show simulation_interfaces/srv/StepSimulation", kDomain,
+                           true),
+        0,
+        "uint64 steps 1\n"
+        "---\n" +
+            kNestedResult));
 }
 
 TEST(CliInterface, UnknownPackageSaysSoAsRos2DoesAndExitsWithOne) {

@@ -247,6 +247,8 @@ class QORTYPESUPPORT_EXPORT ServiceTypeSupport {
     const std::string& responseTypeHash() const noexcept { return m_response->typeHash(); }
     /// The service event message "std_srvs/srv/SetBool_Event" as the hash describes it.
     const RecordDescription& eventDescription() const noexcept { return *m_event; }
+    /// The service as the hash describes it: request_message, response_message, event_message.
+    const RecordDescription& description() const noexcept { return *m_service; }
 
   private:
     std::string m_rosName;
@@ -258,13 +260,67 @@ class QORTYPESUPPORT_EXPORT ServiceTypeSupport {
     std::string m_typeHash;
 };
 
+/// Everything known at run time about one action type: the type support of its goal, result and
+/// feedback, of the services SendGoal and GetResult and of the feedback message rosidl derives
+/// for it, the text ROS 2 tools show for it and its type hash.
+class QORTYPESUPPORT_EXPORT ActionTypeSupport {
+  public:
+    /// The parts rosidl makes of an action "pkg/action/Act", each named "pkg/action/Act_<Part>".
+    struct Parts {
+        std::unique_ptr<TypeSupport> goal;
+        std::unique_ptr<TypeSupport> result;
+        std::unique_ptr<TypeSupport> feedback;
+        std::unique_ptr<ServiceTypeSupport> sendGoal;
+        std::unique_ptr<ServiceTypeSupport> getResult;
+        std::unique_ptr<TypeSupport> feedbackMessage;
+    };
+
+    ActionTypeSupport(std::string rosName, Parts parts);
+    ActionTypeSupport(const ActionTypeSupport&) = delete;
+    ActionTypeSupport& operator=(const ActionTypeSupport&) = delete;
+    ~ActionTypeSupport();
+
+    /// "simulation_interfaces/action/SimulateSteps"
+    const std::string& rosName() const noexcept { return m_rosName; }
+    /// "simulation_interfaces/action/SimulateSteps_Goal"
+    const TypeSupport& goal() const noexcept { return *m_parts.goal; }
+    /// "simulation_interfaces/action/SimulateSteps_Result"
+    const TypeSupport& result() const noexcept { return *m_parts.result; }
+    /// "simulation_interfaces/action/SimulateSteps_Feedback"
+    const TypeSupport& feedback() const noexcept { return *m_parts.feedback; }
+    /// "simulation_interfaces/action/SimulateSteps_SendGoal", served on
+    /// `<action>/_action/send_goal`: request goal_id and goal, response accepted and stamp.
+    const ServiceTypeSupport& sendGoal() const noexcept { return *m_parts.sendGoal; }
+    /// "simulation_interfaces/action/SimulateSteps_GetResult", served on
+    /// `<action>/_action/get_result`: request goal_id, response status and result.
+    const ServiceTypeSupport& getResult() const noexcept { return *m_parts.getResult; }
+    /// "simulation_interfaces/action/SimulateSteps_FeedbackMessage", published on
+    /// `<action>/_action/feedback`: goal_id and feedback.
+    const TypeSupport& feedbackMessage() const noexcept { return *m_parts.feedbackMessage; }
+
+    /// What `ros2 interface show --no-comments` prints for the .action: the goal's lines, "---",
+    /// the result's lines, "---", the feedback's lines.
+    const std::string& definitionText() const noexcept { return m_definitionText; }
+    /// The hash ROS 2 (Iron and later) gives the action type: that of a description with the
+    /// fields goal, result, feedback, send_goal_service, get_result_service and feedback_message.
+    const std::string& typeHash() const noexcept { return m_typeHash; }
+
+  private:
+    std::string m_rosName;
+    Parts m_parts;
+    std::unique_ptr<RecordDescription> m_action;
+    std::string m_definitionText;
+    std::string m_typeHash;
+};
+
 /// All message types, sorted by ROS name: the design's 89 (QORROS2_FOR_EACH_MESSAGE) and the
 /// further ones (QORROS2_FOR_EACH_INTERFACE_MESSAGE). Services' requests and responses are no
 /// part of it.
 QORTYPESUPPORT_EXPORT const std::vector<const TypeSupport*>& typeSupports();
 
-/// The type named "pkg/msg/Name" or "pkg/Name"; nullptr for any other name, so that a caller
-/// decides how an unknown name is reported.
+/// The type named "pkg/msg/Name" or "pkg/Name", or a part of a service or action by its full
+/// name ("pkg/srv/Name_Request", "pkg/action/Name_Goal"); nullptr for any other name, so that a
+/// caller decides how an unknown name is reported.
 QORTYPESUPPORT_EXPORT const TypeSupport* findTypeSupport(const std::string& name);
 
 /// The description of any record type by its full name, "std_msgs/msg/MultiArrayLayout": one of
@@ -282,5 +338,14 @@ QORTYPESUPPORT_EXPORT const ServiceTypeSupport* findServiceTypeSupport(const std
 
 /// As findServiceTypeSupport, but a TypeSupportError for an unknown name.
 QORTYPESUPPORT_EXPORT const ServiceTypeSupport& getServiceTypeSupport(const std::string& name);
+
+/// All action types, sorted by ROS name.
+QORTYPESUPPORT_EXPORT const std::vector<const ActionTypeSupport*>& actionTypeSupports();
+
+/// The action type named "pkg/action/Name" or "pkg/Name"; nullptr for any other name.
+QORTYPESUPPORT_EXPORT const ActionTypeSupport* findActionTypeSupport(const std::string& name);
+
+/// As findActionTypeSupport, but a TypeSupportError for an unknown name.
+QORTYPESUPPORT_EXPORT const ActionTypeSupport& getActionTypeSupport(const std::string& name);
 
 }  // namespace qorROS2::typesupport
