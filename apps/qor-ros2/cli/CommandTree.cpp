@@ -26,6 +26,7 @@ const CommandEntry kCommands[] = {
     {"interface", "Show information about ROS interfaces"},
     {"node", "Various node related sub-commands"},
     {"security", "Various security related sub-commands"},
+    {"service", "Various service related sub-commands"},
     {"topic", "Various topic related sub-commands"},
 };
 
@@ -41,6 +42,11 @@ const VerbEntry kVerbs[] = {
     {"node", "list", "Output a list of available nodes", &makeNodeListVerb},
     {"security", "create_enclave", "Create enclave", &makeSecurityCreateEnclaveVerb},
     {"security", "create_keystore", "Create keystore", &makeSecurityCreateKeystoreVerb},
+    {"service", "call", "Call a service", &makeServiceCallVerb},
+    {"service", "find", "Output a list of available services of a given type",
+     &makeServiceFindVerb},
+    {"service", "list", "Output a list of available services", &makeServiceListVerb},
+    {"service", "type", "Output a service's type", &makeServiceTypeVerb},
     {"topic", "bw", "Display bandwidth used by topic", &makeTopicBwVerb},
     {"topic", "delay", "Display delay of topic from timestamp in header", &makeTopicDelayVerb},
     {"topic", "echo", "Output messages from a topic", &makeTopicEchoVerb},
@@ -156,6 +162,8 @@ CommandTree::CommandTree() : m_root("", "qor-ros2") {
         if (std::string(entry.name) == "topic") {
             // The verbs that list topics read this flag of the command, as ros2's do.
             command->add_flag("--include-hidden-topics", "Consider hidden topics as well");
+        } else if (std::string(entry.name) == "service") {
+            command->add_flag("--include-hidden-services", "Consider hidden services as well");
         }
     }
     for (const VerbEntry& entry : kVerbs) {
