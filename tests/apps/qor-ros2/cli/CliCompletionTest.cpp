@@ -59,7 +59,7 @@ TEST(CliCompletion, SourcingTheScriptRegistersItForTheProgram) {
 
 TEST(CliCompletion, FirstWordIsACommand) {
     EXPECT_EQ(completions({""}),
-              (Words{"--help", "interface", "node", "security", "service", "topic"}));
+              (Words{"--help", "interface", "node", "param", "security", "service", "topic"}));
     EXPECT_EQ(completions({"to"}), (Words{"topic"}));
     EXPECT_EQ(completions({"x"}), (Words{}));
 }
@@ -70,6 +70,7 @@ TEST(CliCompletion, SecondWordIsAVerbOfTheCommand) {
     EXPECT_EQ(completions({"topic", "h"}), (Words{"hz"}));
     EXPECT_EQ(completions({"security", ""}), (Words{"create_enclave", "create_keystore"}));
     EXPECT_EQ(completions({"service", ""}), (Words{"call", "find", "list", "type"}));
+    EXPECT_EQ(completions({"param", ""}), (Words{"describe", "get", "list", "set"}));
     EXPECT_EQ(completions({"nothing", ""}), (Words{}));
 }
 
@@ -180,7 +181,8 @@ std::vector<std::string> sectionOf(const std::string& text, const std::string& h
 // help lists ("-1, --once", "-w WINDOW, --window WINDOW"), -h and --help left out.
 std::map<std::string, std::set<std::string>> optionsOfTheHelp() {
     std::map<std::string, std::set<std::string>> table;
-    for (const std::string command : {"interface", "node", "security", "service", "topic"}) {
+    for (const std::string command :
+         {"interface", "node", "param", "security", "service", "topic"}) {
         const auto commandHelp = qorCliTest::runCli(command + " --help", kDomain, false);
         EXPECT_EQ(commandHelp.exitCode, 0) << command;
         for (const std::string& entry : sectionOf(commandHelp.output, "Commands:")) {
@@ -270,13 +272,13 @@ TEST(CliCompletion, EveryOptionTheScriptOffersIsAcceptedByTheProgram) {
             ++checked;
         }
     }
-    EXPECT_EQ(checked, 152);
+    EXPECT_EQ(checked, 175);
 }
 
 TEST(CliCompletion, ScriptOffersExactlyTheVerbsAndOptionsOfTheProgram) {
     const auto script = optionsOfTheScript();
     const auto help = optionsOfTheHelp();
-    ASSERT_EQ(help.size(), 22U);
+    ASSERT_EQ(help.size(), 26U);
     EXPECT_EQ(script, help);
 }
 
