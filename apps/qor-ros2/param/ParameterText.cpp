@@ -5,12 +5,14 @@
 #include <cerrno>
 #include <cstdlib>
 #include <limits>
+#include <map>
 #include <optional>
 #include <regex>
 #include <variant>
 #include <vector>
 
 #include "cli/CommandFailure.h"
+#include "qorROS2/typesupport/Yaml.h"
 #include "text/PythonText.h"
 
 namespace qorCli {
@@ -302,6 +304,120 @@ std::string parameterDescriptorText(const qorROS2::rclInterfaces::ParameterDescr
         text += "    Additional constraints: " + descriptor.additional_constraints + "\n";
     }
     return text;
+}
+
+namespace {
+
+namespace yaml = qorROS2::typesupport;
+
+// A mapping being dumped: values already written as YAML (a scalar, or block lines), or nested
+// mappings.
+struct DumpNode {
+    std::optional<std::string> scalar;                 // "3", "base", "null"
+    std::optional<std::vector<std::string>> sequence;  // each item's text, written "- item"
+    std::map<std::string, DumpNode> children;
+};
+
+template <typename T, typename Text>
+std::vector<std::string> itemsOf(const std::vector<T>& items, Text text) {
+    std::vector<std::string> out;
+    for (const T& item : items) {
+        out.push_back(text(item));
+    }
+    return out;
+}
+
+void setDumped(DumpNode& node, const ParameterValue& value, std::size_t indent) {
+    const auto stringText = [indent](const std::string& text) {
+        return yaml::yamlString(text, yaml::YamlPlace::block, indent + 2);
+    };
+    switch (value.type) {
+        case boolean:
+            node.scalar = value.bool_value ? "true" : "false";
+            return;
+        case integer:
+            node.scalar = std::to_string(value.integer_value);
+            return;
+        case floating:
+            node.scalar = yaml::yamlFloat(value.double_value);
+            return;
+        case string:
+            node.scalar = stringText(value.string_value);
+            return;
+        case booleanArray:
+            node.sequence =
+                itemsOf(value.bool_array_value, [](bool item) { return item ? "true" : "false"; });
+            return;
+        case integerArray:
+            node.sequence = itemsOf(value.integer_array_value,
+                                    [](std::int64_t item) { return std::to_string(item); });
+            return;
+        case floatingArray:
+            node.sequence = itemsOf(value.double_array_value, yaml::yamlFloat);
+            return;
+        case stringArray:
+            node.sequence = itemsOf(value.string_array_value, stringText);
+            return;
+        case byteArray:
+            throw CommandFailure(
+                "cannot dump byte array parameters: ros2 writes them as Python "
+                "bytes objects");
+        default:
+            node.scalar = "null";
+            return;
+    }
+}
+
+void writeDumped(const std::map<std::string, DumpNode>& mapping, std::size_t indent,
+                 std::string& text) {
+    const std::string pad(indent, ' ');
+    for (const auto& [key, node] : mapping) {
+        text += pad + yaml::yamlString(key, yaml::YamlPlace::block, indent + 2) + ":";
+        if (node.scalar) {
+            text += " " + *node.scalar + "\n";
+        } else if (node.sequence && node.sequence->empty()) {
+            text += " []\n";
+        } else if (node.sequence) {
+            // PyYAML writes a sequence in a mapping at the key's own indentation.
+            text += "\n";
+            for (const std::string& item : *node.sequence) {
+                text += pad + "- " + item + "\n";
+            }
+        } else if (node.children.empty()) {
+            text += " {}\n";
+        } else {
+            text += "\n";
+            writeDumped(node.children, indent + 2, text);
+        }
+    }
+}
+
+}  // namespace
+
+std::string parameterDumpText(const std::string& node,
+                              const std::vector<DumpedParameter>& parameters) {
+    std::map<std::string, DumpNode> root;
+    DumpNode& values = root[node].children["ros__parameters"];
+    constexpr std::size_t kValuesIndent = 4;
+    for (const DumpedParameter& parameter : parameters) {
+        DumpNode* at = &values;
+        std::size_t indent = kValuesIndent;
+        std::string rest = parameter.name;
+        for (std::size_t dot = rest.find('.'); dot != std::string::npos; dot = rest.find('.')) {
+            at = &at->children[rest.substr(0, dot)];
+            rest.erase(0, dot + 1);
+            indent += 2;
+        }
+        DumpNode& leaf = at->children[rest];
+        if (parameter.value) {
+            setDumped(leaf, *parameter.value, indent);
+        } else {
+            leaf.scalar = yaml::yamlString("# Parameter not set");
+        }
+    }
+    std::string text;
+    writeDumped(root, 0, text);
+    return text + "\n";
 }
 
 }  // namespace qorCli

@@ -4,7 +4,9 @@
 // values and descriptors printed as ros2 prints them.
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "qorROS2/rclInterfaces.h"
 
@@ -25,5 +27,19 @@ std::string parameterValueText(const qorROS2::rclInterfaces::ParameterValue& val
 
 /// What `param describe` prints for one descriptor.
 std::string parameterDescriptorText(const qorROS2::rclInterfaces::ParameterDescriptor& descriptor);
+
+/// One parameter that `param dump` writes: its name ("a.b" nests b under a) and its value, or
+/// none when the node had no value for it.
+struct DumpedParameter {
+    std::string name;
+    std::optional<qorROS2::rclInterfaces::ParameterValue> value;
+};
+
+/// What `param dump` prints for the node `node` ("/talker"): PyYAML's block-style dump of
+/// {node: {ros__parameters: {...}}}, keys sorted, names split at '.' into nested mappings, and
+/// the blank line print() adds. Throws CommandFailure for a byte array, which ros2 writes as
+/// Python bytes objects no other tool reads back.
+std::string parameterDumpText(const std::string& node,
+                              const std::vector<DumpedParameter>& parameters);
 
 }  // namespace qorCli

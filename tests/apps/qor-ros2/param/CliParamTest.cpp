@@ -60,6 +60,11 @@ class ParameterNode {
         return m_parameters.at(name);
     }
 
+    bool has(const std::string& name) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_parameters.count(name) != 0;
+    }
+
   private:
     using Id = qorROS2::ServiceRequestId;
 
@@ -89,6 +94,9 @@ class ParameterNode {
                     const auto found = m_parameters.find(parameter.name);
                     if (found == m_parameters.end()) {
                         response.results.push_back({false, "parameter not declared"});
+                    } else if (parameter.value.type == 0) {
+                        m_parameters.erase(found);
+                        response.results.push_back({true, ""});
                     } else if (found->second.type != parameter.value.type) {
                         response.results.push_back({false, "wrong type"});
                     } else {
@@ -160,6 +168,35 @@ TEST_F(CliParam, ListGetSetAndDescribeReachTheNodesParameterServices) {
     EXPECT_TRUE(qorCliTest::exitedPrinting(
         describe, 0,
         "Parameter name: frame\n  Type: string\n  Description: the frame\n  Constraints:\n"));
+}
+
+TEST_F(CliParam, DumpWritesTheNodesParametersAsYamlAndDeleteRemovesOne) {
+    rcl::ParameterValue list{};
+    list.type = 9;
+    list.string_array_value = {"a", "yes"};
+    ParameterNode node(m_node, {{"gain", integerValue(3)},
+                                {"nested.depth", integerValue(2)},
+                                {"frame", stringValue("base")},
+                                {"names", list}});
+    const auto dump = qorCliTest::runCliSplit("param dump " + m_node, kDomain);
+    EXPECT_TRUE(qorCliTest::exitedPrinting(dump, 0,
+                                           m_node + ":\n"
+                                                    "  ros__parameters:\n"
+                                                    "    frame: base\n"
+                                                    "    gain: 3\n"
+                                                    "    names:\n"
+                                                    "    - a\n"
+                                                    "    - 'yes'\n"
+                                                    "    nested:\n"
+                                                    "      depth: 2\n"
+                                                    "\n"));
+
+    const auto removed = qorCliTest::runCliSplit("param delete " + m_node + " gain", kDomain);
+    EXPECT_TRUE(qorCliTest::exitedPrinting(removed, 0, "Deleted parameter successfully\n"));
+    EXPECT_FALSE(node.has("gain"));
+    const auto again = qorCliTest::runCliSplit("param delete " + m_node + " gain", kDomain);
+    EXPECT_TRUE(qorCliTest::exitedPrinting(again, 0, ""));
+    EXPECT_EQ(again.errors, "Deleting parameter failed: parameter not declared\n");
 }
 
 TEST_F(CliParam, AnUnknownNodeIsNotFoundAndANodeWithoutServicesTimesOut) {

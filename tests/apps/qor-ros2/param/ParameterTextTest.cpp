@@ -123,4 +123,39 @@ TEST(ParameterText, DescribePrintsTheDescriptorAndItsFirstRange) {
               "    Max value: 5\n");
 }
 
+TEST(ParameterText, DumpWritesNestedKeysSortedAndValuesAsPyYamlDoes) {
+    ParameterValue ratio{};
+    ratio.type = 3;
+    ratio.double_value = 0.5;
+    ParameterValue empty{};
+    empty.type = 7;
+    ParameterValue doubles{};
+    doubles.type = 8;
+    doubles.double_value = 0;
+    doubles.double_array_value = {1.0, -2.5};
+    ParameterValue flag{};
+    flag.type = 1;
+    flag.bool_value = true;
+    EXPECT_EQ(qorCli::parameterDumpText("/robot/arm", {{"b.ratio", ratio},
+                                                       {"a", empty},
+                                                       {"b.c.on", flag},
+                                                       {"d", doubles},
+                                                       {"gone", std::nullopt}}),
+              "/robot/arm:\n"
+              "  ros__parameters:\n"
+              "    a: []\n"
+              "    b:\n"
+              "      c:\n"
+              "        'on': true\n"
+              "      ratio: 0.5\n"
+              "    d:\n"
+              "    - 1.0\n"
+              "    - -2.5\n"
+              "    gone: '# Parameter not set'\n"
+              "\n");
+    ParameterValue bytes{};
+    bytes.type = 5;
+    EXPECT_THROW(qorCli::parameterDumpText("/n", {{"raw", bytes}}), qorCli::CommandFailure);
+}
+
 }  // namespace
