@@ -11,6 +11,7 @@
 #include "CliRuns.h"
 #include "PeerProcess.h"
 #include "WaitFor.h"
+#include "service/ServiceCallOutput.h"
 
 namespace {
 
@@ -34,8 +35,7 @@ void callThePeersServer(const PeerServer& peerServer) {
     const auto call = qorCliTest::runCliSplit(
         "service call /" + service + " std_srvs/srv/SetBool '{data: true}'", kDomain);
     EXPECT_TRUE(qorCliTest::exitedPrinting(
-        call, 0,
-        "waiting for service to become available...\n"
+        qorCliTest::withoutWaitingLine(call), 0,
         "requester: making request: std_srvs.srv.SetBool_Request(data=True)\n\n"
         "response:\nstd_srvs.srv.SetBool_Response(success=True, message='" +
             std::string(peerServer.middleware) + " 1')\n\n"))
