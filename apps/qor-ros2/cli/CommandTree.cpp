@@ -25,7 +25,9 @@ struct VerbEntry {
 const CommandEntry kCommands[] = {
     {"interface", "Show information about ROS interfaces"},
     {"node", "Various node related sub-commands"},
+    {"param", "Various param related sub-commands"},
     {"security", "Various security related sub-commands"},
+    {"service", "Various service related sub-commands"},
     {"topic", "Various topic related sub-commands"},
 };
 
@@ -39,8 +41,21 @@ const VerbEntry kVerbs[] = {
     {"interface", "show", "Output the interface definition", &makeInterfaceShowVerb},
     {"node", "info", "Output information about a node", &makeNodeInfoVerb},
     {"node", "list", "Output a list of available nodes", &makeNodeListVerb},
+    {"param", "delete", "Delete parameter", &makeParamDeleteVerb},
+    {"param", "describe", "Show descriptive information about declared parameters",
+     &makeParamDescribeVerb},
+    {"param", "dump", "Show all of the parameters of a node in a YAML file format",
+     &makeParamDumpVerb},
+    {"param", "get", "Get parameter", &makeParamGetVerb},
+    {"param", "list", "Output a list of available parameters", &makeParamListVerb},
+    {"param", "set", "Set parameter", &makeParamSetVerb},
     {"security", "create_enclave", "Create enclave", &makeSecurityCreateEnclaveVerb},
     {"security", "create_keystore", "Create keystore", &makeSecurityCreateKeystoreVerb},
+    {"service", "call", "Call a service", &makeServiceCallVerb},
+    {"service", "find", "Output a list of available services of a given type",
+     &makeServiceFindVerb},
+    {"service", "list", "Output a list of available services", &makeServiceListVerb},
+    {"service", "type", "Output a service's type", &makeServiceTypeVerb},
     {"topic", "bw", "Display bandwidth used by topic", &makeTopicBwVerb},
     {"topic", "delay", "Display delay of topic from timestamp in header", &makeTopicDelayVerb},
     {"topic", "echo", "Output messages from a topic", &makeTopicEchoVerb},
@@ -156,6 +171,8 @@ CommandTree::CommandTree() : m_root("", "qor-ros2") {
         if (std::string(entry.name) == "topic") {
             // The verbs that list topics read this flag of the command, as ros2's do.
             command->add_flag("--include-hidden-topics", "Consider hidden topics as well");
+        } else if (std::string(entry.name) == "service") {
+            command->add_flag("--include-hidden-services", "Consider hidden services as well");
         }
     }
     for (const VerbEntry& entry : kVerbs) {

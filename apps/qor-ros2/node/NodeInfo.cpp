@@ -5,24 +5,17 @@
 #include <map>
 #include <set>
 
+#include "cli/GraphNames.h"
 #include "node/NodeVerbs.h"
 
 namespace qorCli {
 namespace {
 
-// Whether a part of the topic name starts with '_', which ROS 2 tools hide unless asked.
-bool isHiddenTopic(const std::string& topic) {
-    for (std::size_t at = topic.find('/'); at != std::string::npos; at = topic.find('/', at + 1)) {
-        if (at + 1 < topic.size() && topic[at + 1] == '_') {
-            return true;
-        }
-    }
-    return false;
-}
+using TypesByName = std::map<std::string, std::set<std::string>>;
 
 // The lines of one section: "    /topic: type1, type2", sorted by topic; an empty section is one
 // empty line, as ros2 prints it.
-std::string section(const std::map<std::string, std::set<std::string>>& topics) {
+std::string section(const TypesByName& topics) {
     if (topics.empty()) {
         return "\n";
     }
@@ -44,6 +37,7 @@ std::string section(const std::map<std::string, std::set<std::string>>& topics) 
 GraphOutput nodeInfoOutput(const std::string& fullName,
                            const std::vector<qorROS2::DiscoveredNode>& nodes,
                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,
+                           const std::vector<qorROS2::DiscoveredServiceEndpoint>& services,
                            bool includeHidden) {
     GraphOutput output;
     std::size_t count = 0;
@@ -64,17 +58,29 @@ GraphOutput nodeInfoOutput(const std::string& fullName,
                      " nodes in the graph with the exact name \"" + fullName +
                      "\". You are seeing information about only one of them.\n";
     }
-    std::map<std::string, std::set<std::string>> subscribers;
-    std::map<std::string, std::set<std::string>> publishers;
+    const auto shown = [&](const auto& endpoint, const std::string& name) {
+        return endpoint.nodeName == found->name && endpoint.nodeNamespace == found->nameSpace &&
+               (includeHidden || !isHiddenName(name));
+    };
+    TypesByName subscribers;
+    TypesByName publishers;
     for (const qorROS2::DiscoveredEndpoint& endpoint : endpoints) {
-        if (endpoint.nodeName != found->name || endpoint.nodeNamespace != found->nameSpace ||
-            (!includeHidden && isHiddenTopic(endpoint.topic))) {
-            continue;
+        if (shown(endpoint, endpoint.topic)) {
+            (endpoint.publisher ? publishers : subscribers)[endpoint.topic].insert(endpoint.type);
         }
-        (endpoint.publisher ? publishers : subscribers)[endpoint.topic].insert(endpoint.type);
+    }
+    // ROS 2 tells a node's servers by their request readers and its clients by their reply
+    // readers; the writers beside them are not asked.
+    TypesByName servers;
+    TypesByName clients;
+    for (const qorROS2::DiscoveredServiceEndpoint& endpoint : services) {
+        if (endpoint.reader && shown(endpoint, endpoint.service)) {
+            (endpoint.isServer() ? servers : clients)[endpoint.service].insert(endpoint.type);
+        }
     }
     output.out = fullName + "\n  Subscribers:\n" + section(subscribers) + "  Publishers:\n" +
-                 section(publishers) + "  Service Servers:\n\n  Service Clients:\n\n" +
+                 section(publishers) + "  Service Servers:\n" + section(servers) +
+                 "  Service Clients:\n" + section(clients) +
                  "  Action Servers:\n\n  Action Clients:\n\n";
     return output;
 }
@@ -83,8 +89,8 @@ int nodeInfoCommand(const std::string& fullName, bool includeHidden, std::int8_t
                     const std::optional<double>& spinTime) {
     const qorROS2::TopicDiscovery discovery(domain);
     waitForSettledGraph(discovery, spinTime);
-    const GraphOutput output =
-        nodeInfoOutput(fullName, discovery.nodes(), discovery.endpoints(), includeHidden);
+    const GraphOutput output = nodeInfoOutput(fullName, discovery.nodes(), discovery.endpoints(),
+                                              discovery.serviceEndpoints(), includeHidden);
     std::fputs(output.err.c_str(), stderr);
     std::fputs(output.out.c_str(), stdout);
     return output.exitCode;

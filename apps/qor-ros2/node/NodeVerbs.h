@@ -18,11 +18,13 @@ namespace qorCli {
 GraphOutput nodeListOutput(const std::vector<qorROS2::DiscoveredNode>& nodes, bool all,
                            bool countOnly);
 
-/// `node info NAME`, as `ros2 node info` prints it: the node's subscriptions and publications
-/// with their types, then the service and action sections, which are empty here.
+/// `node info NAME`, as `ros2 node info` prints it: the node's subscriptions, publications,
+/// service servers and service clients with their types, then the action sections, which are
+/// empty here.
 GraphOutput nodeInfoOutput(const std::string& fullName,
                            const std::vector<qorROS2::DiscoveredNode>& nodes,
                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,
+                           const std::vector<qorROS2::DiscoveredServiceEndpoint>& services,
                            bool includeHidden);
 
 /// Runs `node list` or `node info` in `domain`: waits for the graph to settle (or `spinTime`

@@ -1,7 +1,6 @@
 // `qor-ros2 topic find TYPE`: the topics that carry a type, as `ros2 topic find` prints them.
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 
 #include "cli/CommandOptions.h"
@@ -25,19 +24,10 @@ class TopicFindVerb : public Verb {
     }
 
     int run() override {
-        std::string text;
-        std::size_t count = 0;
-        for (const qorROS2::DiscoveredTopic& topic :
-             settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app), m_node.spinTime)) {
-            // The whole type name must match, as ros2 compares it.
-            if (std::find(topic.types.begin(), topic.types.end(), m_type) != topic.types.end()) {
-                text += topic.name + "\n";
-                ++count;
-            }
-        }
-        if (m_countOnly) {
-            text = std::to_string(count) + "\n";
-        }
+        // The whole type name must match, as ros2 compares it.
+        const std::string text = namesOfTypeText(
+            settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app), m_node.spinTime),
+            m_type, m_countOnly);
         std::fwrite(text.data(), 1, text.size(), stdout);
         return 0;
     }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/GraphNames.h"
 #include "qorROS2/TopicDiscovery.h"
 
 namespace CLI {
@@ -15,9 +16,6 @@ class App;
 }  // namespace CLI
 
 namespace qorCli {
-
-/// Whether ROS 2 hides `topic` from listings: one of its tokens starts with '_'.
-bool isHiddenTopic(const std::string& topic);
 
 /// What discovery sees of the topics: names and types, in one list that changes whenever they do.
 std::vector<std::string> topicsSummary(const qorROS2::TopicDiscovery& discovery);

@@ -23,19 +23,9 @@ class TopicTypeVerb : public Verb {
     }
 
     int run() override {
-        // The name must match exactly, as ros2 compares it.
-        for (const qorROS2::DiscoveredTopic& topic :
-             settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app), m_node.spinTime)) {
-            if (topic.name == m_topic) {
-                std::string text;
-                for (const std::string& type : topic.types) {
-                    text += type + "\n";
-                }
-                std::fwrite(text.data(), 1, text.size(), stdout);
-                return 0;
-            }
-        }
-        return 1;
+        return printTypesOf(
+            settledTopics(domainFromEnvironment(), includeHiddenTopics(m_app), m_node.spinTime),
+            m_topic);
     }
 
   private:

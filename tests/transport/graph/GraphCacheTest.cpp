@@ -58,6 +58,41 @@ TEST(GraphCache, EndpointsBelongToTheNodeOfTheirParticipantThatListsThem) {
     EXPECT_EQ(endpoints[0].gid[15], 3);
 }
 
+DiscoveredServiceEndpoint serviceEndpointOn(const std::string& service, bool request, bool reader) {
+    DiscoveredServiceEndpoint endpoint;
+    endpoint.service = service;
+    endpoint.type = "std_srvs/srv/Trigger";
+    endpoint.request = request;
+    endpoint.reader = reader;
+    return endpoint;
+}
+
+TEST(GraphCache, ServiceEndpointsBelongToTheNodeThatListsThemAsReaderOrWriter) {
+    GraphCache cache;
+    cache.addServiceEndpoint(entityGuid(1, 3), serviceEndpointOn("/reset", true, true));
+    cache.addServiceEndpoint(entityGuid(1, 4), serviceEndpointOn("/reset", false, false));
+    cache.addServiceEndpoint(entityGuid(1, 5), serviceEndpointOn("/arm", false, true));
+    ParticipantEntities entities;
+    entities.participant = entityGuid(1, 0xc1);
+    // The reply writer is listed among the readers: as a writer it belongs to no node.
+    entities.nodes = {NodeEntities{"/", "server", {entityGuid(1, 3), entityGuid(1, 4)}, {}},
+                      NodeEntities{"/robot", "client", {entityGuid(1, 5)}, {}}};
+    cache.announce(entities);
+
+    const std::vector<DiscoveredServiceEndpoint> endpoints = cache.serviceEndpoints();
+    ASSERT_EQ(endpoints.size(), 3U);
+    EXPECT_EQ(endpoints[0].service, "/arm");
+    EXPECT_TRUE(endpoints[0].isClient());
+    EXPECT_EQ(endpoints[0].nodeName, "client");
+    EXPECT_EQ(endpoints[0].nodeNamespace, "/robot");
+    EXPECT_EQ(endpoints[1].service, "/reset");
+    EXPECT_TRUE(endpoints[1].isServer());
+    EXPECT_EQ(endpoints[1].nodeName, "server");
+    EXPECT_FALSE(endpoints[2].reader);
+    EXPECT_EQ(endpoints[2].nodeName, "_NODE_NAME_UNKNOWN_");
+    EXPECT_EQ(endpoints[2].nodeNamespace, "_NODE_NAMESPACE_UNKNOWN_");
+}
+
 TEST(GraphCache, NewestAnnouncementReplacesTheOldOneAndNodesAreSorted) {
     GraphCache cache;
     ParticipantEntities entities;

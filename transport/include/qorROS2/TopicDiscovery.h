@@ -68,6 +68,24 @@ struct DiscoveredEndpoint {
     std::string typeHash = "INVALID";
 };
 
+/// A reader or writer of a ROS 2 service's requests or replies seen in a domain.
+struct DiscoveredServiceEndpoint {
+    std::string service;        ///< "/add_two_ints"
+    std::string type;           ///< "example_interfaces/srv/AddTwoInts"
+    bool request = true;        ///< true on "rq/<service>Request", false on "rr/<service>Reply"
+    bool reader = true;         ///< true for a DataReader, false for a DataWriter
+    std::string nodeName;       ///< "_NODE_NAME_UNKNOWN_" when no node claims the endpoint
+    std::string nodeNamespace;  ///< "_NODE_NAMESPACE_UNKNOWN_" when no node claims it
+    /// Whether its USER_DATA says "serviceid=" or "clientid=", as rmw_cyclonedds writes it: its
+    /// samples carry that middleware's request header.
+    bool cycloneDds = false;
+
+    /// Whether ROS 2 counts it as a server of its node: the reader of requests.
+    bool isServer() const { return reader && request; }
+    /// Whether ROS 2 counts it as a client of its node: the reader of replies.
+    bool isClient() const { return reader && !request; }
+};
+
 namespace transport::participant {
 class TopicDiscoveryState;
 }  // namespace transport::participant
@@ -98,6 +116,10 @@ class QORNTROS2_EXPORT TopicDiscovery {
     /// each with its service types ("std_srvs/srv/SetBool"), as `ros2 service list -t` lists
     /// them: "rq/<name>Request" and "rr/<name>Reply" are the service "/<name>".
     std::vector<DiscoveredTopic> services() const;
+
+    /// Every request and reply endpoint of a ROS 2 service seen right now, sorted by service,
+    /// with the node that owns it, as ROS 2 tools find a node's servers and clients.
+    std::vector<DiscoveredServiceEndpoint> serviceEndpoints() const;
 
     /// Waits until some endpoint uses the ROS 2 topic `name` ("/clock" or "clock") and returns
     /// true, or returns false once `timeout` has passed without one.

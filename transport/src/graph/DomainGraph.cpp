@@ -73,8 +73,8 @@ bool rosEndpoint(const ProxyData& data, bool publisher, DiscoveredEndpoint& endp
 // rmw demangles them: "rq/add_two_intsRequest" of
 // "example_interfaces::srv::dds_::AddTwoInts_Request_" is "/add_two_ints" of
 // "example_interfaces/srv/AddTwoInts". False for any other topic.
-bool rosService(const std::string& ddsTopic, const std::string& ddsType, std::string& service,
-                std::string& type) {
+bool rosService(const std::string& ddsTopic, const std::string& ddsType,
+                DiscoveredServiceEndpoint& endpoint) {
     struct Kind {
         const char* prefix;
         const char* suffix;
@@ -89,8 +89,10 @@ bool rosService(const std::string& ddsTopic, const std::string& ddsType, std::st
             ddsTopic.compare(ddsTopic.size() - suffix.size(), suffix.size(), suffix) != 0) {
             continue;
         }
-        service = ddsTopic.substr(prefix.size() - 1,
-                                  ddsTopic.size() - suffix.size() - (prefix.size() - 1));
+        endpoint.service = ddsTopic.substr(prefix.size() - 1,
+                                           ddsTopic.size() - suffix.size() - (prefix.size() - 1));
+        endpoint.request = &kind == &kKinds[0];
+        std::string& type = endpoint.type;
         type = rosTypeName(ddsType);
         const std::string typeSuffix = kind.typeSuffix;
         if (type.size() > typeSuffix.size() &&
@@ -171,14 +173,15 @@ void DomainGraph::discovered(const ProxyData& data, bool publisher, bool removed
     const Guid guid = guidBytes(&data.guid());
     DiscoveredEndpoint endpoint;
     const bool topic = rosEndpoint(data, publisher, endpoint);
-    std::string service;
-    std::string serviceType;
-    const bool serviceEndpoint =
-        !topic &&
-        rosService(data.topicName().to_string(), data.typeName().to_string(), service, serviceType);
+    DiscoveredServiceEndpoint serviceEndpoint;
+    const bool service = !topic && rosService(data.topicName().to_string(),
+                                              data.typeName().to_string(), serviceEndpoint);
+    const std::vector<std::uint8_t>& userData = data.m_qos.m_userData.data_vec();
     const std::string clientId =
-        removed ? std::string()
-                : common::userDataValue(data.m_qos.m_userData.data_vec(), "clientid");
+        removed ? std::string() : common::userDataValue(userData, "clientid");
+    serviceEndpoint.reader = !publisher;
+    serviceEndpoint.cycloneDds =
+        !clientId.empty() || !common::userDataValue(userData, "serviceid").empty();
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (removed) {
@@ -187,8 +190,8 @@ void DomainGraph::discovered(const ProxyData& data, bool publisher, bool removed
             m_cache.setClientId(guid, clientId);
             if (topic) {
                 m_cache.addEndpoint(guid, endpoint);
-            } else if (serviceEndpoint) {
-                m_cache.addServiceEndpoint(guid, service, serviceType);
+            } else if (service) {
+                m_cache.addServiceEndpoint(guid, serviceEndpoint);
             }
         }
     }

@@ -94,25 +94,31 @@ std::vector<DiscoveredNode> GraphCache::nodes() const {
     return out;
 }
 
+void GraphCache::claimByNode(const Guid& guid, bool writer, std::string& nodeName,
+                             std::string& nodeNamespace) const {
+    nodeName = kUnknownNodeName;
+    nodeNamespace = kUnknownNodeNamespace;
+    // ROS 2 looks for the endpoint among the nodes of its own participant only.
+    const auto participant = m_participants.find(prefixOf(guid));
+    if (participant == m_participants.end()) {
+        return;
+    }
+    for (const NodeEntities& node : participant->second.nodes) {
+        if (contains(writer ? node.writers : node.readers, guid)) {
+            nodeName = node.nodeName;
+            nodeNamespace = node.nodeNamespace;
+            return;
+        }
+    }
+}
+
 std::vector<DiscoveredEndpoint> GraphCache::endpoints() const {
     std::vector<DiscoveredEndpoint> out;
     for (const auto& [guid, known] : m_endpoints) {
         DiscoveredEndpoint endpoint = known;
         endpoint.gid.assign(guid.begin(), guid.end());
         endpoint.gid.resize(static_cast<std::size_t>(processGidLayout()), 0);
-        endpoint.nodeName = kUnknownNodeName;
-        endpoint.nodeNamespace = kUnknownNodeNamespace;
-        // ROS 2 looks for the endpoint among the nodes of its own participant only.
-        const auto participant = m_participants.find(prefixOf(guid));
-        if (participant != m_participants.end()) {
-            for (const NodeEntities& node : participant->second.nodes) {
-                if (contains(endpoint.publisher ? node.writers : node.readers, guid)) {
-                    endpoint.nodeName = node.nodeName;
-                    endpoint.nodeNamespace = node.nodeNamespace;
-                    break;
-                }
-            }
-        }
+        claimByNode(guid, endpoint.publisher, endpoint.nodeName, endpoint.nodeNamespace);
         out.push_back(std::move(endpoint));
     }
     std::sort(out.begin(), out.end(), [](const DiscoveredEndpoint& a, const DiscoveredEndpoint& b) {
@@ -128,15 +134,29 @@ std::vector<DiscoveredTopic> GraphCache::topics() const {
     });
 }
 
-void GraphCache::addServiceEndpoint(const Guid& guid, const std::string& service,
-                                    const std::string& type) {
-    m_serviceEndpoints[guid] = ServiceEndpoint{service, type};
+void GraphCache::addServiceEndpoint(const Guid& guid, const DiscoveredServiceEndpoint& endpoint) {
+    m_serviceEndpoints[guid] = endpoint;
 }
 
 std::vector<DiscoveredTopic> GraphCache::services() const {
-    return namesWithTypes(m_serviceEndpoints, [](const ServiceEndpoint& endpoint) {
+    return namesWithTypes(m_serviceEndpoints, [](const DiscoveredServiceEndpoint& endpoint) {
         return std::make_pair(endpoint.service, endpoint.type);
     });
+}
+
+std::vector<DiscoveredServiceEndpoint> GraphCache::serviceEndpoints() const {
+    std::vector<DiscoveredServiceEndpoint> out;
+    for (const auto& [guid, known] : m_serviceEndpoints) {
+        DiscoveredServiceEndpoint endpoint = known;
+        claimByNode(guid, !endpoint.reader, endpoint.nodeName, endpoint.nodeNamespace);
+        out.push_back(std::move(endpoint));
+    }
+    // The map is in GUID order already; a stable sort keeps it within each service.
+    std::stable_sort(out.begin(), out.end(),
+                     [](const DiscoveredServiceEndpoint& a, const DiscoveredServiceEndpoint& b) {
+                         return a.service < b.service;
+                     });
+    return out;
 }
 
 void GraphCache::setClientId(const Guid& guid, const std::string& clientId) {

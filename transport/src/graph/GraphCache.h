@@ -42,12 +42,15 @@ class GraphCache {
     /// Topics sorted by name, each with its types sorted.
     std::vector<DiscoveredTopic> topics() const;
 
-    /// Remembers (or updates) the request or reply endpoint `guid` of the service `service`
-    /// ("/add_two_ints") of type `type` ("example_interfaces/srv/AddTwoInts").
-    void addServiceEndpoint(const Guid& guid, const std::string& service, const std::string& type);
+    /// Remembers (or updates) the request or reply endpoint `guid` as `endpoint` describes it;
+    /// its node fields are ignored.
+    void addServiceEndpoint(const Guid& guid, const DiscoveredServiceEndpoint& endpoint);
 
     /// Services sorted by name, each with its types sorted, as `ros2 service list -t` lists them.
     std::vector<DiscoveredTopic> services() const;
+
+    /// Request and reply endpoints sorted by service, then GUID, each with its node.
+    std::vector<DiscoveredServiceEndpoint> serviceEndpoints() const;
 
     /// Remembers the client id that the endpoint `guid` announces in its USER_DATA
     /// ("clientid=...;", as a client of rmw_cyclonedds does); an empty id forgets it.
@@ -63,13 +66,13 @@ class GraphCache {
     bool knows(const Guid& guid) const;
 
   private:
-    struct ServiceEndpoint {
-        std::string service;
-        std::string type;
-    };
+    /// Sets the node fields to the node of its own participant that lists `guid` among its
+    /// writers (`writer`) or readers, else to ROS 2's names for an unknown node.
+    void claimByNode(const Guid& guid, bool writer, std::string& nodeName,
+                     std::string& nodeNamespace) const;
 
     std::map<Guid, DiscoveredEndpoint> m_endpoints;
-    std::map<Guid, ServiceEndpoint> m_serviceEndpoints;
+    std::map<Guid, DiscoveredServiceEndpoint> m_serviceEndpoints;
     std::map<Guid, std::string> m_clientIds;
     std::map<Guid, bool> m_known;
     std::map<GuidPrefix, ParticipantEntities> m_participants;

@@ -50,6 +50,13 @@ std::vector<DiscoveredTopic> TopicDiscovery::services() const {
     return services;
 }
 
+std::vector<DiscoveredServiceEndpoint> TopicDiscovery::serviceEndpoints() const {
+    std::vector<DiscoveredServiceEndpoint> endpoints;
+    m_state->graph().read(
+        [&](const transport::graph::GraphCache& cache) { endpoints = cache.serviceEndpoints(); });
+    return endpoints;
+}
+
 std::vector<DiscoveredNode> TopicDiscovery::nodes() const {
     std::vector<DiscoveredNode> nodes;
     m_state->graph().read(

@@ -11,7 +11,9 @@
 #include <vector>
 
 #include "CliRuns.h"
+#include "qorROS2/Interfaces.h"
 #include "qorROS2/Publisher.h"
+#include "qorROS2/ServiceServer.h"
 
 namespace {
 
@@ -20,8 +22,8 @@ using qorCliTest::linesOf;
 constexpr int kDomain = 106;
 
 // What the completion offers, sorted, for the command line `words` (after the program's name)
-// whose last word is the one being completed.
-std::vector<std::string> completions(const std::vector<std::string>& words) {
+// whose last word is the one being completed, run in ROS domain `domain`.
+std::vector<std::string> completions(const std::vector<std::string>& words, int domain = kDomain) {
     std::string command = "bash --norc --noprofile -c " +
                           qorCliTest::shellQuoted(
                               "source \"$0\"; COMP_WORDS=(\"$@\"); "
@@ -31,7 +33,7 @@ std::vector<std::string> completions(const std::vector<std::string>& words) {
     for (const std::string& word : words) {
         command += " " + qorCliTest::shellQuoted(word);
     }
-    const auto result = qorCliTest::runShell(command, kDomain);
+    const auto result = qorCliTest::runShell(command, domain);
     EXPECT_EQ(result.exitCode, 0) << command;
     std::vector<std::string> offered;
     for (const std::string& line : linesOf(result.output)) {
@@ -56,7 +58,8 @@ TEST(CliCompletion, SourcingTheScriptRegistersItForTheProgram) {
 }
 
 TEST(CliCompletion, FirstWordIsACommand) {
-    EXPECT_EQ(completions({""}), (Words{"--help", "interface", "node", "security", "topic"}));
+    EXPECT_EQ(completions({""}),
+              (Words{"--help", "interface", "node", "param", "security", "service", "topic"}));
     EXPECT_EQ(completions({"to"}), (Words{"topic"}));
     EXPECT_EQ(completions({"x"}), (Words{}));
 }
@@ -66,6 +69,9 @@ TEST(CliCompletion, SecondWordIsAVerbOfTheCommand) {
               (Words{"list", "package", "packages", "proto", "show"}));
     EXPECT_EQ(completions({"topic", "h"}), (Words{"hz"}));
     EXPECT_EQ(completions({"security", ""}), (Words{"create_enclave", "create_keystore"}));
+    EXPECT_EQ(completions({"service", ""}), (Words{"call", "find", "list", "type"}));
+    EXPECT_EQ(completions({"param", ""}),
+              (Words{"delete", "describe", "dump", "get", "list", "set"}));
     EXPECT_EQ(completions({"nothing", ""}), (Words{}));
 }
 
@@ -101,6 +107,11 @@ TEST(CliCompletion, TypeIsCompletedWhereATypeIsExpected) {
     EXPECT_EQ(completions({"interface", "show", ""}).size(), 89U + 35U);
     // The values after the type are free text.
     EXPECT_EQ(completions({"topic", "pub", "/x", "std_msgs/msg/String", ""}), (Words{}));
+    // Where a service type is expected, service types.
+    EXPECT_EQ(completions({"service", "call", "-r", "2", "/x", "std_srvs/srv/Set"}),
+              (Words{"std_srvs/srv/SetBool"}));
+    EXPECT_EQ(completions({"service", "find", "rcl_interfaces/srv/Get"}),
+              (Words{"rcl_interfaces/srv/GetParameterTypes", "rcl_interfaces/srv/GetParameters"}));
 }
 
 TEST(CliCompletion, PackageIsCompletedWherePackageIsExpected) {
@@ -118,6 +129,16 @@ TEST(CliCompletion, TopicOfALivePublisherIsCompletedWhereATopicIsExpected) {
     EXPECT_EQ(completions({"topic", "hz", "--window", "5", "/completion/"}),
               (Words{"/completion/chatter"}));
     EXPECT_EQ(completions({"topic", "info", "/nowhere"}), (Words{}));
+}
+
+TEST(CliCompletion, ServiceOfALiveServerIsCompletedWhereAServiceIsExpected) {
+    constexpr int kServiceDomain = 26;
+    const qorROS2::ServiceServer<qorROS2::stdSrvs::Trigger> server("/completion/reset",
+                                                                   kServiceDomain);
+    EXPECT_EQ(completions({"service", "call", "/completion/re"}, kServiceDomain),
+              (Words{"/completion/reset"}));
+    EXPECT_EQ(completions({"service", "type", "/completion/"}, kServiceDomain),
+              (Words{"/completion/reset"}));
 }
 
 // The verbs of the script's option table, each with its options, as the script itself holds it.
@@ -163,7 +184,8 @@ std::vector<std::string> sectionOf(const std::string& text, const std::string& h
 // help lists ("-1, --once", "-w WINDOW, --window WINDOW"), -h and --help left out.
 std::map<std::string, std::set<std::string>> optionsOfTheHelp() {
     std::map<std::string, std::set<std::string>> table;
-    for (const std::string command : {"interface", "node", "security", "topic"}) {
+    for (const std::string command :
+         {"interface", "node", "param", "security", "service", "topic"}) {
         const auto commandHelp = qorCliTest::runCli(command + " --help", kDomain, false);
         EXPECT_EQ(commandHelp.exitCode, 0) << command;
         for (const std::string& entry : sectionOf(commandHelp.output, "Commands:")) {
@@ -253,13 +275,13 @@ TEST(CliCompletion, EveryOptionTheScriptOffersIsAcceptedByTheProgram) {
             ++checked;
         }
     }
-    EXPECT_EQ(checked, 138);
+    EXPECT_EQ(checked, 185);
 }
 
 TEST(CliCompletion, ScriptOffersExactlyTheVerbsAndOptionsOfTheProgram) {
     const auto script = optionsOfTheScript();
     const auto help = optionsOfTheHelp();
-    ASSERT_EQ(help.size(), 18U);
+    ASSERT_EQ(help.size(), 28U);
     EXPECT_EQ(script, help);
 }
 

@@ -14,6 +14,7 @@ namespace {
 using qorCli::GraphOutput;
 using qorROS2::DiscoveredEndpoint;
 using qorROS2::DiscoveredNode;
+using qorROS2::DiscoveredServiceEndpoint;
 
 DiscoveredEndpoint endpoint(const std::string& topic, bool publisher, const std::string& node,
                             const std::string& nameSpace, std::uint8_t firstByte) {
@@ -59,7 +60,7 @@ TEST(CliGraphText, NodeInfoListsTheNodesTopicsWithTypes) {
         endpoint("/clock", true, "qor_ros2_demo", "/", 0x30),
         endpoint("/other", true, "talker", "/", 0x40)};
     const GraphOutput output =
-        qorCli::nodeInfoOutput("/qor_ros2_demo", {{"qor_ros2_demo", "/"}}, endpoints, false);
+        qorCli::nodeInfoOutput("/qor_ros2_demo", {{"qor_ros2_demo", "/"}}, endpoints, {}, false);
     EXPECT_EQ(output.exitCode, 0);
     EXPECT_EQ(output.out,
               "/qor_ros2_demo\n"
@@ -78,8 +79,57 @@ TEST(CliGraphText, NodeInfoListsTheNodesTopicsWithTypes) {
               "\n");
 }
 
+DiscoveredServiceEndpoint serviceEndpoint(const std::string& service, const std::string& type,
+                                          bool request, bool reader, const std::string& node) {
+    DiscoveredServiceEndpoint out;
+    out.service = service;
+    out.type = type;
+    out.request = request;
+    out.reader = reader;
+    out.nodeName = node;
+    out.nodeNamespace = "/";
+    return out;
+}
+
+TEST(CliGraphText, NodeInfoListsServersByRequestReadersAndClientsByReplyReaders) {
+    const std::string setBool = "std_srvs/srv/SetBool";
+    const std::string trigger = "std_srvs/srv/Trigger";
+    const std::vector<DiscoveredServiceEndpoint> services = {
+        serviceEndpoint("/demo/reset", trigger, true, true, "demo"),
+        serviceEndpoint("/demo/reset", trigger, false, false, "demo"),
+        serviceEndpoint("/demo/enable", setBool, true, true, "demo"),
+        serviceEndpoint("/demo/enable", trigger, true, true, "demo"),
+        serviceEndpoint("/demo/_private", trigger, true, true, "demo"),
+        serviceEndpoint("/motor/on", setBool, false, true, "demo"),
+        serviceEndpoint("/motor/on", setBool, true, false, "demo"),
+        // A writer alone counts for nothing, and another node's reader not for this one.
+        serviceEndpoint("/writer_only", trigger, true, false, "demo"),
+        serviceEndpoint("/elsewhere", trigger, true, true, "other")};
+    const GraphOutput output =
+        qorCli::nodeInfoOutput("/demo", {{"demo", "/"}, {"other", "/"}}, {}, services, false);
+    EXPECT_EQ(output.exitCode, 0);
+    EXPECT_EQ(output.out,
+              "/demo\n"
+              "  Subscribers:\n"
+              "\n"
+              "  Publishers:\n"
+              "\n"
+              "  Service Servers:\n"
+              "    /demo/enable: std_srvs/srv/SetBool, std_srvs/srv/Trigger\n"
+              "    /demo/reset: std_srvs/srv/Trigger\n"
+              "  Service Clients:\n"
+              "    /motor/on: std_srvs/srv/SetBool\n"
+              "  Action Servers:\n"
+              "\n"
+              "  Action Clients:\n"
+              "\n");
+    const GraphOutput hidden = qorCli::nodeInfoOutput("/demo", {{"demo", "/"}}, {}, services, true);
+    EXPECT_NE(hidden.out.find("    /demo/_private: std_srvs/srv/Trigger\n"), std::string::npos)
+        << hidden.out;
+}
+
 TEST(CliGraphText, NodeInfoOfAnUnknownNodeFails) {
-    const GraphOutput output = qorCli::nodeInfoOutput("/nobody", {{"talker", "/"}}, {}, false);
+    const GraphOutput output = qorCli::nodeInfoOutput("/nobody", {{"talker", "/"}}, {}, {}, false);
     EXPECT_EQ(output.exitCode, 1);
     EXPECT_EQ(output.out, "");
     EXPECT_EQ(output.err, "Unable to find node '/nobody'\n");
