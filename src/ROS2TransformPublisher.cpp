@@ -19,11 +19,6 @@ namespace {
 constexpr int kPreAndPost = 6;
 constexpr int kPostOnly = 4;
 
-// tf2's broadcasters: every transform of a burst is kept for a slow reader, and the static set
-// is one latched message that supersedes the previous one.
-constexpr QOS kTfQos{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 100};
-constexpr QOS kTfStaticQos{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1};
-
 using Quaternion = std::array<double, 4>;  // w, x, y, z
 using Vector = std::array<double, 3>;
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "qorROS2/Export.h"
+#include "qorROS2/QOS.h"
 #include "qorROS2/geometryMsgs.h"
 #include "qorROS2/tf2Msgs.h"
 #include "qorSDK/Simulation.h"
@@ -32,6 +33,11 @@ namespace qorROS2 {
 /// It has no thread of its own; its methods are called on the simulation's thread.
 class QORROS2_EXPORT ROS2TransformPublisher : public qorSDK::StepEventListener {
   public:
+    /// tf2's broadcasters' QOS: every transform of a burst is kept for a slow reader on "/tf";
+    /// the static set is one latched message that supersedes the previous one.
+    static constexpr QOS kTfQos{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 100};
+    static constexpr QOS kTfStaticQos{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1};
+
     /// Whether a transform changes as the simulation runs.
     enum Motion { MOVING, FIXED };
 
