@@ -168,7 +168,7 @@ TEST(ArmTransforms, EveryLinkFromTfAndTfStaticIsWhereTheUrdfPutsItAtThatStep) {
     }
 }
 
-TEST(ArmTransforms, TfStaticReachesALateSubscriberWholeAndOnce) {
+TEST(ArmTransforms, TfStaticReachesALateSubscriberWholeOnceAndOnlyTheLastSet) {
     ArmOnDomain arm(kLateDomain);
     arm.simulation->stepForward();
     arm.simulation->stepForward();
@@ -188,9 +188,25 @@ TEST(ArmTransforms, TfStaticReachesALateSubscriberWholeAndOnce) {
     arm.simulation->stepForward();
     EXPECT_FALSE(late.waitForSample(std::chrono::milliseconds(300)))
         << "a second /tf_static message came";
+
+    // A fixed transform added later sends the whole set again, which alone a later subscriber
+    // gets: the topic keeps the last message only.
+    arm.tf->addFrame("ball", qorSDK::Simulation::FrameKind::BODY, "blue_ball");
+    arm.tf->addTransform("world", "ball", qorROS2::ROS2TransformPublisher::FIXED);
+    arm.simulation->stepForward();
+    // It keeps more than one message itself, so that it would see every one the topic keeps.
+    const qorROS2::Subscriber<TFMessage> later(
+        "/tf_static", QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 10}, kLateDomain);
+    ASSERT_TRUE(qorTest::receiveWithin(later, fixed)) << "a later subscriber got no /tf_static";
+    EXPECT_EQ(fixed.transforms.size(), expected.size() + 1) << describe(fixed);
+    EXPECT_FALSE(later.waitForSample(std::chrono::milliseconds(300)))
+        << "a later subscriber got more than the last /tf_static message";
 }
 
 TEST(ArmTransforms, TopicsOfferTf2sQos) {
+    // DDS discovery announces no history: the depths are pinned on the publisher's own QOS.
+    qorTest::expectQos(qorROS2::ROS2TransformPublisher::kTfQos, kTfQos, "/tf");
+    qorTest::expectQos(qorROS2::ROS2TransformPublisher::kTfStaticQos, kTfStaticQos, "/tf_static");
     ArmOnDomain arm(kSharedDomain);
     const qorROS2::TopicDiscovery discovery(kSharedDomain);
     std::vector<qorROS2::DiscoveredEndpoint> endpoints;
