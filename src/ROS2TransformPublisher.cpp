@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <stdexcept>
 #include <vector>
 
@@ -18,6 +19,9 @@ namespace {
 // listener is, and then narrowed to post, where the joints stand at the end of the step.
 constexpr int kPreAndPost = 6;
 constexpr int kPostOnly = 4;
+
+// How far from 1 an offset's quaternion may be: enough for one written with 17 digits.
+constexpr double kUnitTolerance = 1e-12;
 
 using Quaternion = std::array<double, 4>;  // w, x, y, z
 using Vector = std::array<double, 3>;
@@ -140,6 +144,15 @@ void ROS2TransformPublisher::addFrame(const std::string& frame, qorSDK::Simulati
     if (std::any_of(frames.begin(), frames.end(), same)) {
         throw std::invalid_argument("ROS2TransformPublisher::addFrame: frame '" + frame +
                                     "' is added already");
+    }
+    const geometryMsgs::Vector3& t = offset.translation;
+    const geometryMsgs::Quaternion& q = offset.rotation;
+    const double norm = std::sqrt(q.w * q.w + q.x * q.x + q.y * q.y + q.z * q.z);
+    // A rotation that is not one would shear every transform composed with it.
+    if (!std::isfinite(t.x) || !std::isfinite(t.y) || !std::isfinite(t.z) ||
+        !(std::abs(norm - 1.0) <= kUnitTolerance)) {
+        throw std::invalid_argument("ROS2TransformPublisher::addFrame: the offset of frame '" +
+                                    frame + "' needs a finite translation and a unit quaternion");
     }
     // Checks the object now, so that a step never meets an unknown one.
     m_impl->simulation.getPose(kind, object);

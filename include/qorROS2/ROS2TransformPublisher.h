@@ -55,7 +55,9 @@ class QORROS2_EXPORT ROS2TransformPublisher : public qorSDK::StepEventListener {
 
     /// Names `frame` the pose of the scene's `kind` object `object` followed by `offset` (the
     /// frame in the object's axes). Throws std::invalid_argument when `frame` is empty or named
-    /// already, and what qorSDK::Simulation::getPose throws when the scene has no such object.
+    /// already, or `offset` has a translation that is not finite or a rotation that is not a
+    /// unit quaternion, and what qorSDK::Simulation::getPose throws when the scene has no such
+    /// object.
     void addFrame(const std::string& frame, qorSDK::Simulation::FrameKind kind,
                   const std::string& object, const geometryMsgs::Transform& offset = identity());
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <map>
 #include <random>
@@ -249,6 +250,16 @@ TEST(ArmTransforms, UnknownFramesAndObjectsAreRefusedByName) {
               "Simulation::getPose: model 'arm' has no body named 'no_such_body'");
     EXPECT_EQ(refusal([&] { tf->addFrame("", Kind::BODY, "world"); }),
               "ROS2TransformPublisher::addFrame: a frame needs a name");
+    qorROS2::geometryMsgs::Transform sheared = qorROS2::ROS2TransformPublisher::identity();
+    sheared.rotation.w = 2.0;
+    EXPECT_EQ(refusal([&] { tf->addFrame("base", Kind::BODY, "world", sheared); }),
+              "ROS2TransformPublisher::addFrame: the offset of frame 'base' needs a finite "
+              "translation and a unit quaternion");
+    qorROS2::geometryMsgs::Transform astray = qorROS2::ROS2TransformPublisher::identity();
+    astray.translation.y = std::nan("");
+    EXPECT_EQ(refusal([&] { tf->addFrame("base", Kind::BODY, "world", astray); }),
+              "ROS2TransformPublisher::addFrame: the offset of frame 'base' needs a finite "
+              "translation and a unit quaternion");
     tf->addFrame("world", Kind::BODY, "world");
     tf->addFrame("hand", Kind::BODY, "hand");
     EXPECT_EQ(refusal([&] { tf->addFrame("hand", Kind::SITE, "tool"); }),
