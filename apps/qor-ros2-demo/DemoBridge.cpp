@@ -7,6 +7,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "ArmFrames.h"
 #include "common/PngFile.h"
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/ROS2Conventions.h"
@@ -18,10 +19,6 @@ namespace {
 
 constexpr const char* kCameraName = "overview";
 constexpr const char* kLidarSite = "lidar_mount";
-// The frames of the robot description that images and clouds are given in: the camera's REP 103
-// optical frame (z forward, x right, y down) and the lidar's mount.
-constexpr const char* kCameraFrame = "camera_optical_frame";
-constexpr const char* kLidarFrame = "lidar_link";
 
 // Reliable writers serve reliable and best-effort readers alike, so rviz2's displays (reliable
 // by default) and sensor-data subscribers both receive; keep last never blocks the step.
@@ -99,6 +96,15 @@ DemoBridge::DemoBridge(const DemoOptions& options)
     }
     m_simulation->add(m_clock.get());
     m_simulation->add(m_control.get());
+    if (options.publishTf) {
+        m_transforms = new qorROS2::ROS2TransformPublisher(*m_simulation, options.domainId);
+        addArmFrames(*m_transforms);
+        m_simulation->add(m_transforms.get());
+        listTopic<qorROS2::tf2Msgs::TFMessage>("/tf", qorROS2::ROS2TransformPublisher::kTfQos,
+                                               true);
+        listTopic<qorROS2::tf2Msgs::TFMessage>("/tf_static",
+                                               qorROS2::ROS2TransformPublisher::kTfStaticQos, true);
+    }
 
     if (options.cameraRate > 0.0) {
         const qorSensor::Resolution resolution{options.cameraWidth, options.cameraHeight};
@@ -129,6 +135,9 @@ DemoBridge::DemoBridge(const DemoOptions& options)
 }
 
 DemoBridge::~DemoBridge() {
+    if (m_transforms) {
+        m_simulation->remove(m_transforms.get());
+    }
     m_simulation->remove(m_control.get());
     m_simulation->remove(m_clock.get());
 }
@@ -236,13 +245,13 @@ void DemoBridge::publishCamera(double time) {
     m_camera->render();
     ++m_cameraFrames;
     m_imagePublisher->sendMessage(
-        qorROS2::convertCameraOutput(m_cameraOutput.get(), time, kCameraFrame));
+        qorROS2::convertCameraOutput(m_cameraOutput.get(), time, kCameraOpticalFrame));
     // rviz2's Camera display, image_proc and image_geometry read K and P in pixels about the
     // principal point; the converter's own record serves only those who asked for it.
     m_infoPublisher->sendMessage(
         m_designConventions
-            ? qorROS2::convertCameraInfo(m_camera->getModel(), time, kCameraFrame)
-            : qorROS2::convertCameraInfoForRos(m_camera->getModel(), time, kCameraFrame));
+            ? qorROS2::convertCameraInfo(m_camera->getModel(), time, kCameraOpticalFrame)
+            : qorROS2::convertCameraInfoForRos(m_camera->getModel(), time, kCameraOpticalFrame));
 }
 
 void DemoBridge::publishLidar(double time) {
@@ -303,7 +312,8 @@ bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) {
     }
     m_camera->render();
     return qorApps::writePng(
-        path, qorROS2::convertCameraOutput(m_cameraOutput.get(), time(), kCameraFrame), error);
+        path, qorROS2::convertCameraOutput(m_cameraOutput.get(), time(), kCameraOpticalFrame),
+        error);
 }
 
 }  // namespace qorDemo

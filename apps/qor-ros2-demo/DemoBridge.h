@@ -13,6 +13,7 @@
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/ROS2ClockPublisher.h"
+#include "qorROS2/ROS2TransformPublisher.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/Camera.h"
 #include "qorSensor/Lidar.h"
@@ -29,7 +30,8 @@ struct DemoTopic {
 
 /// The scene, bridged to ROS 2: the clock and the control interface listen to every step, and
 /// the camera and the lidar are published at their own rates of simulated time while their
-/// topics have subscribers. The robot description is published once, for late joiners too.
+/// topics have subscribers. The robot description is published once, for late joiners too; the
+/// arm's frames are published at every step on /tf, and once on /tf_static.
 class DemoBridge {
   public:
     /// Loads the scene, registers every joint with the control interface and prepares the
@@ -124,6 +126,7 @@ class DemoBridge {
     std::vector<std::pair<std::string, CommandInterface>> m_jointModes;
     qor::ref_ptr<qorROS2::ROS2ClockPublisher> m_clock;
     qor::ref_ptr<CommandCountingInterface> m_control;
+    qor::ref_ptr<qorROS2::ROS2TransformPublisher> m_transforms;  ///< null with --no-tf
 
     qor::ref_ptr<qorSensor::Camera> m_camera;
     qor::ref_ptr<qorSensor::CameraColorOutput> m_cameraOutput;

@@ -98,6 +98,8 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
     line.add_flag("-h,--help", options.help);
     line.add_flag("--fast", options.asFastAsPossible);
     line.add_flag("--design-conventions", options.designConventions);
+    bool noTf = false;
+    line.add_flag("--no-tf", noTf);
     valued("--scene", [&](const std::string& value) {
         options.scenePath = value;
         sceneChosen = true;
@@ -173,6 +175,8 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
     if (!descriptionChosen && !sceneChosen) {
         options.robotDescriptionPath = QOR_DEMO_DEFAULT_ROBOT_DESCRIPTION;
     }
+    // So do the frames on /tf: they are the bundled arm's.
+    options.publishTf = !noTf && !sceneChosen;
     if (!options.help && !options.robotDescriptionPath.empty() &&
         !std::ifstream(options.robotDescriptionPath).good()) {
         throw UsageError("cannot read the robot description '" + options.robotDescriptionPath +
@@ -199,7 +203,8 @@ std::string demoUsage() {
             "Runs the bundled arm scene and bridges it to ROS 2: clock on /clock, joint states\n"
             "on /joint_states, joint commands from /joint_commands, camera images on\n"
             "/camera/image_raw and /camera/camera_info, lidar points on /lidar/points, the\n"
-            "robot's URDF on /robot_description. A sensor renders or scans only while its\n"
+            "robot's URDF on /robot_description, its frames on /tf and /tf_static. A sensor "
+            "renders or scans only while its\n"
             "topics have a subscriber.\n"
             "The domain is ROS_DOMAIN_ID (default 0); the node is /qor_ros2_demo, renamed by\n"
             "--ros-args -r __node:=NAME -r __ns:=/NAMESPACE as in ROS 2. A namespace moves\n"
@@ -221,6 +226,9 @@ std::string demoUsage() {
             "  --robot-description FILE\n"
             "                        URDF for /robot_description (default: the bundled arm's,\n"
             "                        with the bundled scene only)\n"
+            "  --no-tf               publish no /tf and /tf_static (robot_state_publisher\n"
+            "                        publishes them from /joint_states instead); another\n"
+            "                        scene than the bundled arm publishes none\n"
             "  --snapshot FILE.png   write a camera image of the final state to FILE.png\n"
             "  --design-conventions  publish camera infos and clouds as the library's\n"
             "                        converters make them (focal length as the lens gives it,\n"

@@ -68,6 +68,7 @@ struct DemoOptions {
     std::string robotDescriptionPath;  ///< URDF published on /robot_description; empty: none
     std::string snapshotPath;          ///< where to write the last camera image as PNG
     bool designConventions = false;    ///< infos and clouds as the converters make them
+    bool publishTf = true;             ///< the arm's frames on /tf and /tf_static
     bool help = false;                 ///< print the usage and stop
 };
 

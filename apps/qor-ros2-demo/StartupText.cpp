@@ -45,11 +45,19 @@ std::string startupText(std::int8_t domainId, const std::vector<std::string>& jo
     }
 
     text << "On a ROS 2 machine with ROS_DOMAIN_ID=" << static_cast<int>(domainId) << ":\n";
+    // A demo that publishes the frames itself needs no robot_state_publisher, which would
+    // publish the same frames beside it.
+    const bool publishesFrames =
+        std::any_of(topics.begin(), topics.end(), [](const DemoTopic& topic) {
+            return topic.published && topic.type == "tf2_msgs/msg/TFMessage";
+        });
     if (!descriptionPath.empty()) {
-        text << "  ros2 run robot_state_publisher robot_state_publisher --ros-args "
-                "-p use_sim_time:=true -p robot_description:=\"$(cat "
-             << descriptionPath << ")\"\n"
-             << "  rviz2 -d " QOR_DEMO_RVIZ_CONFIG " --ros-args -p use_sim_time:=true\n";
+        if (!publishesFrames) {
+            text << "  ros2 run robot_state_publisher robot_state_publisher --ros-args "
+                    "-p use_sim_time:=true -p robot_description:=\"$(cat "
+                 << descriptionPath << ")\"\n";
+        }
+        text << "  rviz2 -d " QOR_DEMO_RVIZ_CONFIG " --ros-args -p use_sim_time:=true\n";
     }
     // Where the joint states are once the node's namespace and remap rules are applied.
     text << "  ros2 topic echo " << qorROS2::resolveTopicName("joint_states") << "\n";

@@ -129,6 +129,19 @@ TEST(ExportedSymbols, AreTheMessageReleasesTimeConversionsStepBridgesAndConverte
     expected.insert("qorROS2::ROS2ParameterServer::handleRequests()");
     expected.insert("qorROS2::ROS2ParameterServer::nodeName[abi:cxx11]() const");
     expected.insert("qorROS2::ROS2ParameterServer::pre(double const&)");
+    // The transform publisher.
+    expected.insert(
+        "qorROS2::ROS2TransformPublisher::ROS2TransformPublisher(qorSDK::Simulation&, signed "
+        "char)");
+    expected.insert("qorROS2::ROS2TransformPublisher::~ROS2TransformPublisher()");
+    expected.insert("qorROS2::ROS2TransformPublisher::addFrame(" QORROS2_STRING_ARGUMENT
+                    ", qorSDK::Simulation::FrameKind, " QORROS2_STRING_ARGUMENT
+                    ", qorROS2::geometryMsgs::Transform const&)");
+    expected.insert("qorROS2::ROS2TransformPublisher::addTransform(" QORROS2_STRING_ARGUMENT
+                    ", " QORROS2_STRING_ARGUMENT ", qorROS2::ROS2TransformPublisher::Motion)");
+    expected.insert("qorROS2::ROS2TransformPublisher::publishStatic()");
+    expected.insert("qorROS2::ROS2TransformPublisher::identity()");
+    expected.insert("qorROS2::ROS2TransformPublisher::post(double const&)");
     EXPECT_EQ(exportedBridgeFunctions(), expected);
 }
 

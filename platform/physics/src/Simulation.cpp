@@ -273,6 +273,44 @@ std::optional<double> Simulation::getJointForceLimit(const std::string& jointNam
     return limit;
 }
 
+Simulation::Pose Simulation::getPose(FrameKind kind, const std::string& name) const {
+    static constexpr mjtObj kObjects[] = {mjOBJ_BODY, mjOBJ_SITE, mjOBJ_CAMERA};
+    static constexpr const char* kKinds[] = {"body", "site", "camera"};
+    const auto index = static_cast<std::size_t>(kind);
+    if (index >= std::size(kObjects)) {
+        throw std::invalid_argument("Simulation::getPose: " + std::to_string(index) +
+                                    " is no kind of frame");
+    }
+    const mjModel* m = m_impl->m_scene->model();
+    const int id = mj_name2id(m, kObjects[index], name.c_str());
+    if (id < 0) {
+        throw std::invalid_argument("Simulation::getPose: model '" + getModelName() + "' has no " +
+                                    kKinds[index] + " named '" + name + "'");
+    }
+    mjData* d = m_impl->m_scene->data();
+    // After a step MuJoCo's poses still describe the state before it; these stages recompute
+    // them from the joints, as the next step does anyway, so the physics is not disturbed.
+    mj_kinematics(m, d);
+    Pose pose{};
+    if (kind == FrameKind::BODY) {
+        std::copy(d->xpos + 3 * id, d->xpos + 3 * id + 3, pose.position.begin());
+        std::copy(d->xquat + 4 * id, d->xquat + 4 * id + 4, pose.orientation.begin());
+        return pose;
+    }
+    const mjtNum* position = d->site_xpos + 3 * id;
+    const mjtNum* matrix = d->site_xmat + 9 * id;
+    if (kind == FrameKind::CAMERA) {
+        // A camera may track a body's subtree, whose centre of mass these stages give.
+        mj_comPos(m, d);
+        mj_camlight(m, d);
+        position = d->cam_xpos + 3 * id;
+        matrix = d->cam_xmat + 9 * id;
+    }
+    std::copy(position, position + 3, pose.position.begin());
+    mju_mat2Quat(pose.orientation.data(), matrix);
+    return pose;
+}
+
 qor::ref_ptr<Constraint1DOF> Simulation::createHinge(const std::string& jointName) {
     return m_impl->bind(jointName, "createHinge", Constraint1DOF::Type::HINGE);
 }

@@ -88,6 +88,12 @@ TEST(DemoOptions, RosConventionsByDefault) {
     EXPECT_FALSE(parseDemoOptions({}, kNoVariables).designConventions);
 }
 
+TEST(DemoOptions, TheArmsFramesArePublishedUnlessNoTfOrAnotherScene) {
+    EXPECT_TRUE(parseDemoOptions({}, kNoVariables).publishTf);
+    EXPECT_FALSE(parseDemoOptions({"--no-tf"}, kNoVariables).publishTf);
+    EXPECT_FALSE(parseDemoOptions({"--scene", QOR_DEMO_DEFAULT_SCENE}, kNoVariables).publishTf);
+}
+
 TEST(DemoOptions, HelpNeedsNoSceneFile) {
     EXPECT_TRUE(parseDemoOptions({"--scene", "/nonexistent.xml", "-h"}, kNoVariables).help);
     EXPECT_TRUE(parseDemoOptions({"--help"}, kNoVariables).help);

@@ -45,6 +45,19 @@ TEST(StartupText, ListsTopicsAndTheCommandsForARos2Machine) {
               "  ros2 topic echo /joint_states\n");
 }
 
+TEST(StartupText, LeavesOutRobotStatePublisherWhenTheDemoPublishesTheFrames) {
+    const std::vector<qorDemo::DemoTopic> topics{
+        {"/tf", "tf2_msgs/msg/TFMessage", QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_LAST, 100},
+         true}};
+    EXPECT_EQ(qorDemo::startupText(0, {}, topics, QOR_DEMO_URDF),
+              "qor-ros2-demo: domain 0, joints:\n"
+              "  publishes  /tf  tf2_msgs/msg/TFMessage  reliable, volatile, keep last 100\n"
+              "On a ROS 2 machine with ROS_DOMAIN_ID=0:\n"
+              "  rviz2 -d " QOR_DEMO_RVIZ
+              " --ros-args -p use_sim_time:=true\n"
+              "  ros2 topic echo /joint_states\n");
+}
+
 TEST(StartupText, LeavesOutTheRobotCommandsWithoutADescription) {
     const std::vector<qorDemo::DemoTopic> topics{
         {"/clock", "rosgraph_msgs/msg/Clock", qorROS2::createClockQOS(), true}};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +27,15 @@ struct SimulationAccess;
 // buffers) is logged through qor::Notify as a warning.
 class Simulation : public qor::Referenced {
   public:
+    // The objects of a scene that carry a frame of their own.
+    enum class FrameKind { BODY, SITE, CAMERA };
+
+    // A frame's pose in the world.
+    struct Pose {
+        std::array<double, 3> position;     // x, y, z in metres
+        std::array<double, 4> orientation;  // unit quaternion w, x, y, z
+    };
+
     // Loads and compiles the MJCF file at path. Throws std::runtime_error with MuJoCo's own
     // error text when the file cannot be read or compiled.
     static qor::ref_ptr<Simulation> createFromFile(const std::string& path);
@@ -79,6 +89,12 @@ class Simulation : public qor::Referenced {
     // nullopt when the scene gives none. Throws std::invalid_argument when the model has no such
     // joint, and std::runtime_error when the numeric is not one positive number.
     std::optional<double> getJointForceLimit(const std::string& jointName) const;
+
+    // Returns the pose in the world of the model's body, site or camera `name` (the body "world"
+    // is the world itself), as the joint coordinates stand now: after a step, and after a
+    // constraint's setAngle, alike. Throws std::invalid_argument when the model has no such
+    // object.
+    Pose getPose(FrameKind kind, const std::string& name) const;
 
     // Returns a new constraint named after the model's hinge joint jointName and bound to it.
     // Throws std::invalid_argument when the model has no joint of that name or it is no hinge.
