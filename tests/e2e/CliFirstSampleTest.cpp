@@ -1,6 +1,7 @@
 // How soon `qor-ros2 topic echo` given no type prints the demo's first image: the tool learns the
-// type and subscribes on one participant, so the sample follows discovery at once. The bound is
-// generous for a loaded machine; scripts/first-sample.sh measures the real figures.
+// type and subscribes on one participant, so the sample follows discovery at once. The bound only
+// catches a tool that waits for something it should not (a hang, a second discovery round) on a
+// busy machine; scripts/first-sample.sh measures the real figures.
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -17,7 +18,7 @@
 namespace {
 
 constexpr int kFirstSampleDomain = 118;
-constexpr std::chrono::seconds kFirstSampleBound{10};
+constexpr std::chrono::seconds kFirstSampleBound{30};
 
 TEST(CliFirstSample, EchoWithoutATypePrintsTheDemosFirstImageSoonEveryTime) {
     ::setenv("ROS_DOMAIN_ID", std::to_string(kFirstSampleDomain).c_str(), 1);

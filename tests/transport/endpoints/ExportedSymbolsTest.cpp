@@ -86,7 +86,8 @@ TEST(TransportSymbols, RawEndpointsExportTheirMembers) {
 TEST(TransportSymbols, TopicDiscoveryExportsItsMembers) {
     EXPECT_EQ(exportedMembers(kDiscoveryScope),
               (std::set<std::string>{"TopicDiscovery", "~TopicDiscovery", "topics", "services",
-                                     "waitForTopic", "nodes", "endpoints", "waitForNode"}));
+                                     "serviceEndpoints", "waitForTopic", "nodes", "endpoints",
+                                     "waitForNode"}));
 }
 
 TEST(TransportSymbols, RawServiceEndpointsExportTheirMembers) {
