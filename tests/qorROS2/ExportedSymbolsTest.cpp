@@ -22,7 +22,11 @@ std::set<std::string> exportedBridgeFunctions() {
         const bool isFunction = symbol.kind == "T" || symbol.kind == "W";
         const bool isBridge =
             symbol.name.rfind("qorROS2::", 0) == 0 || symbol.name.rfind("void qorROS2::", 0) == 0;
-        if (isFunction && isBridge) {
+        // A build without inlining also exports the standard library's members instantiated
+        // for a private type of ours, named with their return type first
+        // ("qorROS2::X::Impl::Frame& std::vector<...>::emplace_back<...>(...)"): not ours.
+        const bool isLibraryMember = symbol.name.find(" std::") < symbol.name.find('(');
+        if (isFunction && isBridge && !isLibraryMember) {
             names.insert(symbol.name);
         }
     }
