@@ -15,25 +15,26 @@
 
 namespace {
 
-constexpr int kDomain = 13;
-
+// Each peer has a domain of its own: ctest runs the two tests side by side, and `service list`
+// prints every server of its domain.
 struct PeerServer {
     const char* program;
     const char* middleware;  ///< the word the peer puts in its response's message
+    int domain;
 };
 
 void callThePeersServer(const PeerServer& peerServer) {
     const std::string service =
         std::string("cli_") + peerServer.middleware + "_p" + std::to_string(::getpid());
     qorInterop::PeerProcess peer(
-        {peerServer.program, "server", std::to_string(kDomain), service, "1", "30000"});
+        {peerServer.program, "server", std::to_string(peerServer.domain), service, "1", "30000"});
     ASSERT_TRUE(peer.waitForLine("ready", qorTest::Deadline(std::chrono::seconds(20))))
         << peer.transcript();
 
-    const auto list = qorCliTest::runCliSplit("service list -t", kDomain);
+    const auto list = qorCliTest::runCliSplit("service list -t", peerServer.domain);
     EXPECT_TRUE(qorCliTest::exitedPrinting(list, 0, "/" + service + " [std_srvs/srv/SetBool]\n"));
     const auto call = qorCliTest::runCliSplit(
-        "service call /" + service + " std_srvs/srv/SetBool '{data: true}'", kDomain);
+        "service call /" + service + " std_srvs/srv/SetBool '{data: true}'", peerServer.domain);
     EXPECT_TRUE(qorCliTest::exitedPrinting(
         qorCliTest::withoutWaitingLine(call), 0,
         "requester: making request: std_srvs.srv.SetBool_Request(data=True)\n\n"
@@ -45,11 +46,11 @@ void callThePeersServer(const PeerServer& peerServer) {
 }
 
 TEST(CliServiceInterop, CallsACycloneDdsServerInItsOwnWire) {
-    callThePeersServer({QOR_CYCLONE_SERVICE_PEER, "cyclone"});
+    callThePeersServer({QOR_CYCLONE_SERVICE_PEER, "cyclone", 13});
 }
 
 TEST(CliServiceInterop, CallsAnRmwFastRtpsStyleServer) {
-    callThePeersServer({QOR_FASTRTPS_SERVICE_PEER, "fastrtps"});
+    callThePeersServer({QOR_FASTRTPS_SERVICE_PEER, "fastrtps", 34});
 }
 
 }  // namespace
