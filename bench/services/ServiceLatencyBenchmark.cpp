@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -135,10 +136,27 @@ void print(const char* what, const Figures& figures, int calls) {
                 figures.medianUs, figures.p99Us, figures.answered, calls);
 }
 
+// A count of calls, and nothing else: "--help" or "1e3" must not run a benchmark of one call.
+bool parseCalls(const char* text, int& calls) {
+    char* end = nullptr;
+    errno = 0;
+    const long value = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || errno != 0 || value < 1 || value > 1000000) {
+        return false;
+    }
+    calls = static_cast<int>(value);
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int calls = argc > 1 ? std::max(1, std::atoi(argv[1])) : 2000;
+    int calls = 2000;
+    if (argc > 2 || (argc == 2 && !parseCalls(argv[1], calls))) {
+        std::fprintf(stderr, "usage: qor_service_latency_benchmark [calls]\n"
+                             "  calls: a whole number from 1 to 1000000 (2000 by default)\n");
+        return 2;
+    }
     const std::string service = "qor_bench/p" + std::to_string(::getpid()) + "/set_bool";
     std::printf("std_srvs/srv/SetBool round trips in one process, one call at a time\n");
     print("qorROS2 raw service", ours(calls, "/" + service), calls);
