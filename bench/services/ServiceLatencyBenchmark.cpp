@@ -153,8 +153,9 @@ bool parseCalls(const char* text, int& calls) {
 int main(int argc, char** argv) {
     int calls = 2000;
     if (argc > 2 || (argc == 2 && !parseCalls(argv[1], calls))) {
-        std::fprintf(stderr, "usage: qor_service_latency_benchmark [calls]\n"
-                             "  calls: a whole number from 1 to 1000000 (2000 by default)\n");
+        std::fprintf(stderr,
+                     "usage: qor_service_latency_benchmark [calls]\n"
+                     "  calls: a whole number from 1 to 1000000 (2000 by default)\n");
         return 2;
     }
     const std::string service = "qor_bench/p" + std::to_string(::getpid()) + "/set_bool";
