@@ -164,6 +164,14 @@ TEST(ExportedSymbols, AreTheMessageReleasesTimeConversionsStepBridgesAndConverte
         "SetEntityState::Request const&)");
     expected.insert("qorROS2::ROS2EntityStateServer::handleRequests()");
     expected.insert("qorROS2::ROS2EntityStateServer::pre(double const&)");
+    // The odometry publisher.
+    expected.insert(
+        "qorROS2::ROS2OdometryPublisher::ROS2OdometryPublisher(qorSDK::Simulation&,"
+        " " QORROS2_STRING_ARGUMENT ", " QORROS2_STRING_ARGUMENT ", " QORROS2_STRING_ARGUMENT
+        ", " QORROS2_STRING_ARGUMENT ", signed char)");
+    expected.insert("qorROS2::ROS2OdometryPublisher::~ROS2OdometryPublisher()");
+    expected.insert("qorROS2::ROS2OdometryPublisher::odometry(double)");
+    expected.insert("qorROS2::ROS2OdometryPublisher::post(double const&)");
     EXPECT_EQ(exportedBridgeFunctions(), expected);
 }
 
