@@ -127,7 +127,17 @@ struct ROS2EntityStateServer::Impl {
         }
         for (const SimulationEntity& entity : entities) {
             // As POSIX regexec, a match anywhere in the name: ^ and $ anchor it.
-            if (pattern && !std::regex_search(entity.name, *pattern)) {
+            bool named = true;
+            try {
+                named = !pattern || std::regex_search(entity.name, *pattern);
+            } catch (const std::regex_error& error) {
+                // An expression too complex to match within the library's limits.
+                selected.clear();
+                return result(Server::RESULT_OPERATION_FAILED,
+                              "filter '" + filters.filter + "' could not be matched against '" +
+                                  entity.name + "': " + error.what());
+            }
+            if (!named) {
                 continue;
             }
             if (!filters.categories.empty() &&

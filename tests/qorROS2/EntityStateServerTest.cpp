@@ -19,6 +19,7 @@
 #include "WaitFor.h"
 #include "qor/ref_ptr.h"
 #include "qorROS2/Messages.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/ROS2EntityStateServer.h"
 #include "qorROS2/ROS2TransformPublisher.h"
@@ -418,6 +419,28 @@ TEST(EntityStateServer, BadEntityTablesAreRefused) {
               "ROBOT 1, HUMAN 2, DYNAMIC_OBJECT 4, STATIC_OBJECT 5");
     EXPECT_EQ(constructionError({{"a", "moon", kObject, "", {}}}),
               "Simulation::getPose: model 'entities' has no body named 'moon'");
+}
+
+TEST(EntityStateServer, ARelativePrefixResolvesInTheNodesNamespace) {
+    const std::string node = "entities_" + std::to_string(::getpid());
+    setNodeIdentity(node, "/robot1");
+    const qor::ref_ptr<Simulation> simulation = Simulation::createFromString(kScene);
+    const qor::ref_ptr<ROS2EntityStateServer> relative =
+        new ROS2EntityStateServer(*simulation, entities(), kDomain, "sim");
+    const qor::ref_ptr<ROS2EntityStateServer> ofNode =
+        new ROS2EntityStateServer(*simulation, entities(), kDomain, "~");
+    setNodeIdentity("qorROS2EntityStateServerTests", "/");
+    for (const std::string& service :
+         {std::string("/robot1/sim/get_entities"), "/robot1/" + node + "/get_entities"}) {
+        ServiceClient<srv::GetEntities> client(service, kDomain);
+        ASSERT_TRUE(client.waitForService(qorTest::kDeliveryDeadline)) << service;
+        const auto answer = qorTest::callStepping(client, {}, [&] {
+            relative->handleRequests();
+            ofNode->handleRequests();
+        });
+        ASSERT_TRUE(answer) << "no answer on " << service;
+        EXPECT_EQ(answer->entities.size(), 3U) << service;
+    }
 }
 
 }  // namespace

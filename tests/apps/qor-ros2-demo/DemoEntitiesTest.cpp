@@ -33,7 +33,10 @@ namespace srv = simulationInterfaces::srv;
 using Server = ROS2EntityStateServer;
 using Names = std::vector<std::string>;
 
-constexpr std::int8_t kDemoDomain = 53;
+// One domain per test: each bridge serves the same services at the root and publishes /tf, and
+// ctest may run the tests side by side.
+constexpr std::int8_t kListingDomain = 52;
+constexpr std::int8_t kPlacingDomain = 53;
 constexpr int kCliDomain = 39;
 
 qorDemo::DemoOptions withoutSensors(std::int8_t domain) {
@@ -44,8 +47,8 @@ qorDemo::DemoOptions withoutSensors(std::int8_t domain) {
 }
 
 template <typename Srv>
-ServiceClient<Srv> clientOf(const std::string& service) {
-    ServiceClient<Srv> client(service, kDemoDomain);
+ServiceClient<Srv> clientOf(const std::string& service, std::int8_t domain) {
+    ServiceClient<Srv> client(service, domain);
     EXPECT_TRUE(client.waitForService(qorTest::kDeliveryDeadline)) << service;
     return client;
 }
@@ -85,8 +88,8 @@ std::array<double, 3> inFrame(const geometryMsgs::Quaternion& q, const geometryM
 }
 
 TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
-    qorDemo::DemoBridge bridge(withoutSensors(kDemoDomain));
-    auto get = clientOf<srv::GetEntities>("/get_entities");
+    qorDemo::DemoBridge bridge(withoutSensors(kListingDomain));
+    auto get = clientOf<srv::GetEntities>("/get_entities", kListingDomain);
     const auto all = callPaused(bridge, get, {});
     EXPECT_EQ(all.result.result, Server::RESULT_OK) << all.result.error_message;
     EXPECT_EQ(all.entities, (Names{"arm", "red_box", "blue_ball", "green_can"}));
@@ -106,7 +109,7 @@ TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
               std::string::npos)
         << refused.result.error_message;
 
-    auto info = clientOf<srv::GetEntityInfo>("/get_entity_info");
+    auto info = clientOf<srv::GetEntityInfo>("/get_entity_info", kListingDomain);
     const auto arm = callPaused(bridge, info, {"arm"});
     EXPECT_EQ(arm.info.category.category, Server::CATEGORY_ROBOT);
     const auto ball = callPaused(bridge, info, {"blue_ball"});
@@ -115,7 +118,7 @@ TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
     EXPECT_EQ(callPaused(bridge, info, {"sun"}).result.result, Server::RESULT_NOT_FOUND);
 
     // The arm rides on a rail: it is not free to be placed.
-    auto set = clientOf<srv::SetEntityState>("/set_entity_state");
+    auto set = clientOf<srv::SetEntityState>("/set_entity_state", kListingDomain);
     srv::SetEntityState::Request moveArm{};
     moveArm.entity = "arm";
     moveArm.state.pose.orientation.w = 1.0;
@@ -126,16 +129,16 @@ TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
 }
 
 TEST(DemoEntities, PlacedBallShowsInStateTfAndOdometryThenFalls) {
-    qorDemo::DemoBridge bridge(withoutSensors(kDemoDomain));
-    const Subscriber<tf2Msgs::TFMessage> tf("/tf", ROS2TransformPublisher::kTfQos, kDemoDomain);
-    const Subscriber<navMsgs::Odometry> odometry("/blue_ball/odom",
-                                                 ROS2OdometryPublisher::kOdometryQos, kDemoDomain);
+    qorDemo::DemoBridge bridge(withoutSensors(kPlacingDomain));
+    const Subscriber<tf2Msgs::TFMessage> tf("/tf", ROS2TransformPublisher::kTfQos, kPlacingDomain);
+    const Subscriber<navMsgs::Odometry> odometry(
+        "/blue_ball/odom", ROS2OdometryPublisher::kOdometryQos, kPlacingDomain);
     ASSERT_TRUE(qorTest::waitFor([&] {
         return tf.matchedPublications() > 0 && odometry.matchedPublications() > 0;
     })) << "the demo's /tf and /blue_ball/odom did not match";
 
-    auto set = clientOf<srv::SetEntityState>("/set_entity_state");
-    auto get = clientOf<srv::GetEntityState>("/get_entity_state");
+    auto set = clientOf<srv::SetEntityState>("/set_entity_state", kPlacingDomain);
+    auto get = clientOf<srv::GetEntityState>("/get_entity_state", kPlacingDomain);
     srv::SetEntityState::Request request{};
     request.entity = "blue_ball";
     request.state.header.frame_id = "world";
