@@ -66,6 +66,10 @@ std::size_t serve(ServiceServer<Srv>& server, Answer&& answer) {
         });
 }
 
+bool isZero(const geometryMsgs::Vector3& v) {
+    return v.x == 0.0 && v.y == 0.0 && v.z == 0.0;
+}
+
 std::string serviceName(const std::string& prefix, const char* service) {
     return prefix.empty() ? std::string("/") + service : prefix + "/" + service;
 }
@@ -189,6 +193,14 @@ struct ROS2EntityStateServer::Impl {
                               entity->body + "' is not free but jointed");
         }
         const geometryMsgs::Twist& twist = request.state.twist;
+        const geometryMsgs::Accel& accel = request.state.acceleration;
+        if (entity->category == Server::CATEGORY_STATIC_OBJECT &&
+            !(isZero(twist.linear) && isZero(twist.angular) && isZero(accel.linear) &&
+              isZero(accel.angular))) {
+            return result(Server::RESULT_OPERATION_FAILED,
+                          "entity '" + entity->name +
+                              "' is a static object: it can be placed, not set moving");
+        }
         if (!finite(twist.linear) || !finite(twist.angular)) {
             return result(
                 Server::RESULT_OPERATION_FAILED,

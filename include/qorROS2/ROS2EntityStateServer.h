@@ -30,7 +30,8 @@ struct SimulationEntity {
 /// regular expression found anywhere in the name, by categories and by tags; bounds filters are
 /// refused as FEATURE_UNSUPPORTED), get_entity_state, set_entity_state (the pose and twist of an
 /// entity whose body is free; INVALID_POSE 101 for a pose that is not finite or not a unit
-/// quaternion) and get_entity_info. States are ground truth in the world frame: the pose of the
+/// quaternion; the acceleration is ignored, and a STATIC_OBJECT is only placed, never set moving)
+/// and get_entity_info. States are ground truth in the world frame: the pose of the
 /// body's frame, and its velocity and acceleration in the world's axes; header.frame_id names the
 /// world frame, and a request's empty frame means it too.
 ///

@@ -366,6 +366,20 @@ TEST(EntityStateServer, RefusalsForEntitiesThatCannotBeFoundOrMoved) {
     EXPECT_EQ(infinite.result.error_message,
               "entity 'ball' cannot move at a twist that is not finite");
 
+    // A static object is placed, never set moving.
+    qor::ref_ptr<ROS2EntityStateServer> statics = new ROS2EntityStateServer(
+        *served.simulation,
+        {{"crate", "red_box", ROS2EntityStateServer::CATEGORY_STATIC_OBJECT, "", {}}}, kDomain,
+        served.prefix + "/statics");
+    srv::SetEntityState::Request pushed = placing("crate", 2, 0, 0.1);
+    pushed.state.acceleration.linear.x = 1.0;
+    EXPECT_EQ(statics->setEntityState(pushed).result.error_message,
+              "entity 'crate' is a static object: it can be placed, not set moving");
+    EXPECT_EQ(statics->setEntityState(pushed).result.result, kOperationFailed);
+    EXPECT_EQ(statics->setEntityState(placing("crate", 2, 0, 0.1)).result.result, kOk);
+    EXPECT_DOUBLE_EQ(served.simulation->getPose(Simulation::FrameKind::BODY, "red_box").position[0],
+                     2.0);
+
     srv::SetEntityState::Request world = placing("ball", 0, 0, 1);
     world.state.header.frame_id = "world";
     EXPECT_EQ(served.call(*set, world).result.result, kOk);
