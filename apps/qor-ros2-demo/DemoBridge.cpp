@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "ArmFrames.h"
+#include "DemoEntities.h"
 #include "common/PngFile.h"
 #include "qorROS2/MessageFields.h"
 #include "qorROS2/ROS2Conventions.h"
@@ -99,12 +100,21 @@ DemoBridge::DemoBridge(const DemoOptions& options)
     if (options.publishTf) {
         m_transforms = new qorROS2::ROS2TransformPublisher(*m_simulation, options.domainId);
         addArmFrames(*m_transforms);
+        addPropFrames(*m_transforms);
         m_simulation->add(m_transforms.get());
         listTopic<qorROS2::tf2Msgs::TFMessage>("/tf", qorROS2::ROS2TransformPublisher::kTfQos,
                                                true);
         listTopic<qorROS2::tf2Msgs::TFMessage>("/tf_static",
                                                qorROS2::ROS2TransformPublisher::kTfStaticQos, true);
     }
+    m_entities = new qorROS2::ROS2EntityStateServer(*m_simulation, demoEntities(), options.domainId,
+                                                    "", kWorldFrame);
+    m_simulation->add(m_entities.get());
+    m_odometry = new qorROS2::ROS2OdometryPublisher(*m_simulation, kOdometryBody, kOdometryTopic,
+                                                    kWorldFrame, kOdometryBody, options.domainId);
+    m_simulation->add(m_odometry.get());
+    listTopic<qorROS2::navMsgs::Odometry>(kOdometryTopic,
+                                          qorROS2::ROS2OdometryPublisher::kOdometryQos, true);
 
     if (options.cameraRate > 0.0) {
         const qorSensor::Resolution resolution{options.cameraWidth, options.cameraHeight};
@@ -135,6 +145,8 @@ DemoBridge::DemoBridge(const DemoOptions& options)
 }
 
 DemoBridge::~DemoBridge() {
+    m_simulation->remove(m_odometry.get());
+    m_simulation->remove(m_entities.get());
     if (m_transforms) {
         m_simulation->remove(m_transforms.get());
     }

@@ -13,6 +13,8 @@
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/ROS2ClockPublisher.h"
+#include "qorROS2/ROS2EntityStateServer.h"
+#include "qorROS2/ROS2OdometryPublisher.h"
 #include "qorROS2/ROS2TransformPublisher.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/Camera.h"
@@ -31,7 +33,9 @@ struct DemoTopic {
 /// The scene, bridged to ROS 2: the clock and the control interface listen to every step, and
 /// the camera and the lidar are published at their own rates of simulated time while their
 /// topics have subscribers. The robot description is published once, for late joiners too; the
-/// arm's frames are published at every step on /tf, and once on /tf_static.
+/// arm's and the props' frames are published at every step on /tf, and once on /tf_static. The
+/// arm and the props are served as simulation_interfaces entities, and the ball's ground truth
+/// is published as odometry.
 class DemoBridge {
   public:
     /// Loads the scene, registers every joint with the control interface and prepares the
@@ -96,6 +100,10 @@ class DemoBridge {
         return m_jointModes;
     }
 
+    /// The server of the entity services: answered while stepping, and by its
+    /// handleRequests() between steps.
+    qorROS2::ROS2EntityStateServer& entities() noexcept { return *m_entities; }
+
   private:
     /// A sensor's schedule: due at every multiple of its period of simulated time.
     struct Schedule {
@@ -127,6 +135,8 @@ class DemoBridge {
     qor::ref_ptr<qorROS2::ROS2ClockPublisher> m_clock;
     qor::ref_ptr<CommandCountingInterface> m_control;
     qor::ref_ptr<qorROS2::ROS2TransformPublisher> m_transforms;  ///< null with --no-tf
+    qor::ref_ptr<qorROS2::ROS2EntityStateServer> m_entities;
+    qor::ref_ptr<qorROS2::ROS2OdometryPublisher> m_odometry;
 
     qor::ref_ptr<qorSensor::Camera> m_camera;
     qor::ref_ptr<qorSensor::CameraColorOutput> m_cameraOutput;

@@ -22,6 +22,8 @@
 #include "qor/ref_ptr.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
+#include "qorROS2/ROS2EntityStateServer.h"
+#include "qorROS2/ROS2OdometryPublisher.h"
 #include "qorROS2/Subscriber.h"
 
 namespace {
@@ -289,6 +291,54 @@ TEST_F(BridgeAllocationsOfHundredJoints, StepsThatTakeACommandAllocateNothingBey
 
     report("100 joints, pre taking a command + post", sends, steps);
     EXPECT_EQ(steps, sends) << "taking and applying a command allocates";
+}
+
+// A free body, for the listeners that read bodies.
+constexpr const char* kFreeBodyScene = R"(
+<mujoco model="free_body">
+  <worldbody>
+    <body name="ball" pos="0 0 1"><freejoint/><geom type="sphere" size="0.1" mass="1"/></body>
+  </worldbody>
+</mujoco>)";
+
+// Domains of the entity tests: topics and services of their own names there.
+constexpr std::int8_t kEntityDomain = 51;
+constexpr std::int8_t kOdometryDomain = 52;
+
+TEST(BridgeAllocations, OdometryOfAStepAllocatesNothing) {
+    const qor::ref_ptr<qorSDK::Simulation> simulation =
+        qorSDK::Simulation::createFromString(kFreeBodyScene);
+    const qor::ref_ptr<qorROS2::ROS2OdometryPublisher> odometry =
+        new qorROS2::ROS2OdometryPublisher(*simulation, "ball", qorTest::uniqueTopic("odometry"),
+                                           "world", "a_child_frame_longer_than_short_strings",
+                                           kOdometryDomain);
+    for (int i = 0; i < kWarmUpSteps; ++i) {
+        odometry->odometry(kTimeStep * i);
+    }
+    const std::uint64_t allocations = fewestAllocationsOf([&](int) {
+        for (int i = 0; i < kStepsPerRound; ++i) {
+            odometry->odometry(kTimeStep * i);
+        }
+    });
+    EXPECT_EQ(allocations, 0U);
+    EXPECT_EQ(odometry->odometry(1.0).header.stamp.sec, 1);
+}
+
+TEST(BridgeAllocations, EntityServerPreWithoutRequestsAllocatesNothing) {
+    const qor::ref_ptr<qorSDK::Simulation> simulation =
+        qorSDK::Simulation::createFromString(kFreeBodyScene);
+    const qor::ref_ptr<qorROS2::ROS2EntityStateServer> server = new qorROS2::ROS2EntityStateServer(
+        *simulation, {{"ball", "ball", qorROS2::ROS2EntityStateServer::CATEGORY_OBJECT, "", {}}},
+        kEntityDomain, qorTest::uniqueTopic("entities"));
+    for (int i = 0; i < kWarmUpSteps; ++i) {
+        server->pre(kTimeStep * i);
+    }
+    const std::uint64_t allocations = fewestAllocationsOf([&](int) {
+        for (int i = 0; i < kStepsPerRound; ++i) {
+            server->pre(kTimeStep * i);
+        }
+    });
+    EXPECT_EQ(allocations, 0U);
 }
 
 }  // namespace

@@ -146,6 +146,32 @@ TEST(ExportedSymbols, AreTheMessageReleasesTimeConversionsStepBridgesAndConverte
     expected.insert("qorROS2::ROS2TransformPublisher::publishStatic()");
     expected.insert("qorROS2::ROS2TransformPublisher::identity()");
     expected.insert("qorROS2::ROS2TransformPublisher::post(double const&)");
+    // The entity state server: one method per service, and those of a step listener.
+    expected.insert(
+        "qorROS2::ROS2EntityStateServer::ROS2EntityStateServer(qorSDK::Simulation&, "
+        "std::vector<qorROS2::SimulationEntity, std::allocator<qorROS2::SimulationEntity> >, "
+        "signed char, " QORROS2_STRING_ARGUMENT ", " QORROS2_STRING_ARGUMENT ")");
+    expected.insert("qorROS2::ROS2EntityStateServer::~ROS2EntityStateServer()");
+    expected.insert("qorROS2::ROS2EntityStateServer::features()");
+    for (const char* service :
+         {"GetEntities", "GetEntitiesStates", "GetEntityInfo", "GetEntityState"}) {
+        const std::string name(service);
+        expected.insert("qorROS2::ROS2EntityStateServer::" + std::string(1, 'g') + name.substr(1) +
+                        "(qorROS2::simulationInterfaces::srv::" + name + "::Request const&) const");
+    }
+    expected.insert(
+        "qorROS2::ROS2EntityStateServer::setEntityState(qorROS2::simulationInterfaces::srv::"
+        "SetEntityState::Request const&)");
+    expected.insert("qorROS2::ROS2EntityStateServer::handleRequests()");
+    expected.insert("qorROS2::ROS2EntityStateServer::pre(double const&)");
+    // The odometry publisher.
+    expected.insert(
+        "qorROS2::ROS2OdometryPublisher::ROS2OdometryPublisher(qorSDK::Simulation&,"
+        " " QORROS2_STRING_ARGUMENT ", " QORROS2_STRING_ARGUMENT ", " QORROS2_STRING_ARGUMENT
+        ", " QORROS2_STRING_ARGUMENT ", signed char)");
+    expected.insert("qorROS2::ROS2OdometryPublisher::~ROS2OdometryPublisher()");
+    expected.insert("qorROS2::ROS2OdometryPublisher::odometry(double)");
+    expected.insert("qorROS2::ROS2OdometryPublisher::post(double const&)");
     EXPECT_EQ(exportedBridgeFunctions(), expected);
 }
 

@@ -1,5 +1,5 @@
 // The demo's frames: on by default, with the parents and children of the URDF it publishes on
-// /robot_description, and none at all with --no-tf.
+// /robot_description and the props below the world, and none at all with --no-tf.
 
 #include <gtest/gtest.h>
 
@@ -15,6 +15,7 @@
 #include "ArmScene.h"
 #include "DemoBridge.h"
 #include "DemoBridgeTesting.h"
+#include "DemoEntities.h"
 #include "WaitFor.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
@@ -53,12 +54,16 @@ bool lists(const qorDemo::DemoBridge& bridge, const std::string& topic) {
     });
 }
 
-TEST(DemoTransforms, OnByDefaultWithTheParentsAndChildrenOfTheUrdf) {
+TEST(DemoTransforms, OnByDefaultWithTheParentsAndChildrenOfTheUrdfAndTheProps) {
     const urdf::ModelInterfaceSharedPtr description = qorDemoTest::loadDescription();
     ASSERT_TRUE(description);
     Pairs expected;
     for (const auto& [name, joint] : description->joints_) {
         expected.emplace(joint->parent_link_name, joint->child_link_name);
+    }
+    // The props are no part of the robot: each moves below the world on its own.
+    for (const char* prop : qorDemo::kProps) {
+        expected.emplace("world", prop);
     }
     qorDemo::DemoBridge bridge(withoutSensors());
     EXPECT_TRUE(lists(bridge, "/tf"));

@@ -96,6 +96,32 @@ class Simulation : public qor::Referenced {
     // object.
     Pose getPose(FrameKind kind, const std::string& name) const;
 
+    // A body's velocity or acceleration at its frame's origin, in the world's axes.
+    struct Motion {
+        std::array<double, 3> linear;   // m/s, or m/s^2
+        std::array<double, 3> angular;  // rad/s, or rad/s^2
+    };
+
+    // Returns the names of the bodies that move freely (a free joint is their only joint), in the
+    // model's order; unnamed bodies are left out.
+    std::vector<std::string> getFreeBodyNames() const;
+
+    // Returns the velocity of body `name` as the joints move now. Throws std::invalid_argument
+    // when the model has no such body.
+    Motion getVelocity(const std::string& name) const;
+
+    // Returns the acceleration of body `name` in the last step, gravity included: a body in free
+    // fall has the model's gravity. Throws std::invalid_argument when the
+    // model has no such body.
+    Motion getAcceleration(const std::string& name) const;
+
+    // Places the free body `name` at `pose` in the world, moving at `velocity`, at once: getPose
+    // and getVelocity return them, and the next step starts from them. The orientation must be a
+    // quaternion whose squared norm is within 0.01 of 1 (it is normalised). Throws
+    // std::invalid_argument, changing nothing, when the model has no such body, the body is not
+    // free, or a value is not finite or the quaternion not a unit one.
+    void setFreeBodyState(const std::string& name, const Pose& pose, const Motion& velocity);
+
     // Returns a new constraint named after the model's hinge joint jointName and bound to it.
     // Throws std::invalid_argument when the model has no joint of that name or it is no hinge.
     qor::ref_ptr<qor::Constraint1DOF> createHinge(const std::string& jointName);
