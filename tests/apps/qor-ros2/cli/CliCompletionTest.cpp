@@ -58,8 +58,8 @@ TEST(CliCompletion, SourcingTheScriptRegistersItForTheProgram) {
 }
 
 TEST(CliCompletion, FirstWordIsACommand) {
-    EXPECT_EQ(completions({""}),
-              (Words{"--help", "interface", "node", "param", "security", "service", "topic"}));
+    EXPECT_EQ(completions({""}), (Words{"--help", "action", "interface", "node", "param",
+                                        "security", "service", "topic"}));
     EXPECT_EQ(completions({"to"}), (Words{"topic"}));
     EXPECT_EQ(completions({"x"}), (Words{}));
 }
@@ -70,6 +70,7 @@ TEST(CliCompletion, SecondWordIsAVerbOfTheCommand) {
     EXPECT_EQ(completions({"topic", "h"}), (Words{"hz"}));
     EXPECT_EQ(completions({"security", ""}), (Words{"create_enclave", "create_keystore"}));
     EXPECT_EQ(completions({"service", ""}), (Words{"call", "find", "list", "type"}));
+    EXPECT_EQ(completions({"action", ""}), (Words{"info", "list", "send_goal"}));
     EXPECT_EQ(completions({"param", ""}),
               (Words{"delete", "describe", "dump", "get", "list", "set"}));
     EXPECT_EQ(completions({"nothing", ""}), (Words{}));
@@ -112,6 +113,11 @@ TEST(CliCompletion, TypeIsCompletedWhereATypeIsExpected) {
               (Words{"std_srvs/srv/SetBool"}));
     EXPECT_EQ(completions({"service", "find", "rcl_interfaces/srv/Get"}),
               (Words{"rcl_interfaces/srv/GetParameterTypes", "rcl_interfaces/srv/GetParameters"}));
+    // Where an action type is expected, action types; the goal after it is free text.
+    EXPECT_EQ(completions({"action", "send_goal", "-f", "/x", "simulation_interfaces/"}),
+              (Words{"simulation_interfaces/action/SimulateSteps"}));
+    EXPECT_EQ(completions({"action", "send_goal", "/x", "simulation_interfaces/action/X", ""}),
+              (Words{}));
 }
 
 TEST(CliCompletion, PackageIsCompletedWherePackageIsExpected) {
@@ -185,7 +191,7 @@ std::vector<std::string> sectionOf(const std::string& text, const std::string& h
 std::map<std::string, std::set<std::string>> optionsOfTheHelp() {
     std::map<std::string, std::set<std::string>> table;
     for (const std::string command :
-         {"interface", "node", "param", "security", "service", "topic"}) {
+         {"action", "interface", "node", "param", "security", "service", "topic"}) {
         const auto commandHelp = qorCliTest::runCli(command + " --help", kDomain, false);
         EXPECT_EQ(commandHelp.exitCode, 0) << command;
         for (const std::string& entry : sectionOf(commandHelp.output, "Commands:")) {
@@ -275,13 +281,13 @@ TEST(CliCompletion, EveryOptionTheScriptOffersIsAcceptedByTheProgram) {
             ++checked;
         }
     }
-    EXPECT_EQ(checked, 185);
+    EXPECT_EQ(checked, 195);
 }
 
 TEST(CliCompletion, ScriptOffersExactlyTheVerbsAndOptionsOfTheProgram) {
     const auto script = optionsOfTheScript();
     const auto help = optionsOfTheHelp();
-    ASSERT_EQ(help.size(), 28U);
+    ASSERT_EQ(help.size(), 31U);
     EXPECT_EQ(script, help);
 }
 
