@@ -148,18 +148,11 @@ class GoalSender {
         }
     }
 
-    int run(const std::string& goalValues, bool printFeedback) {
-        ts::Sample request = m_type.sendGoal().request().createSample();
+    // Sends the goal `request` (its goal_id is set here) once the server's services match.
+    int run(ts::Sample& request, bool printFeedback) {
         const ts::RecordView view = ts::viewOf(request);
-        try {
-            ts::fromYaml(goalValues, view.field("goal").record());
-        } catch (const ts::TypeSupportError& error) {
-            throw CommandFailure(std::string("Failed to populate message fields: ") + error.what());
-        }
         m_id = randomGoalId();
         writeGoalId(view, m_id);
-
-        print("Waiting for an action server to become available...\n");
         waitForServer();
         print("Sending goal:\n     " + ts::toYaml(view.field("goal").record()) + "\n");
         const ts::Sample response = decoded(
@@ -247,15 +240,32 @@ class GoalSender {
     std::int8_t m_lastStatus = qorROS2::goalStatus::unknown;
 };
 
-// The wire of the server of `service` once discovery shows one; rmw_fastrtps's until then.
+// The goal request of `type` with the goal the YAML `values` describe; throws CommandFailure in
+// ros2's words when they do not fill the goal.
+ts::Sample goalRequest(const ts::ActionTypeSupport& type, const std::string& values) {
+    ts::Sample request = type.sendGoal().request().createSample();
+    try {
+        ts::fromYaml(values, ts::viewOf(request).field("goal").record());
+    } catch (const ts::TypeSupportError& error) {
+        throw CommandFailure(std::string("Failed to populate message fields: ") + error.what());
+    }
+    return request;
+}
+
+// Waits until discovery shows a server of `service` and returns the wire it speaks, so that a
+// server on rmw_cyclonedds is called in its own; Ctrl-C ends the wait.
 qorROS2::ServiceWire serverWire(std::int8_t domain, const std::string& service) {
     const qorROS2::TopicDiscovery discovery(domain);
-    for (const qorROS2::DiscoveredServiceEndpoint& endpoint : discovery.serviceEndpoints()) {
-        if (endpoint.service == service && endpoint.isServer() && endpoint.cycloneDds) {
-            return qorROS2::ServiceWire::cycloneDds;
+    for (;;) {
+        for (const qorROS2::DiscoveredServiceEndpoint& endpoint : discovery.serviceEndpoints()) {
+            if (endpoint.service == service && endpoint.isServer()) {
+                return endpoint.cycloneDds ? qorROS2::ServiceWire::cycloneDds
+                                           : qorROS2::ServiceWire::fastRtps;
+            }
         }
+        throwIfStopRequested();
+        std::this_thread::sleep_for(kStopPoll);
     }
-    return qorROS2::ServiceWire::fastRtps;
 }
 
 class ActionSendGoalVerb : public Verb {
@@ -281,10 +291,12 @@ class ActionSendGoalVerb : public Verb {
         } catch (const std::invalid_argument& error) {
             throw CommandFailure(error.what());
         }
+        ts::Sample request = goalRequest(*type, m_arguments.goal);
         const std::int8_t domain = domainFromEnvironment();
+        print("Waiting for an action server to become available...\n");
         GoalSender sender(*type, action, domain,
                           serverWire(domain, qorROS2::actionEndpointNames(action).sendGoal));
-        return sender.run(m_arguments.goal, m_arguments.feedback);
+        return sender.run(request, m_arguments.feedback);
     }
 
   private:
