@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "CliRuns.h"
+#include "qorROS2/ActionServer.h"
 #include "qorROS2/Interfaces.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/ServiceServer.h"
@@ -145,6 +146,19 @@ TEST(CliCompletion, ServiceOfALiveServerIsCompletedWhereAServiceIsExpected) {
               (Words{"/completion/reset"}));
     EXPECT_EQ(completions({"service", "type", "/completion/"}, kServiceDomain),
               (Words{"/completion/reset"}));
+}
+
+TEST(CliCompletion, ActionOfALiveServerIsCompletedWhereAnActionIsExpected) {
+    constexpr int kActionDomain = 78;
+    const qorROS2::ActionServer<qorROS2::simulationInterfaces::SimulateSteps> server(
+        "/completion/steps", kActionDomain,
+        [](const qorROS2::GoalId&, const qorROS2::simulationInterfaces::SimulateSteps::Goal&) {
+            return qorROS2::GoalResponse::reject;
+        });
+    EXPECT_EQ(completions({"action", "info", "-t", "/completion/st"}, kActionDomain),
+              (Words{"/completion/steps"}));
+    EXPECT_EQ(completions({"action", "send_goal", "/completion/"}, kActionDomain),
+              (Words{"/completion/steps"}));
 }
 
 // The verbs of the script's option table, each with its options, as the script itself holds it.
