@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "action/ActionGraph.h"
 #include "cli/GraphNames.h"
 #include "node/NodeVerbs.h"
 
@@ -78,10 +79,23 @@ GraphOutput nodeInfoOutput(const std::string& fullName,
             (endpoint.isServer() ? servers : clients)[endpoint.service].insert(endpoint.type);
         }
     }
+    // rcl_action tells a node's action servers by the feedback topics it publishes, and its
+    // clients by those it subscribes to.
+    const auto actions = [&](ActionSide side) {
+        TypesByName shownActions;
+        for (const qorROS2::DiscoveredTopic& action :
+             actionNamesAndTypesOfNode(endpoints, found->name, found->nameSpace, side)) {
+            if (includeHidden || !isHiddenName(action.name)) {
+                shownActions[action.name].insert(action.types.begin(), action.types.end());
+            }
+        }
+        return section(shownActions);
+    };
     output.out = fullName + "\n  Subscribers:\n" + section(subscribers) + "  Publishers:\n" +
                  section(publishers) + "  Service Servers:\n" + section(servers) +
-                 "  Service Clients:\n" + section(clients) +
-                 "  Action Servers:\n\n  Action Clients:\n\n";
+                 "  Service Clients:\n" + section(clients) + "  Action Servers:\n" +
+                 actions(ActionSide::servers) + "  Action Clients:\n" +
+                 actions(ActionSide::clients);
     return output;
 }
 

@@ -19,8 +19,8 @@ GraphOutput nodeListOutput(const std::vector<qorROS2::DiscoveredNode>& nodes, bo
                            bool countOnly);
 
 /// `node info NAME`, as `ros2 node info` prints it: the node's subscriptions, publications,
-/// service servers and service clients with their types, then the action sections, which are
-/// empty here.
+/// service servers and service clients with their types, then its action servers and clients,
+/// told by the action feedback topics it publishes and subscribes to.
 GraphOutput nodeInfoOutput(const std::string& fullName,
                            const std::vector<qorROS2::DiscoveredNode>& nodes,
                            const std::vector<qorROS2::DiscoveredEndpoint>& endpoints,

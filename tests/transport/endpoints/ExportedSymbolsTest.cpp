@@ -139,14 +139,19 @@ std::string withoutParameters(const std::string& name) {
     return name.substr(0, name.find_first_of("(["));
 }
 
-TEST(TransportSymbols, NodeIdentityFunctionsAreExported) {
+// Which of `names` (without their parameter lists) the library exports.
+std::set<std::string> exportedAmong(const std::set<std::string>& names) {
     std::set<std::string> found;
     for (const std::string& name : exportedTransportFunctions()) {
-        if (kNodeIdentityFunctions.count(withoutParameters(name)) != 0) {
+        if (names.count(withoutParameters(name)) != 0) {
             found.insert(withoutParameters(name));
         }
     }
-    EXPECT_EQ(found, kNodeIdentityFunctions);
+    return found;
+}
+
+TEST(TransportSymbols, NodeIdentityFunctionsAreExported) {
+    EXPECT_EQ(exportedAmong(kNodeIdentityFunctions), kNodeIdentityFunctions);
 }
 
 // The QoS functions and the ROS environment of the process, without their parameter lists.
@@ -165,14 +170,17 @@ const std::set<std::string> kQosAndEnvironmentFunctions = {
     "qorROS2::RosEnvironmentOnce::~RosEnvironmentOnce",
     "qorROS2::RosEnvironmentOnce::get"};
 
+// What action servers and clients share, without their parameter lists.
+const std::set<std::string> kActionFunctions = {"qorROS2::goalStatusName", "qorROS2::goalIdText",
+                                                "qorROS2::actionEndpointNames",
+                                                "qorROS2::knownActionTypeHashes"};
+
+TEST(TransportSymbols, ActionFunctionsAreExported) {
+    EXPECT_EQ(exportedAmong(kActionFunctions), kActionFunctions);
+}
+
 TEST(TransportSymbols, QosAndEnvironmentFunctionsAreExported) {
-    std::set<std::string> found;
-    for (const std::string& name : exportedTransportFunctions()) {
-        if (kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0) {
-            found.insert(withoutParameters(name));
-        }
-    }
-    EXPECT_EQ(found, kQosAndEnvironmentFunctions);
+    EXPECT_EQ(exportedAmong(kQosAndEnvironmentFunctions), kQosAndEnvironmentFunctions);
 }
 
 TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExported) {
@@ -187,6 +195,7 @@ TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExporte
             name.rfind("qorROS2::MessageCodec<", 0) == 0 ||
             kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
             kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||
+            kActionFunctions.count(withoutParameters(name)) != 0 ||
             name == "qorROS2::rosDomainId(char const*)" ||
             name.rfind("qorROS2::knownServiceTypeHashes(", 0) == 0 ||
             name == "qorROS2::rosDomainIdFromEnvironment()";

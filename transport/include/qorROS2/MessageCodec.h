@@ -34,16 +34,24 @@ using ServiceParts = ServicePartList<void QORROS2_FOR_EACH_SERVICE(QORNTROS2_SER
 template <typename T>
 inline constexpr bool isServicePart = ServiceParts::contains<T>;
 
+/// True for the records of the actions named by QORROS2_FOR_EACH_ACTION: goal, result, feedback,
+/// the requests and responses of SendGoal and GetResult, and the feedback message.
+template <typename T>
+inline constexpr bool isActionPart = IsListedIn<T, ActionPartRecords>::value;
+
 }  // namespace detail
 
 /// Encodes and decodes records of type T as ROS 2 puts them on the wire. Provided for each
 /// record named by QORROS2_FOR_EACH_MESSAGE and for the request and response of each service
-/// named by QORROS2_FOR_EACH_SERVICE.
+/// named by QORROS2_FOR_EACH_SERVICE, and for the records of each action named by
+/// QORROS2_FOR_EACH_ACTION.
 template <typename T>
 class QORNTROS2_EXPORT MessageCodec {
-    static_assert(detail::isTransportRecord<T> || detail::isServicePart<T>,
-                  "MessageCodec exists only for the records named by QORROS2_FOR_EACH_MESSAGE "
-                  "and the requests and responses of QORROS2_FOR_EACH_SERVICE");
+    static_assert(detail::isTransportRecord<T> || detail::isServicePart<T> ||
+                      detail::isActionPart<T>,
+                  "MessageCodec exists only for the records named by QORROS2_FOR_EACH_MESSAGE, "
+                  "the requests and responses of QORROS2_FOR_EACH_SERVICE and the records of "
+                  "QORROS2_FOR_EACH_ACTION");
 
   public:
     /// The payload of `message`: the encapsulation header `00 01 00 00`, then plain CDR.

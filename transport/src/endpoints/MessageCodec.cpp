@@ -36,4 +36,16 @@ QORROS2_FOR_EACH_MESSAGE(QORNTROS2_INSTANTIATE_MESSAGE_CODEC)
 QORROS2_FOR_EACH_SERVICE(QORNTROS2_INSTANTIATE_SERVICE_CODECS)
 #undef QORNTROS2_INSTANTIATE_SERVICE_CODECS
 
+#define QORNTROS2_INSTANTIATE_ACTION_CODECS(Namespace, Name)                            \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::Goal>;                \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::Result>;              \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::Feedback>;            \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::SendGoal::Request>;   \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::SendGoal::Response>;  \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::GetResult::Request>;  \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::GetResult::Response>; \
+    template class QORNTROS2_EXPORT MessageCodec<Namespace::Name::FeedbackMessage>;
+QORROS2_FOR_EACH_ACTION(QORNTROS2_INSTANTIATE_ACTION_CODECS)
+#undef QORNTROS2_INSTANTIATE_ACTION_CODECS
+
 }  // namespace qorROS2

@@ -10,9 +10,33 @@
 #include "qorROS2/typesupport/TypeSupport.h"
 
 namespace qorROS2 {
+namespace {
+
+// The services rosidl derives for an action, "pkg/action/Act_SendGoal" and "..._GetResult",
+// which an action server serves under "<action>/_action/...".
+const typesupport::ServiceTypeSupport* actionService(const std::string& serviceType) {
+    for (const char* suffix : {"_SendGoal", "_GetResult"}) {
+        const std::string tail(suffix);
+        if (serviceType.size() <= tail.size() ||
+            serviceType.compare(serviceType.size() - tail.size(), tail.size(), tail) != 0) {
+            continue;
+        }
+        const typesupport::ActionTypeSupport* action = typesupport::findActionTypeSupport(
+            serviceType.substr(0, serviceType.size() - tail.size()));
+        if (action != nullptr) {
+            return tail == "_SendGoal" ? &action->sendGoal() : &action->getResult();
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
 
 ServiceTypeHashes knownServiceTypeHashes(const std::string& serviceType) {
     const typesupport::ServiceTypeSupport* known = typesupport::findServiceTypeSupport(serviceType);
+    if (known == nullptr) {
+        known = actionService(serviceType);
+    }
     if (known == nullptr) {
         return ServiceTypeHashes{};
     }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "CliRuns.h"
+#include "qorROS2/ActionServer.h"
 #include "qorROS2/Interfaces.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/ServiceServer.h"
@@ -58,8 +59,8 @@ TEST(CliCompletion, SourcingTheScriptRegistersItForTheProgram) {
 }
 
 TEST(CliCompletion, FirstWordIsACommand) {
-    EXPECT_EQ(completions({""}),
-              (Words{"--help", "interface", "node", "param", "security", "service", "topic"}));
+    EXPECT_EQ(completions({""}), (Words{"--help", "action", "interface", "node", "param",
+                                        "security", "service", "topic"}));
     EXPECT_EQ(completions({"to"}), (Words{"topic"}));
     EXPECT_EQ(completions({"x"}), (Words{}));
 }
@@ -70,6 +71,7 @@ TEST(CliCompletion, SecondWordIsAVerbOfTheCommand) {
     EXPECT_EQ(completions({"topic", "h"}), (Words{"hz"}));
     EXPECT_EQ(completions({"security", ""}), (Words{"create_enclave", "create_keystore"}));
     EXPECT_EQ(completions({"service", ""}), (Words{"call", "find", "list", "type"}));
+    EXPECT_EQ(completions({"action", ""}), (Words{"info", "list", "send_goal"}));
     EXPECT_EQ(completions({"param", ""}),
               (Words{"delete", "describe", "dump", "get", "list", "set"}));
     EXPECT_EQ(completions({"nothing", ""}), (Words{}));
@@ -112,6 +114,11 @@ TEST(CliCompletion, TypeIsCompletedWhereATypeIsExpected) {
               (Words{"std_srvs/srv/SetBool"}));
     EXPECT_EQ(completions({"service", "find", "rcl_interfaces/srv/Get"}),
               (Words{"rcl_interfaces/srv/GetParameterTypes", "rcl_interfaces/srv/GetParameters"}));
+    // Where an action type is expected, action types; the goal after it is free text.
+    EXPECT_EQ(completions({"action", "send_goal", "-f", "/x", "simulation_interfaces/"}),
+              (Words{"simulation_interfaces/action/SimulateSteps"}));
+    EXPECT_EQ(completions({"action", "send_goal", "/x", "simulation_interfaces/action/X", ""}),
+              (Words{}));
 }
 
 TEST(CliCompletion, PackageIsCompletedWherePackageIsExpected) {
@@ -139,6 +146,19 @@ TEST(CliCompletion, ServiceOfALiveServerIsCompletedWhereAServiceIsExpected) {
               (Words{"/completion/reset"}));
     EXPECT_EQ(completions({"service", "type", "/completion/"}, kServiceDomain),
               (Words{"/completion/reset"}));
+}
+
+TEST(CliCompletion, ActionOfALiveServerIsCompletedWhereAnActionIsExpected) {
+    constexpr int kActionDomain = 78;
+    const qorROS2::ActionServer<qorROS2::simulationInterfaces::SimulateSteps> server(
+        "/completion/steps", kActionDomain,
+        [](const qorROS2::GoalId&, const qorROS2::simulationInterfaces::SimulateSteps::Goal&) {
+            return qorROS2::GoalResponse::reject;
+        });
+    EXPECT_EQ(completions({"action", "info", "-t", "/completion/st"}, kActionDomain),
+              (Words{"/completion/steps"}));
+    EXPECT_EQ(completions({"action", "send_goal", "/completion/"}, kActionDomain),
+              (Words{"/completion/steps"}));
 }
 
 // The verbs of the script's option table, each with its options, as the script itself holds it.
@@ -185,7 +205,7 @@ std::vector<std::string> sectionOf(const std::string& text, const std::string& h
 std::map<std::string, std::set<std::string>> optionsOfTheHelp() {
     std::map<std::string, std::set<std::string>> table;
     for (const std::string command :
-         {"interface", "node", "param", "security", "service", "topic"}) {
+         {"action", "interface", "node", "param", "security", "service", "topic"}) {
         const auto commandHelp = qorCliTest::runCli(command + " --help", kDomain, false);
         EXPECT_EQ(commandHelp.exitCode, 0) << command;
         for (const std::string& entry : sectionOf(commandHelp.output, "Commands:")) {
@@ -275,13 +295,13 @@ TEST(CliCompletion, EveryOptionTheScriptOffersIsAcceptedByTheProgram) {
             ++checked;
         }
     }
-    EXPECT_EQ(checked, 185);
+    EXPECT_EQ(checked, 195);
 }
 
 TEST(CliCompletion, ScriptOffersExactlyTheVerbsAndOptionsOfTheProgram) {
     const auto script = optionsOfTheScript();
     const auto help = optionsOfTheHelp();
-    ASSERT_EQ(help.size(), 28U);
+    ASSERT_EQ(help.size(), 31U);
     EXPECT_EQ(script, help);
 }
 

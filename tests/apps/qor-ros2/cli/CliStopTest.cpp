@@ -59,8 +59,11 @@ void expectPromptExit(qorTest::ChildProcess& child, const std::string& arguments
 TEST(CliStop, CtrlCEndsAVerbStillLookingAtTheGraphWithTwoAndPrintsNothing) {
     // Each is stopped as soon as it can take the signal: while discovery has not settled.
     const std::vector<std::string> verbs = {"topic echo /cli/stop_untyped",
-                                            "topic hz /cli/stop_untyped_hz", "node list",
-                                            "topic list", "topic type /cli/stop_untyped"};
+                                            "topic hz /cli/stop_untyped_hz",
+                                            "node list",
+                                            "topic list",
+                                            "topic type /cli/stop_untyped",
+                                            "action list"};
     for (const std::string& arguments : verbs) {
         const auto child = qorCliTest::startCli(arguments, kStopDomain);
         awaitWaiting(*child, {arguments, ""});
@@ -79,6 +82,8 @@ TEST(CliStop, CtrlCEndsEveryWaitingVerbAtOnceWithTwo) {
          "Waiting for at least 1 matching subscription(s)...\n"},
         {"topic pub /cli/stop_rate std_msgs/msg/String --rate 0.1", "publishing #1: "},
         {"topic echo /cli/stop_typed std_msgs/msg/String", ""},
+        {"action send_goal /cli/stop_action simulation_interfaces/action/SimulateSteps {}",
+         "Waiting for an action server to become available...\n"},
     };
     // All wait together, so that the slowest discovery is waited for once.
     std::vector<std::unique_ptr<qorTest::ChildProcess>> children;

@@ -79,6 +79,33 @@ TEST(CliGraphText, NodeInfoListsTheNodesTopicsWithTypes) {
               "\n");
 }
 
+TEST(CliGraphText, NodeInfoTellsActionServersAndClientsByTheirFeedbackTopics) {
+    const auto feedback = [](const std::string& action, bool publisher, const std::string& node) {
+        DiscoveredEndpoint out = endpoint(action + "/_action/feedback", publisher, node, "/", 0);
+        out.type = "pkg/action/Move_FeedbackMessage";
+        return out;
+    };
+    const std::vector<DiscoveredEndpoint> endpoints = {
+        feedback("/move", true, "mover"), feedback("/ask", false, "mover"),
+        feedback("/_hidden", true, "mover"), feedback("/elsewhere", true, "other")};
+    const GraphOutput output =
+        qorCli::nodeInfoOutput("/mover", {{"mover", "/"}, {"other", "/"}}, endpoints, {}, false);
+    EXPECT_EQ(output.out,
+              "/mover\n"
+              "  Subscribers:\n\n  Publishers:\n\n  Service Servers:\n\n  Service Clients:\n\n"
+              "  Action Servers:\n"
+              "    /move: pkg/action/Move\n"
+              "  Action Clients:\n"
+              "    /ask: pkg/action/Move\n");
+    // The hidden action shows with --include-hidden, and so do the feedback topics themselves.
+    const std::string hidden =
+        qorCli::nodeInfoOutput("/mover", {{"mover", "/"}}, endpoints, {}, true).out;
+    EXPECT_NE(hidden.find("  Action Servers:\n    /_hidden: pkg/action/Move\n"
+                          "    /move: pkg/action/Move\n"),
+              std::string::npos)
+        << hidden;
+}
+
 DiscoveredServiceEndpoint serviceEndpoint(const std::string& service, const std::string& type,
                                           bool request, bool reader, const std::string& node) {
     DiscoveredServiceEndpoint out;
