@@ -202,6 +202,37 @@ ParameterValue parameterValueOf(const std::string& text) {
     return value;
 }
 
+std::string pythonTextOf(const YAML::Node& node, bool repr) {
+    if (node.IsNull()) {
+        return "None";
+    }
+    if (node.IsScalar()) {
+        const Scalar scalar = resolve(node);
+        if (const bool* flag = std::get_if<bool>(&scalar)) {
+            return boolText(*flag);
+        }
+        if (const std::int64_t* number = std::get_if<std::int64_t>(&scalar)) {
+            return integerText(*number);
+        }
+        if (const double* real = std::get_if<double>(&scalar)) {
+            return pythonFloatRepr(*real);
+        }
+        return repr ? pythonStrRepr(std::get<std::string>(scalar)) : std::get<std::string>(scalar);
+    }
+    std::string text;
+    if (node.IsSequence()) {
+        for (const YAML::Node& item : node) {
+            text += (text.empty() ? "" : ", ") + pythonTextOf(item, true);
+        }
+        return "[" + text + "]";
+    }
+    for (const auto& entry : node) {
+        text += (text.empty() ? "" : ", ") + pythonTextOf(entry.first, true) + ": " +
+                pythonTextOf(entry.second, true);
+    }
+    return "{" + text + "}";
+}
+
 std::string parameterTypeName(std::uint8_t type) {
     static const char* const kNames[] = {
         "not set",    "boolean",       "integer",       "double",       "string",
