@@ -7,8 +7,12 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -116,6 +120,14 @@ TEST(DemoParamCli, ASetCameraRateSpacesTheImagesAndIsAnnouncedOnParameterEvents)
     EXPECT_NEAR(std::stod(last), 5.0, 1.0) << hz.output;
 }
 
+// What qor-ros2 `arguments` printed on stderr, having printed nothing else and exited with 1 as
+// ros2 does after a verb's error.
+std::string refusalOf(const std::string& arguments) {
+    const auto run = qorCliTest::runCliSplit(arguments, kDumpDomain);
+    EXPECT_TRUE(qorCliTest::exitedPrinting(run, 1, "")) << arguments << ": " << run.errors;
+    return run.errors;
+}
+
 TEST(DemoParamCli, ADumpStartsANewDemoWithTheSameValuesAndLoadsOntoARunningOne) {
     const auto demo = startDemo(kDumpDomain, {"--camera-size", "32x24", "--ros-args", "-p",
                                               "camera.rate:=7.5", "-p", "real_time_factor:=0.5"});
@@ -135,6 +147,26 @@ TEST(DemoParamCli, ADumpStartsANewDemoWithTheSameValuesAndLoadsOntoARunningOne) 
             qorCliTest::runCliSplit("param get " + kNode + " real_time_factor", kCopyDomain);
         EXPECT_TRUE(qorCliTest::exitedPrinting(get, 0, "Double value is: 0.5\n"));
     }
+
+    // Humble's deprecated ways of dump: saved to a folder, or --print, which does nothing.
+    const std::string folder = std::filesystem::path(file.path()).parent_path().string();
+    const std::string saved = folder + "/qor_ros2_demo.yaml";
+    std::remove(saved.c_str());
+    const auto toFolder =
+        qorCliTest::runCliSplit("param dump " + kNode + " --output-dir " + folder, kDumpDomain);
+    EXPECT_TRUE(qorCliTest::exitedPrinting(toFolder, 0, "Saving to:  " + saved + "\n"));
+    EXPECT_EQ(toFolder.errors,
+              "WARNING: '--output-dir' is deprecated; use redirection to save to a file\n");
+    std::ostringstream savedText;
+    savedText << std::ifstream(saved).rdbuf();
+    EXPECT_EQ(savedText.str() + "\n", dump.output);
+    std::remove(saved.c_str());
+    const auto printed = qorCliTest::runCliSplit("param dump " + kNode + " --print", kDumpDomain);
+    EXPECT_TRUE(qorCliTest::exitedPrinting(printed, 0, dump.output));
+    EXPECT_EQ(printed.errors,
+              "WARNING: '--print' is deprecated; this utility prints to stdout by default\n");
+    EXPECT_EQ(refusalOf("param dump " + kNode + " --output-dir /nonexistent/folder"),
+              "'/nonexistent/folder' is not a valid directory.\n");
 
     const auto prefixed = qorCliTest::runCliSplit(
         "param list " + kNode + " --param-prefixes camera sensor_qos", kDumpDomain);
@@ -167,20 +199,16 @@ TEST(DemoParamCli, ADumpStartsANewDemoWithTheSameValuesAndLoadsOntoARunningOne) 
     }
 
     // Bad input: ros2's words, the exit code ros2 gives, and the demo still serving.
-    const auto missing = qorCliTest::runCliSplit(
-        "param load " + kNode + " /nonexistent/demo_params.yaml", kDumpDomain);
-    EXPECT_EQ(missing.exitCode, 1);
-    EXPECT_EQ(missing.errors,
+    EXPECT_EQ(refusalOf("param load " + kNode + " /nonexistent/demo_params.yaml"),
               "FileNotFoundError: [Errno 2] No such file or directory: "
               "'/nonexistent/demo_params.yaml'\n");
     const qorTest::ScratchFile malformed("demo_malformed.yaml",
                                          "/qor_ros2_demo:\n  ros__parameters:\n    camera: [1\n");
-    const auto broken = qorCliTest::runCliSplit(
-        "param load " + kNode + " " + qorCliTest::shellQuoted(malformed.path()), kDumpDomain);
-    EXPECT_EQ(broken.exitCode, 1);
-    EXPECT_EQ(broken.errors.rfind("yaml.YAMLError: ", 0), 0U) << broken.errors;
-    EXPECT_NE(broken.errors.find("\n  in \"" + malformed.path() + "\", line "), std::string::npos)
-        << broken.errors;
+    const std::string broken =
+        refusalOf("param load " + kNode + " " + qorCliTest::shellQuoted(malformed.path()));
+    EXPECT_EQ(broken.rfind("yaml.YAMLError: ", 0), 0U) << broken;
+    EXPECT_NE(broken.find("\n  in \"" + malformed.path() + "\", line "), std::string::npos)
+        << broken;
     const qorTest::ScratchFile mismatched(
         "demo_mismatched.yaml",
         "/qor_ros2_demo:\n  ros__parameters:\n    camera:\n      rate: fast\n");
@@ -191,16 +219,11 @@ TEST(DemoParamCli, ADumpStartsANewDemoWithTheSameValuesAndLoadsOntoARunningOne) 
               "Set parameter camera.rate failed: Wrong parameter type, parameter {camera.rate} is "
               "of type {double}, setting it to {string} is not allowed.\n");
     const qorTest::ScratchFile other("demo_other.yaml", "/other:\n  ros__parameters: {}\n");
-    const auto elsewhere = qorCliTest::runCliSplit(
-        "param load " + kNode + " " + qorCliTest::shellQuoted(other.path()), kDumpDomain);
-    EXPECT_EQ(elsewhere.exitCode, 1);
-    EXPECT_EQ(elsewhere.errors,
+    EXPECT_EQ(refusalOf("param load " + kNode + " " + qorCliTest::shellQuoted(other.path())),
               "Param file does not contain parameters for /qor_ros2_demo,  only for nodes: "
               "dict_keys(['/other'])\n");
-    const auto nobody = qorCliTest::runCliSplit(
-        "param load /nobody " + qorCliTest::shellQuoted(file.path()), kDumpDomain);
-    EXPECT_EQ(nobody.exitCode, 1);
-    EXPECT_EQ(nobody.errors, "Node not found\n");
+    EXPECT_EQ(refusalOf("param load /nobody " + qorCliTest::shellQuoted(file.path())),
+              "Node not found\n");
 
     const auto get = qorCliTest::runCliSplit("param get " + kNode + " camera.rate", kDumpDomain);
     EXPECT_TRUE(qorCliTest::exitedPrinting(get, 0, "Double value is: 7.5\n"));

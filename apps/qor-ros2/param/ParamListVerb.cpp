@@ -24,10 +24,11 @@ namespace rcl = qorROS2::rclInterfaces;
 class ParamListVerb : public Verb {
   public:
     explicit ParamListVerb(CLI::App& app) {
-        m_node.declare(app, false);
+        m_node.declareNode(app, false);
         addText(app, "--filter", m_filter, "FILTER",
                 "Only parameters matching the regex expression will be showed. Supports `re` "
                 "regex syntax.");
+        m_node.declareHidden(app);
         addTexts(app, "--param-prefixes", m_prefixes, "PARAM_PREFIXES",
                  "Only list parameters with the provided prefixes");
         addFlag(app, "--param-type", m_paramType, "Print parameter types with parameter names");

@@ -35,8 +35,7 @@ std::string osErrorClass(int error) {
 }
 
 [[noreturn]] void throwOsError(int error, const std::string& path) {
-    throw CommandFailure(osErrorClass(error) + ": [Errno " + std::to_string(error) + "] " +
-                         std::strerror(error) + ": " + pythonStrRepr(path));
+    throw CommandFailure(pythonOsErrorText(error, path));
 }
 
 // A YAML mapping as PyYAML builds a Python dict of it: keys in the order they first came, a
@@ -115,6 +114,11 @@ YAML::Node parsed(const std::string& text, const std::string& path) {
 }
 
 }  // namespace
+
+std::string pythonOsErrorText(int error, const std::string& path) {
+    return osErrorClass(error) + ": [Errno " + std::to_string(error) + "] " + std::strerror(error) +
+           ": " + pythonStrRepr(path);
+}
 
 std::string parameterFileText(const std::string& path) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -11,6 +11,10 @@
 
 namespace qorCli {
 
+/// The last line of the traceback ros2 prints when Python's open() of `path` fails with the
+/// errno `error`: "FileNotFoundError: [Errno 2] No such file or directory: 'params.yaml'".
+std::string pythonOsErrorText(int error, const std::string& path);
+
 /// The text of the parameter file `path`. Throws CommandFailure with the last line of the
 /// traceback ros2 prints when it cannot open it: "FileNotFoundError: [Errno 2] No such file or
 /// directory: 'params.yaml'".
