@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -40,17 +41,21 @@ std::string osErrorClass(int error) {
 
 // A YAML mapping as PyYAML builds a Python dict of it: keys in the order they first came, a
 // repeated key's last value at its first place.
-using PyDict = std::vector<std::pair<YAML::Node, YAML::Node>>;
+struct PyDict {
+    std::vector<std::pair<YAML::Node, YAML::Node>> items;
+    std::map<std::string, std::size_t> places;  // each key's repr, and its place in items
+
+    auto begin() const { return items.begin(); }
+    auto end() const { return items.end(); }
+};
 
 void updateDict(PyDict& dict, const YAML::Node& key, const YAML::Node& value) {
-    const std::string repr = pythonTextOf(key, true);
-    for (auto& [known, held] : dict) {
-        if (pythonTextOf(known, true) == repr) {
-            held = value;
-            return;
-        }
+    const auto [place, added] = dict.places.emplace(pythonTextOf(key, true), dict.items.size());
+    if (added) {
+        dict.items.emplace_back(key, value);
+    } else {
+        dict.items[place->second].second = value;
     }
-    dict.emplace_back(key, value);
 }
 
 PyDict dictOf(const YAML::Node& mapping) {
@@ -100,7 +105,7 @@ YAML::Node parsed(const std::string& text, const std::string& path) {
     std::vector<YAML::Node> documents;
     try {
         documents = YAML::LoadAll(text);
-    } catch (const YAML::ParserException& error) {
+    } catch (const YAML::Exception& error) {
         // PyYAML's place: lines and columns counted from 1.
         throw CommandFailure("yaml.YAMLError: " + error.msg + "\n  in \"" + path + "\", line " +
                              std::to_string(error.mark.line + 1) + ", column " +

@@ -128,6 +128,31 @@ TEST(ParameterFile, MalformedYamlIsRefusedWithItsPlace) {
               "yaml.YAMLError: expected a single document in the stream\n  in \"p.yaml\"");
 }
 
+TEST(ParameterFile, AbsurdFilesAreRefusedInWordsWithoutACrash) {
+    const std::string deep =
+        refusalOf("/talker:\n  ros__parameters:\n    a: " + std::string(100000, '[') + "\n");
+    EXPECT_EQ(deep.rfind("yaml.YAMLError: ", 0), 0U) << deep;
+    EXPECT_EQ(refusalOf("/talker:\n  ros__parameters:\n    a: 99999999999999999999\n"),
+              "Integer value '99999999999999999999' does not fit a parameter's 64 bits");
+    const std::string garbage = refusalOf(std::string("\0\xff\xfe:\t- [\n", 9));
+    EXPECT_EQ(garbage.rfind("yaml.YAMLError: ", 0), 0U) << garbage;
+}
+
+TEST(ParameterFile, ManyParametersAreReadInOnePass) {
+    // A repeated key is looked up, not searched for: a big file reads in moments.
+    std::string text = "/talker:\n  ros__parameters:\n";
+    constexpr int kCount = 20000;
+    for (int i = 0; i < kCount; ++i) {
+        text += "    p" + std::to_string(i) + ": " + std::to_string(i) + "\n";
+    }
+    text += "    p7: seven\n";
+    const std::vector<rcl::Parameter> loaded = parametersToLoad(text, "p.yaml", "/talker", true);
+    ASSERT_EQ(loaded.size(), static_cast<std::size_t>(kCount));
+    EXPECT_EQ(loaded[7].name, "p7");
+    EXPECT_EQ(loaded[7].value.string_value, "seven");
+    EXPECT_EQ(loaded.back().value.integer_value, kCount - 1);
+}
+
 TEST(ParameterFile, AFileThatCannotBeOpenedEndsAsPythonsOpenEnds) {
     try {
         qorCli::parameterFileText("/nonexistent/params.yaml");
