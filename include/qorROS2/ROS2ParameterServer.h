@@ -13,24 +13,11 @@
 #include <vector>
 
 #include "qorROS2/Export.h"
+#include "qorROS2/ParameterTypes.h"
 #include "qorROS2/rclInterfaces.h"
 #include "qorSDK/StepEventListener.h"
 
 namespace qorROS2 {
-
-/// The parameter types, numbered as rcl_interfaces/msg/ParameterType numbers them.
-enum ParameterTypeId : std::uint8_t {
-    PARAMETER_NOT_SET = 0,
-    PARAMETER_BOOL = 1,
-    PARAMETER_INTEGER = 2,
-    PARAMETER_DOUBLE = 3,
-    PARAMETER_STRING = 4,
-    PARAMETER_BYTE_ARRAY = 5,
-    PARAMETER_BOOL_ARRAY = 6,
-    PARAMETER_INTEGER_ARRAY = 7,
-    PARAMETER_DOUBLE_ARRAY = 8,
-    PARAMETER_STRING_ARRAY = 9,
-};
 
 /// The word ROS 2 uses for a parameter type in its messages: "bool", "integer", "double",
 /// "string", "byte_array", ..., "not set", and "unknown type" for a number it does not know.

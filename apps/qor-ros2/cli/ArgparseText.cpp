@@ -48,8 +48,10 @@ std::string firstName(const CLI::Option& option) {
     return "--" + option.get_lnames().front();
 }
 
+// An option of one word or more shows its metavar as argparse shows nargs='+'.
 std::string metavar(const CLI::Option& option) {
-    return option.get_type_name();
+    const std::string name = option.get_type_name();
+    return option.get_items_expected_max() > 1 ? name + " [" + name + " ...]" : name;
 }
 
 std::string optionUsage(const CLI::Option& option) {

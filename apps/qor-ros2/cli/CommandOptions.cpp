@@ -106,6 +106,13 @@ void addText(CLI::App& command, const std::string& names, std::string& target,
     command.add_option(names, target, help)->type_name(metavar);
 }
 
+void addTexts(CLI::App& command, const std::string& names, std::vector<std::string>& target,
+              const std::string& metavar, const std::string& help) {
+    command.add_option(names, target, help)
+        ->type_name(metavar)
+        ->expected(1, CLI::detail::expected_max_vector_size);
+}
+
 void addChoice(CLI::App& command, const std::string& names, std::string& target,
                const std::vector<std::string>& choices, const std::string& help) {
     std::string shown;

@@ -33,6 +33,11 @@ void addFlag(CLI::App& command, const std::string& names, bool& target, const st
 void addText(CLI::App& command, const std::string& names, std::string& target,
              const std::string& metavar, const std::string& help);
 
+/// An option with one word or more as its values (argparse nargs='+'), shown as
+/// "--prefixes PREFIXES [PREFIXES ...]"; as argparse, it takes the words up to the next option.
+void addTexts(CLI::App& command, const std::string& names, std::vector<std::string>& target,
+              const std::string& metavar, const std::string& help);
+
 /// An option whose value must be one of `choices`, shown as "{a,b,c}"; `target` stays empty
 /// when the option is not given.
 void addChoice(CLI::App& command, const std::string& names, std::string& target,

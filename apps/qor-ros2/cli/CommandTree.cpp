@@ -52,6 +52,7 @@ const VerbEntry kVerbs[] = {
      &makeParamDumpVerb},
     {"param", "get", "Get parameter", &makeParamGetVerb},
     {"param", "list", "Output a list of available parameters", &makeParamListVerb},
+    {"param", "load", "Load parameter file for a node", &makeParamLoadVerb},
     {"param", "set", "Set parameter", &makeParamSetVerb},
     {"security", "create_enclave", "Create enclave", &makeSecurityCreateEnclaveVerb},
     {"security", "create_keystore", "Create keystore", &makeSecurityCreateKeystoreVerb},

@@ -39,6 +39,7 @@ std::unique_ptr<Verb> makeParamDescribeVerb(CLI::App& app);
 std::unique_ptr<Verb> makeParamDumpVerb(CLI::App& app);
 std::unique_ptr<Verb> makeParamGetVerb(CLI::App& app);
 std::unique_ptr<Verb> makeParamListVerb(CLI::App& app);
+std::unique_ptr<Verb> makeParamLoadVerb(CLI::App& app);
 std::unique_ptr<Verb> makeParamSetVerb(CLI::App& app);
 std::unique_ptr<Verb> makeSecurityCreateEnclaveVerb(CLI::App& app);
 std::unique_ptr<Verb> makeSecurityCreateKeystoreVerb(CLI::App& app);

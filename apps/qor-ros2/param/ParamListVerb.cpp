@@ -1,5 +1,5 @@
-// `qor-ros2 param list [NODE]`: the parameters of one node or of every node that serves them,
-// as `ros2 param list` prints them.
+// `qor-ros2 param list [NODE]`: the parameters of one node or of every node that serves them
+// (under --param-prefixes only, when given), as `ros2 param list` prints them.
 
 #include <algorithm>
 #include <cstdio>
@@ -24,10 +24,13 @@ namespace rcl = qorROS2::rclInterfaces;
 class ParamListVerb : public Verb {
   public:
     explicit ParamListVerb(CLI::App& app) {
-        m_node.declare(app, false);
+        m_node.declareNode(app, false);
         addText(app, "--filter", m_filter, "FILTER",
                 "Only parameters matching the regex expression will be showed. Supports `re` "
                 "regex syntax.");
+        m_node.declareHidden(app);
+        addTexts(app, "--param-prefixes", m_prefixes, "PARAM_PREFIXES",
+                 "Only list parameters with the provided prefixes");
         addFlag(app, "--param-type", m_paramType, "Print parameter types with parameter names");
     }
 
@@ -77,8 +80,9 @@ class ParamListVerb : public Verb {
   private:
     std::string parametersOf(const qorROS2::TopicDiscovery& discovery, std::int8_t domain,
                              const std::string& node, const std::optional<std::regex>& filter) {
-        const rcl::ListParameters::Response response = callParameterService<rcl::ListParameters>(
-            discovery, domain, node, "list_parameters", rcl::ListParameters::Request{});
+        const rcl::ListParameters::Response response =
+            callParameterService<rcl::ListParameters>(discovery, domain, node, "list_parameters",
+                                                      rcl::ListParameters::Request{m_prefixes, 0});
         std::vector<std::string> names = response.result.names;
         std::sort(names.begin(), names.end());
         if (filter) {
@@ -113,6 +117,7 @@ class ParamListVerb : public Verb {
 
     ParamNodeArguments m_node;
     std::string m_filter;
+    std::vector<std::string> m_prefixes;
     bool m_paramType = false;
 };
 

@@ -20,8 +20,18 @@ struct ParamNodeArguments {
     /// Declares the node options, `node_name` (optional when `required` is false) and
     /// --include-hidden-nodes on `app`.
     void declare(CLI::App& app, bool required) {
+        declareNode(app, required);
+        declareHidden(app);
+    }
+
+    /// The node options and `node_name` alone, for a verb that declares options of its own
+    /// before --include-hidden-nodes, as `param list` does.
+    void declareNode(CLI::App& app, bool required) {
         addStrategyNodeOptions(app, flags, listingNodeUse());
         addPositional(app, "node_name", node, required, "Name of the ROS node");
+    }
+
+    void declareHidden(CLI::App& app) {
         addFlag(app, "--include-hidden-nodes", includeHidden, "Consider hidden nodes as well");
     }
 };

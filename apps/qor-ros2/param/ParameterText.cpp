@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "cli/CommandFailure.h"
+#include "qorROS2/ParameterTypes.h"
 #include "qorROS2/typesupport/Yaml.h"
 #include "text/PythonText.h"
 
@@ -19,20 +20,6 @@ namespace qorCli {
 namespace {
 
 using qorROS2::rclInterfaces::ParameterValue;
-
-// rcl_interfaces/msg/ParameterType's constants.
-enum ParameterTypeNumber : std::uint8_t {
-    notSet = 0,
-    boolean = 1,
-    integer = 2,
-    floating = 3,
-    string = 4,
-    byteArray = 5,
-    booleanArray = 6,
-    integerArray = 7,
-    floatingArray = 8,
-    stringArray = 9,
-};
 
 // A YAML scalar as PyYAML resolves it: bool, int, float or str (None is taken as its text).
 using Scalar = std::variant<bool, std::int64_t, double, std::string>;
@@ -120,7 +107,7 @@ bool allHold(const std::vector<Scalar>& items) {
 
 ParameterValue stringValue(const std::string& text) {
     ParameterValue value{};
-    value.type = string;
+    value.type = qorROS2::PARAMETER_STRING;
     value.string_value = text;
     return value;
 }
@@ -135,7 +122,7 @@ ParameterValue arrayValue(const YAML::Node& node, const std::string& text) {
     }
     ParameterValue value{};
     if (allHold<bool>(items)) {
-        value.type = booleanArray;
+        value.type = qorROS2::PARAMETER_BOOL_ARRAY;
         for (const Scalar& item : items) {
             value.bool_array_value.push_back(std::get<bool>(item));
         }
@@ -144,19 +131,19 @@ ParameterValue arrayValue(const YAML::Node& node, const std::string& text) {
                    return std::holds_alternative<std::int64_t>(item) ||
                           std::holds_alternative<bool>(item);
                })) {
-        value.type = integerArray;
+        value.type = qorROS2::PARAMETER_INTEGER_ARRAY;
         for (const Scalar& item : items) {
             value.integer_array_value.push_back(std::holds_alternative<bool>(item)
                                                     ? std::int64_t{std::get<bool>(item)}
                                                     : std::get<std::int64_t>(item));
         }
     } else if (allHold<double>(items)) {
-        value.type = floatingArray;
+        value.type = qorROS2::PARAMETER_DOUBLE_ARRAY;
         for (const Scalar& item : items) {
             value.double_array_value.push_back(std::get<double>(item));
         }
     } else if (allHold<std::string>(items)) {
-        value.type = stringArray;
+        value.type = qorROS2::PARAMETER_STRING_ARRAY;
         for (const Scalar& item : items) {
             value.string_array_value.push_back(std::get<std::string>(item));
         }
@@ -201,18 +188,49 @@ ParameterValue parameterValueOf(const std::string& text) {
     const Scalar scalar = resolve(node);
     ParameterValue value{};
     if (const bool* flag = std::get_if<bool>(&scalar)) {
-        value.type = boolean;
+        value.type = qorROS2::PARAMETER_BOOL;
         value.bool_value = *flag;
     } else if (const std::int64_t* number = std::get_if<std::int64_t>(&scalar)) {
-        value.type = integer;
+        value.type = qorROS2::PARAMETER_INTEGER;
         value.integer_value = *number;
     } else if (const double* real = std::get_if<double>(&scalar)) {
-        value.type = floating;
+        value.type = qorROS2::PARAMETER_DOUBLE;
         value.double_value = *real;
     } else {
         value = stringValue(std::get<std::string>(scalar));
     }
     return value;
+}
+
+std::string pythonTextOf(const YAML::Node& node, bool repr) {
+    if (node.IsNull()) {
+        return "None";
+    }
+    if (node.IsScalar()) {
+        const Scalar scalar = resolve(node);
+        if (const bool* flag = std::get_if<bool>(&scalar)) {
+            return boolText(*flag);
+        }
+        if (const std::int64_t* number = std::get_if<std::int64_t>(&scalar)) {
+            return integerText(*number);
+        }
+        if (const double* real = std::get_if<double>(&scalar)) {
+            return pythonFloatRepr(*real);
+        }
+        return repr ? pythonStrRepr(std::get<std::string>(scalar)) : std::get<std::string>(scalar);
+    }
+    std::string text;
+    if (node.IsSequence()) {
+        for (const YAML::Node& item : node) {
+            text += (text.empty() ? "" : ", ") + pythonTextOf(item, true);
+        }
+        return "[" + text + "]";
+    }
+    for (const auto& entry : node) {
+        text += (text.empty() ? "" : ", ") + pythonTextOf(entry.first, true) + ": " +
+                pythonTextOf(entry.second, true);
+    }
+    return "{" + text + "}";
 }
 
 std::string parameterTypeName(std::uint8_t type) {
@@ -226,44 +244,44 @@ std::string parameterValueText(const ParameterValue& value, bool hideType) {
     std::string label;
     std::optional<std::string> shown;
     switch (value.type) {
-        case boolean:
+        case qorROS2::PARAMETER_BOOL:
             label = "Boolean value is:";
             shown = boolText(value.bool_value);
             break;
-        case integer:
+        case qorROS2::PARAMETER_INTEGER:
             label = "Integer value is:";
             shown = integerText(value.integer_value);
             break;
-        case floating:
+        case qorROS2::PARAMETER_DOUBLE:
             label = "Double value is:";
             shown = pythonFloatRepr(value.double_value);
             break;
-        case string:
+        case qorROS2::PARAMETER_STRING:
             label = "String value is:";
             shown = value.string_value;
             break;
-        case byteArray:
+        case qorROS2::PARAMETER_BYTE_ARRAY:
             label = "Byte values are:";
             shown = listRepr(value.byte_array_value, pythonByteRepr);
             break;
-        case booleanArray:
+        case qorROS2::PARAMETER_BOOL_ARRAY:
             label = "Boolean values are:";
             shown = listRepr(value.bool_array_value, boolText);
             break;
-        case integerArray:
+        case qorROS2::PARAMETER_INTEGER_ARRAY:
             // rclpy holds integer and double arrays in Python's array.array.
             label = "Integer values are:";
             shown = "array('q', " + listRepr(value.integer_array_value, integerText) + ")";
             break;
-        case floatingArray:
+        case qorROS2::PARAMETER_DOUBLE_ARRAY:
             label = "Double values are:";
             shown = "array('d', " + listRepr(value.double_array_value, pythonFloatRepr) + ")";
             break;
-        case stringArray:
+        case qorROS2::PARAMETER_STRING_ARRAY:
             label = "String values are:";
             shown = listRepr(value.string_array_value, pythonStrRepr);
             break;
-        case notSet:
+        case qorROS2::PARAMETER_NOT_SET:
             label = "Parameter not set.";
             break;
         default:
@@ -332,33 +350,33 @@ void setDumped(DumpNode& node, const ParameterValue& value, std::size_t indent) 
         return yaml::yamlString(text, yaml::YamlPlace::block, indent + 2);
     };
     switch (value.type) {
-        case boolean:
+        case qorROS2::PARAMETER_BOOL:
             node.scalar = value.bool_value ? "true" : "false";
             return;
-        case integer:
+        case qorROS2::PARAMETER_INTEGER:
             node.scalar = std::to_string(value.integer_value);
             return;
-        case floating:
+        case qorROS2::PARAMETER_DOUBLE:
             node.scalar = yaml::yamlFloat(value.double_value);
             return;
-        case string:
+        case qorROS2::PARAMETER_STRING:
             node.scalar = stringText(value.string_value);
             return;
-        case booleanArray:
+        case qorROS2::PARAMETER_BOOL_ARRAY:
             node.sequence =
                 itemsOf(value.bool_array_value, [](bool item) { return item ? "true" : "false"; });
             return;
-        case integerArray:
+        case qorROS2::PARAMETER_INTEGER_ARRAY:
             node.sequence = itemsOf(value.integer_array_value,
                                     [](std::int64_t item) { return std::to_string(item); });
             return;
-        case floatingArray:
+        case qorROS2::PARAMETER_DOUBLE_ARRAY:
             node.sequence = itemsOf(value.double_array_value, yaml::yamlFloat);
             return;
-        case stringArray:
+        case qorROS2::PARAMETER_STRING_ARRAY:
             node.sequence = itemsOf(value.string_array_value, stringText);
             return;
-        case byteArray:
+        case qorROS2::PARAMETER_BYTE_ARRAY:
             throw CommandFailure(
                 "cannot dump byte array parameters: ros2 writes them as Python "
                 "bytes objects");

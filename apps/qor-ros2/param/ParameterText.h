@@ -10,12 +10,21 @@
 
 #include "qorROS2/rclInterfaces.h"
 
+namespace YAML {
+class Node;
+}  // namespace YAML
+
 namespace qorCli {
 
 /// The value that `text` gives, typed as ros2's `param set` guesses it: YAML 1.1 as PyYAML reads
 /// it (true/yes/on a bool, 0x1f an integer, 1.5 or .inf a double, a flow sequence of one kind an
 /// array), anything else a string. Throws CommandFailure for an integer beyond int64.
 qorROS2::rclInterfaces::ParameterValue parameterValueOf(const std::string& text);
+
+/// What Python's str() (or with `repr`, repr()) gives for the value PyYAML's safe_load reads
+/// from `node`: "None", "True", "5", "0.2", "base" ('base' as repr), "[1, 'a']", "{'k': 2}".
+/// Throws CommandFailure for an integer beyond int64.
+std::string pythonTextOf(const YAML::Node& node, bool repr);
 
 /// The name ros2 gives a parameter type: "boolean", "integer array", "not set". Empty for a
 /// number that is no type.

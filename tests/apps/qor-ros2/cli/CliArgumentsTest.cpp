@@ -42,6 +42,13 @@ const std::vector<HelpCase> kHelpCases = {
     {"topic find", {"topic_type", "-c, --count-topics", "--include-hidden-topics"}},
     {"node list", {"-a, --all", "-c, --count-nodes"}},
     {"node info", {"node_name", "--include-hidden"}},
+    {"param list",
+     {"[node_name]", "--filter FILTER", "--include-hidden-nodes",
+      "--param-prefixes PARAM_PREFIXES [PARAM_PREFIXES ...]", "--param-type"}},
+    {"param dump", {"node_name", "--output-dir OUTPUT_DIR", "--print"}},
+    {"param load",
+     {"node_name parameter_file", "--spin-time SPIN_TIME", "--no-daemon", "--include-hidden-nodes",
+      "--no-use-wildcard"}},
     {"interface list", {"-h, --help"}},
     {"interface show", {"type"}},
     {"security create_keystore", {"ROOT"}},
@@ -81,12 +88,25 @@ const std::vector<std::string> kVerbLines = {
     "interface show std_msgs/msg/String",
     "security create_keystore /tmp/ks",
     "security create_enclave /tmp/ks /e",
+    "param list",
+    "param load /x params.yaml",
+    "param dump /x",
 };
 
 // The verb's path in a line like "topic pub /x std_msgs/msg/String".
 std::string verbOf(const std::string& line) {
     const std::size_t second = line.find(' ', line.find(' ') + 1);
     return line.substr(0, second);
+}
+
+TEST(CliArguments, ParamListShowsItsOptionsInRos2sOrder) {
+    const auto result = qorCliTest::runCliSplit("param list --help", kDomain);
+    EXPECT_EQ(result.output.substr(0, result.output.find("\n\n") + 1),
+              "usage: qor-ros2 param list [-h] [--spin-time SPIN_TIME] [-s] [--no-daemon]\n"
+              "                           [--filter FILTER] [--include-hidden-nodes]\n"
+              "                           [--param-prefixes PARAM_PREFIXES [PARAM_PREFIXES ...]]\n"
+              "                           [--param-type]\n"
+              "                           [node_name]\n");
 }
 
 TEST(CliArguments, UnknownFlagOfEveryVerbShowsItsUsageNamesTheFlagAndExitsWithTwo) {
@@ -120,6 +140,11 @@ TEST(CliArguments, MissingExtraAndMalformedArgumentsAreRefusedInArgparsesWords) 
         {"security create_enclave", enclaveUsage,
          "qor-ros2 security create_enclave: error: the following arguments are required: ROOT, "
          "NAME\n"},
+        {"param load /x",
+         "usage: qor-ros2 param load [-h] [--spin-time SPIN_TIME] [-s] [--no-daemon]\n"
+         "                           [--include-hidden-nodes] [--no-use-wildcard]\n"
+         "                           node_name parameter_file\n",
+         "qor-ros2 param load: error: the following arguments are required: parameter_file\n"},
         {"topic type /a /b", typeUsage, "qor-ros2 topic type: error: unrecognized arguments: /b\n"},
         {"node list -x",
          "usage: qor-ros2 node list [-h] [--spin-time SPIN_TIME] [-s] [--no-daemon] [-a]\n"
