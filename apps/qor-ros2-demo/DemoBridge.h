@@ -13,6 +13,7 @@
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/ROS2ClockPublisher.h"
+#include "qorROS2/ROS2SimulationControlServer.h"
 #include "qorROS2/ROS2TransformPublisher.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/Camera.h"
@@ -31,7 +32,10 @@ struct DemoTopic {
 /// The scene, bridged to ROS 2: the clock and the control interface listen to every step, and
 /// the camera and the lidar are published at their own rates of simulated time while their
 /// topics have subscribers. The robot description is published once, for late joiners too; the
-/// arm's frames are published at every step on /tf, and once on /tf_static.
+/// arm's frames are published at every step on /tf, and once on /tf_static. The services of
+/// simulation_interfaces play, pause, stop, reset and step it (simulationControl()); a reset puts
+/// the joints' drives back as they were at start, drops the commands that wait, restarts the
+/// sensors' schedules and sends the new time on /clock and the joints' state at once.
 class DemoBridge {
   public:
     /// Loads the scene, registers every joint with the control interface and prepares the
@@ -51,6 +55,10 @@ class DemoBridge {
 
     /// The simulation time in seconds.
     double time() const;
+
+    /// The server of simulation_interfaces' services, at the root of the names. The main loop
+    /// asks it whether to step and to quit, and lets it answer between steps.
+    qorROS2::ROS2SimulationControlServer& simulationControl() { return *m_simulationControl; }
 
     /// The joints registered with the control interface, each with its mode.
     const std::vector<std::string>& jointSummary() const noexcept { return m_jointSummary; }
@@ -111,6 +119,8 @@ class DemoBridge {
     void listTopic(const std::string& topic, const qorROS2::QOS& qos, bool published);
     /// True once when the schedule is due at `now`, which moves it to the next multiple.
     bool due(Schedule& schedule, double now) const;
+    /// What a reset leaves to the bridge: see the class comment.
+    void afterReset(bool time, bool state);
     /// Gives `schedule` the period of `rate` from the next step on.
     void reschedule(Schedule& schedule, double rate) const;
     bool cameraWanted() const;
@@ -127,6 +137,18 @@ class DemoBridge {
     qor::ref_ptr<qorROS2::ROS2ClockPublisher> m_clock;
     qor::ref_ptr<CommandCountingInterface> m_control;
     qor::ref_ptr<qorROS2::ROS2TransformPublisher> m_transforms;  ///< null with --no-tf
+    qor::ref_ptr<qorROS2::ROS2SimulationControlServer> m_simulationControl;
+
+    /// How a joint's drive was set at start, for a reset to put back.
+    struct DriveSettings {
+        bool lockEnabled;
+        double lockPosition;
+        qor::Range<double> lockRange;
+        bool motorEnabled;
+        double motorSpeed;
+        qor::Range<double> motorRange;
+    };
+    std::vector<DriveSettings> m_startDrives;  ///< one per entry of m_constraints
 
     qor::ref_ptr<qorSensor::Camera> m_camera;
     qor::ref_ptr<qorSensor::CameraColorOutput> m_cameraOutput;
