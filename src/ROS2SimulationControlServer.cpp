@@ -99,17 +99,18 @@ struct ROS2SimulationControlServer::Impl {
         seen = arrivals;
     }
 
-    void answerReadOnly() {
-        featuresService.handleRequests(
+    std::size_t answerReadOnly() {
+        const std::size_t answered = featuresService.handleRequests(
             [this](const srv::GetSimulatorFeatures::Request&, const ServiceRequestId&) {
                 srv::GetSimulatorFeatures::Response response{};
                 response.features.features = features;
                 return std::optional(response);
             });
-        getStateService.handleRequests(
-            [this](const srv::GetSimulationState::Request&, const ServiceRequestId&) {
-                return std::optional(srv::GetSimulationState::Response{{state}, ok()});
-            });
+        return answered +
+               getStateService.handleRequests(
+                   [this](const srv::GetSimulationState::Request&, const ServiceRequestId&) {
+                       return std::optional(srv::GetSimulationState::Response{{state}, ok()});
+                   });
     }
 
     // The run of a step_simulation request, or of startSteps().
@@ -193,8 +194,7 @@ void ROS2SimulationControlServer::onReset(ResetCallback callback) {
 std::size_t ROS2SimulationControlServer::handleRequests() {
     Impl& impl = *m_impl;
     impl.markSeen();
-    std::size_t taken = 0;
-    impl.answerReadOnly();
+    std::size_t taken = impl.answerReadOnly();
     taken += impl.setStateService.handleRequests(
         [this](const srv::SetSimulationState::Request& request, const ServiceRequestId&) {
             return std::optional(srv::SetSimulationState::Response{setState(request.state.state)});

@@ -12,12 +12,14 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AllocationCounter.h"
 #include "ParameterCalls.h"
 #include "WaitFor.h"
 #include "qor/ref_ptr.h"
+#include "qorROS2/Publisher.h"
 #include "qorROS2/ROS2ClockPublisher.h"
 #include "qorROS2/ROS2ControlInterface.h"
 #include "qorROS2/ROS2SimulationControlServer.h"
@@ -336,6 +338,71 @@ TEST(SimulationControl, ARunEndsEarlyWhenResetOrPlayedAndRunsOneAtATime) {
                        "4 'stepping ended after 1 of 5 steps: the simulation was set to "
                        "STATE_PLAYING'",
                        "4 'stepping ended after 1 of 2 steps: cancelled by its client'", "1 ''"}));
+}
+
+// Records the steps after which the joint's commanded speed had changed: those in which the
+// control interface took a command.
+class StepRecorder : public qorSDK::StepEventListener {
+  public:
+    StepRecorder(qorSDK::Simulation& simulation, qor::Constraint1DOF& joint)
+        : StepEventListener(POST_STEP),
+          m_simulation(simulation),
+          m_joint(joint),
+          m_last(joint.getMotor1D()->getSpeed()) {}
+    void post(const double& /*time*/) override {
+        const double speed = m_joint.getMotor1D()->getSpeed();
+        if (speed != m_last) {
+            changes.push_back(std::to_string(m_simulation.getTime()) + " -> " +
+                              std::to_string(speed));
+        }
+        m_last = speed;
+    }
+    std::vector<std::string> changes;
+
+  protected:
+    ~StepRecorder() override = default;
+
+  private:
+    qorSDK::Simulation& m_simulation;
+    qor::Constraint1DOF& m_joint;
+    double m_last;
+};
+
+TEST(SimulationControl, CommandsWaitingWhilePausedAreTakenOneAStepWithinARun) {
+    Bench bench(Server::PAUSED);
+    qor::ref_ptr<StepRecorder> recorder = new StepRecorder(*bench.simulation, *bench.track);
+    bench.simulation->add(recorder.get());
+    auto step = bench.client<srv::StepSimulation>("step_simulation");
+    Publisher<sensorMsgs::JointState> commands(bench.prefix + "/commands", QOS{}, kDomain);
+    ASSERT_TRUE(qorTest::waitFor([&] { return commands.matchedSubscriptions() > 0; }));
+    const auto send = [&](double speed) {
+        sensorMsgs::JointState command{};
+        command.name = {"track"};
+        command.velocity = {speed};
+        ASSERT_TRUE(commands.sendMessage(command));
+    };
+    send(0.25);
+    send(0.5);
+    // Delivered while paused: the interface keeps the newest, for the next step.
+    for (int i = 0; i < 20; ++i) {
+        bench.turn();
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+
+    const auto stepped = bench.call(*step, {5});
+    ASSERT_TRUE(stepped && stepped->result.result == 1);
+    send(0.75);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const auto again = bench.call(*step, {3});
+    ASSERT_TRUE(again && again->result.result == 1);
+
+    std::ostringstream evidence;
+    for (const std::string& change : recorder->changes) {
+        evidence << change << "\n";
+    }
+    EXPECT_EQ(recorder->changes,
+              (std::vector<std::string>{"0.002000 -> 0.500000", "0.012000 -> 0.750000"}))
+        << evidence.str();
 }
 
 TEST(SimulationControl, AnInitialStateOtherThanPlayingPausedOrStoppedIsRefused) {
