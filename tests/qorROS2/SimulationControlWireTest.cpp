@@ -1,17 +1,20 @@
 // The simulator-control services on the wire, for a client written straight on Fast DDS as
-// rmw_fastrtps writes one: the requests and the answers as CDR bytes written out here, not by our
-// codec.
+// rmw_fastrtps writes one (the requests and the answers as CDR bytes written out here, not by our
+// codec), and for a Cyclone DDS client in a process of its own, written as rmw_cyclonedds writes
+// one.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "RmwFastRtpsService.h"
+#include "ServicePeers.h"
 #include "WaitFor.h"
 #include "qor/ref_ptr.h"
 #include "qorROS2/ROS2SimulationControlServer.h"
@@ -81,6 +84,32 @@ TEST(SimulationControlWire, ARawFastDdsClientGetsTheStateAndSteps) {
               (std::vector<std::uint8_t>{0x00, 0x01, 0x00, 0x00, 1, 0, 0, 0, 1, 0, 0, 0, 0}))
         << hex(stepped);
     EXPECT_DOUBLE_EQ(simulation->getTime(), 3 * 0.002);
+}
+
+TEST(SimulationControlWire, ACycloneClientGetsTheState) {
+    const std::string service = qorTest::peerServiceName("get_simulation_state");
+    // The prefix of the peer's service name, whose last part is the service's own.
+    const std::string prefix = "/" + service.substr(0, service.rfind('/'));
+    const qor::ref_ptr<qorSDK::Simulation> simulation = qorSDK::Simulation::createFromString(
+        "<mujoco model='empty'><option timestep='0.002'/><worldbody/></mujoco>");
+    const qor::ref_ptr<Server> server = new Server(kDomain, prefix, Server::STOPPED);
+    simulation->add(server.get());
+    qorTest::ServicePeer peer(QOR_CYCLONE_SIMULATION_STATE_PEER, "client", kDomain, service, 2);
+
+    std::optional<int> code;
+    const qorTest::Deadline deadline(qorTest::kPeerDeadline);
+    while (!code && !deadline.passed()) {
+        server->waitForRequest(10ms);
+        server->handleRequests();
+        code = peer.waitForExit(qorTest::Deadline(1ms));
+    }
+
+    ASSERT_TRUE(code) << peer.transcript();
+    EXPECT_EQ(*code, 0) << peer.transcript();
+    EXPECT_EQ(
+        qorTest::linesStartingWith(peer, "reply"),
+        (std::vector<std::string>{"reply 1 state 0 result 1 ''", "reply 2 state 0 result 1 ''"}))
+        << peer.transcript();
 }
 
 }  // namespace
