@@ -19,6 +19,7 @@
 #include "ParameterCalls.h"
 #include "WaitFor.h"
 #include "qor/ref_ptr.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/ROS2ClockPublisher.h"
 #include "qorROS2/ROS2ControlInterface.h"
@@ -403,6 +404,21 @@ TEST(SimulationControl, CommandsWaitingWhilePausedAreTakenOneAStepWithinARun) {
     EXPECT_EQ(recorder->changes,
               (std::vector<std::string>{"0.002000 -> 0.500000", "0.012000 -> 0.750000"}))
         << evidence.str();
+}
+
+TEST(SimulationControl, ARelativePrefixResolvesInTheNodesNamespace) {
+    const std::string prefix = "sim_" + std::to_string(::getpid());
+    setNodeIdentity("control_test", "/robot7");
+    qor::ref_ptr<Server> server(new Server(kDomain, prefix, Server::PAUSED));
+    setNodeIdentity("qorROS2SimulationControlTests", "/");
+    ServiceClient<srv::GetSimulationState> client("/robot7/" + prefix + "/get_simulation_state",
+                                                  kDomain);
+    ASSERT_TRUE(client.waitForService(qorTest::kDeliveryDeadline));
+
+    const auto answer = qorTest::callStepping(client, {}, [&] { server->pre(0.0); });
+
+    ASSERT_TRUE(answer) << "get_simulation_state gave no answer";
+    EXPECT_EQ(answer->state.state, Server::PAUSED);
 }
 
 TEST(SimulationControl, AnInitialStateOtherThanPlayingPausedOrStoppedIsRefused) {
