@@ -149,6 +149,8 @@ TEST(DemoSimulationControl, PausedDemoStepsInLockstepAndResetsToItsFirstStep) {
     const auto atReset = nextState(states);
     ASSERT_TRUE(atReset) << "no joint state at the reset";
     EXPECT_EQ(seconds(atReset->header.stamp), 0.0);
+    EXPECT_EQ(atReset->position, std::vector<double>(atReset->name.size(), 0.0))
+        << "the scene's joints start at 0: " << positionsOf(*atReset);
 
     const auto again = call(*step, {1});
     ASSERT_TRUE(again && again->result.result == 1);

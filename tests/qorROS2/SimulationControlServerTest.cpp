@@ -421,6 +421,21 @@ TEST(SimulationControl, ARelativePrefixResolvesInTheNodesNamespace) {
     EXPECT_EQ(answer->state.state, Server::PAUSED);
 }
 
+TEST(SimulationControl, WaitingForARequestBlocksUntilOneComesOrTheTimeoutPasses) {
+    Bench bench(Server::PAUSED);
+    auto get = bench.client<srv::GetSimulationState>("get_simulation_state");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(bench.server->waitForRequest(std::chrono::milliseconds(100)));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
+
+    get->sendRequest({}, [](srv::GetSimulationState::Response&&) {});
+    EXPECT_TRUE(bench.server->waitForRequest(qorTest::kDeliveryDeadline));
+    EXPECT_TRUE(bench.server->waitForRequest(std::chrono::milliseconds(0)))
+        << "still waiting: not yet taken";
+    EXPECT_EQ(bench.server->handleRequests(), 1U);
+    EXPECT_FALSE(bench.server->waitForRequest(std::chrono::milliseconds(10)));
+}
+
 TEST(SimulationControl, AnInitialStateOtherThanPlayingPausedOrStoppedIsRefused) {
     try {
         qor::ref_ptr<Server> server(new Server(kDomain, uniquePrefix(), Server::QUITTING));
