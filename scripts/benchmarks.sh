@@ -23,9 +23,11 @@ declare -A runs=(
   [qorDemoBenchmark]="$bench/demo/qorDemoBenchmark ${google_benchmark[*]}"
   [qorTransportLatencyBenchmark]="$bench/crossprocess/qorTransportLatencyBenchmark --repetitions 3"
   [qorTransportThroughputBenchmark]="$bench/crossprocess/qorTransportThroughputBenchmark --repetitions 3"
+  [qor_lockstep_benchmark]="$bench/simulationcontrol/qor_lockstep_benchmark"
 )
 order=(qorCodecBenchmark qorConverterBenchmark qorPhysicsBenchmark qorStepBridgeBenchmark
-       qorDemoBenchmark qorTransportLatencyBenchmark qorTransportThroughputBenchmark)
+       qorDemoBenchmark qorTransportLatencyBenchmark qorTransportThroughputBenchmark
+       qor_lockstep_benchmark)
 selected=("$@")
 [ ${#selected[@]} -gt 0 ] || selected=("${order[@]}")
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "BodyStates.h"
+#include "SimulationServiceNames.h"
 #include "qorROS2/ServiceServer.h"
 #include "qorROS2/TimeConversion.h"
 
@@ -70,9 +71,6 @@ bool isZero(const geometryMsgs::Vector3& v) {
     return v.x == 0.0 && v.y == 0.0 && v.z == 0.0;
 }
 
-std::string serviceName(const std::string& prefix, const char* service) {
-    return prefix.empty() ? std::string("/") + service : prefix + "/" + service;
-}
 
 }  // namespace
 
@@ -83,11 +81,11 @@ struct ROS2EntityStateServer::Impl {
           entities(std::move(givenEntities)),
           worldFrame(std::move(world)),
           freeBodies(simulation.getFreeBodyNames()),
-          getEntitiesService(serviceName(prefix, "get_entities"), domainId),
-          getStatesService(serviceName(prefix, "get_entities_states"), domainId),
-          getStateService(serviceName(prefix, "get_entity_state"), domainId),
-          setStateService(serviceName(prefix, "set_entity_state"), domainId),
-          getInfoService(serviceName(prefix, "get_entity_info"), domainId) {}
+          getEntitiesService(detail::simulationServiceName(prefix, "get_entities"), domainId),
+          getStatesService(detail::simulationServiceName(prefix, "get_entities_states"), domainId),
+          getStateService(detail::simulationServiceName(prefix, "get_entity_state"), domainId),
+          setStateService(detail::simulationServiceName(prefix, "set_entity_state"), domainId),
+          getInfoService(detail::simulationServiceName(prefix, "get_entity_info"), domainId) {}
 
     const SimulationEntity* find(const std::string& name) const {
         const auto found = std::find_if(entities.begin(), entities.end(),

@@ -24,6 +24,13 @@ class CommandCountingInterface : public qorROS2::ROS2ControlInterface {
         }
     }
 
+    /// Discards the commands that wait, unapplied and uncounted: after a reset they were meant
+    /// for a state that is gone.
+    void dropPendingCommands() {
+        while (m_commandSubscriber.receiveMessage(m_dropped)) {
+        }
+    }
+
     /// The number of command messages taken since construction.
     std::uint64_t commandsTaken() const noexcept { return m_commandsTaken; }
 
@@ -33,6 +40,7 @@ class CommandCountingInterface : public qorROS2::ROS2ControlInterface {
   private:
     static constexpr std::int32_t kUntouched = std::numeric_limits<std::int32_t>::min();
     std::uint64_t m_commandsTaken = 0;
+    qorROS2::sensorMsgs::JointState m_dropped;  ///< where discarded commands land
 };
 
 }  // namespace qorDemo

@@ -97,6 +97,19 @@ DemoBridge::DemoBridge(const DemoOptions& options)
     }
     m_simulation->add(m_clock.get());
     m_simulation->add(m_control.get());
+    for (const qor::ref_ptr<qor::Constraint1DOF>& constraint : m_constraints) {
+        const qor::LockController& lock = *constraint->getLock1D();
+        const qor::TargetSpeedController& motor = *constraint->getMotor1D();
+        m_startDrives.push_back(DriveSettings{lock.getEnable(), lock.getPosition(),
+                                              lock.getForceRange(), motor.getEnable(),
+                                              motor.getSpeed(), motor.getForceRange()});
+    }
+    m_simulationControl = new qorROS2::ROS2SimulationControlServer(
+        options.domainId, "/",
+        options.startPaused ? qorROS2::ROS2SimulationControlServer::PAUSED
+                            : qorROS2::ROS2SimulationControlServer::PLAYING);
+    m_simulationControl->onReset([this](bool time, bool state) { afterReset(time, state); });
+    m_simulation->add(m_simulationControl.get());
     if (options.publishTf) {
         m_transforms = new qorROS2::ROS2TransformPublisher(*m_simulation, options.domainId);
         addArmFrames(*m_transforms);
@@ -108,7 +121,8 @@ DemoBridge::DemoBridge(const DemoOptions& options)
                                                qorROS2::ROS2TransformPublisher::kTfStaticQos, true);
     }
     m_entities = new qorROS2::ROS2EntityStateServer(*m_simulation, demoEntities(), options.domainId,
-                                                    "", kWorldFrame);
+                                                    "/", kWorldFrame);
+    m_simulationControl->addFeatures(qorROS2::ROS2EntityStateServer::features());
     m_simulation->add(m_entities.get());
     m_odometry = new qorROS2::ROS2OdometryPublisher(*m_simulation, kOdometryBody, kOdometryTopic,
                                                     kWorldFrame, kOdometryBody, options.domainId);
@@ -150,8 +164,35 @@ DemoBridge::~DemoBridge() {
     if (m_transforms) {
         m_simulation->remove(m_transforms.get());
     }
+    m_simulation->remove(m_simulationControl.get());
     m_simulation->remove(m_control.get());
     m_simulation->remove(m_clock.get());
+}
+
+void DemoBridge::afterReset(bool time, bool state) {
+    m_control->dropPendingCommands();
+    if (state) {
+        for (std::size_t i = 0; i < m_constraints.size(); ++i) {
+            const DriveSettings& drive = m_startDrives[i];
+            qor::LockController& lock = *m_constraints[i]->getLock1D();
+            qor::TargetSpeedController& motor = *m_constraints[i]->getMotor1D();
+            lock.setEnabled(drive.lockEnabled);
+            lock.setPosition(drive.lockPosition);
+            lock.setForceRange(drive.lockRange);
+            motor.setEnabled(drive.motorEnabled);
+            motor.setSpeed(drive.motorSpeed);
+            motor.setForceRange(drive.motorRange);
+        }
+    }
+    if (time) {
+        // Due again from the first step, as after the start.
+        m_cameraSchedule.next = 0;
+        m_lidarSchedule.next = 0;
+    }
+    // Nodes on simulated time see the jump at once, not only when the next step is made.
+    const double now = m_simulation->getTime();
+    m_clock->pre(now);
+    m_control->post(now);
 }
 
 template <typename T>

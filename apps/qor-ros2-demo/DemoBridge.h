@@ -15,6 +15,7 @@
 #include "qorROS2/ROS2ClockPublisher.h"
 #include "qorROS2/ROS2EntityStateServer.h"
 #include "qorROS2/ROS2OdometryPublisher.h"
+#include "qorROS2/ROS2SimulationControlServer.h"
 #include "qorROS2/ROS2TransformPublisher.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/Camera.h"
@@ -35,7 +36,10 @@ struct DemoTopic {
 /// topics have subscribers. The robot description is published once, for late joiners too; the
 /// arm's and the props' frames are published at every step on /tf, and once on /tf_static. The
 /// arm and the props are served as simulation_interfaces entities, and the ball's ground truth
-/// is published as odometry.
+/// is published as odometry. The services of simulation_interfaces play, pause, stop, reset and
+/// step it (simulationControl()); a reset puts the joints' drives back as they were at start,
+/// drops the commands that wait, restarts the sensors' schedules and sends the new time on /clock
+/// and the joints' state at once.
 class DemoBridge {
   public:
     /// Loads the scene, registers every joint with the control interface and prepares the
@@ -55,6 +59,10 @@ class DemoBridge {
 
     /// The simulation time in seconds.
     double time() const;
+
+    /// The server of simulation_interfaces' services, at the root of the names. The main loop
+    /// asks it whether to step and to quit, and lets it answer between steps.
+    qorROS2::ROS2SimulationControlServer& simulationControl() { return *m_simulationControl; }
 
     /// The joints registered with the control interface, each with its mode.
     const std::vector<std::string>& jointSummary() const noexcept { return m_jointSummary; }
@@ -119,6 +127,8 @@ class DemoBridge {
     void listTopic(const std::string& topic, const qorROS2::QOS& qos, bool published);
     /// True once when the schedule is due at `now`, which moves it to the next multiple.
     bool due(Schedule& schedule, double now) const;
+    /// What a reset leaves to the bridge: see the class comment.
+    void afterReset(bool time, bool state);
     /// Gives `schedule` the period of `rate` from the next step on.
     void reschedule(Schedule& schedule, double rate) const;
     bool cameraWanted() const;
@@ -137,6 +147,18 @@ class DemoBridge {
     qor::ref_ptr<qorROS2::ROS2TransformPublisher> m_transforms;  ///< null with --no-tf
     qor::ref_ptr<qorROS2::ROS2EntityStateServer> m_entities;
     qor::ref_ptr<qorROS2::ROS2OdometryPublisher> m_odometry;
+    qor::ref_ptr<qorROS2::ROS2SimulationControlServer> m_simulationControl;
+
+    /// How a joint's drive was set at start, for a reset to put back.
+    struct DriveSettings {
+        bool lockEnabled;
+        double lockPosition;
+        qor::Range<double> lockRange;
+        bool motorEnabled;
+        double motorSpeed;
+        qor::Range<double> motorRange;
+    };
+    std::vector<DriveSettings> m_startDrives;  ///< one per entry of m_constraints
 
     qor::ref_ptr<qorSensor::Camera> m_camera;
     qor::ref_ptr<qorSensor::CameraColorOutput> m_cameraOutput;

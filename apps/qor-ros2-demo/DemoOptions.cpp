@@ -97,6 +97,7 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
     };
     line.add_flag("-h,--help", options.help);
     line.add_flag("--fast", options.asFastAsPossible);
+    line.add_flag("--paused", options.startPaused);
     line.add_flag("--design-conventions", options.designConventions);
     bool noTf = false;
     line.add_flag("--no-tf", noTf);
@@ -211,11 +212,16 @@ std::string demoUsage() {
             "every topic, the clock too; -r FROM:=TO remaps one (-r clock:=/clock keeps it).\n"
             "Its settings are parameters of the node (ros2 param list): -p NAME:=VALUE and\n"
             "--params-file FILE after --ros-args set them at start, as in ROS 2.\n"
+            "The services of simulation_interfaces play, pause, stop, reset and step it:\n"
+            "/get_simulator_features, /get_simulation_state, /set_simulation_state,\n"
+            "/reset_simulation and /step_simulation; STATE_QUITTING ends the demo.\n"
             "\n"
             "  --scene FILE          MJCF scene (default: the bundled arm)\n"
             "  --rate FACTOR         simulated seconds per real second (default 1)\n"
             "  --fast                run as fast as possible\n"
             "  --duration SECONDS    stop after this much simulated time (default: Ctrl-C)\n"
+            "  --paused              start paused: only /step_simulation steps, until\n"
+            "                        /set_simulation_state plays (simulation_interfaces)\n"
             "  --joint NAME=MODE     command NAME by position, velocity or effort\n"
             "  --camera-size WxH     camera resolution (default 640x480)\n"
             "  --camera-rate HZ      images per simulated second, 0 for none (default 10)\n"

@@ -69,6 +69,7 @@ struct DemoOptions {
     std::string snapshotPath;          ///< where to write the last camera image as PNG
     bool designConventions = false;    ///< infos and clouds as the converters make them
     bool publishTf = true;             ///< the arm's frames on /tf and /tf_static
+    bool startPaused = false;          ///< start in STATE_PAUSED, stepped by step_simulation
     bool help = false;                 ///< print the usage and stop
 };
 

@@ -64,6 +64,11 @@ void StatusLine::finish(const Status& status) {
     std::fflush(m_out);
 }
 
+void StatusLine::shiftTime(double seconds) {
+    m_firstStatus.simulatedTime += seconds;
+    m_lastStatus.simulatedTime += seconds;
+}
+
 void StatusLine::interrupt(const std::function<void()>& write) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_drawn) {

@@ -44,6 +44,10 @@ class StatusLine {
     /// Prints the final state with the rates averaged over the whole run, and ends the line.
     void finish(const Status& status);
 
+    /// Takes a jump of the simulated time by `seconds` (a reset sends it back) as no time
+    /// simulated, so that the real-time factor counts only the time stepped.
+    void shiftTime(double seconds);
+
     /// Ends the line drawn in place, calls `write` to write whole lines of its own (to this
     /// line's stream or another that shows on the same terminal), then draws the line again
     /// below them. Safe to call from any thread.

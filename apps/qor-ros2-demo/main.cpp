@@ -19,6 +19,7 @@
 #include "qor/Notify.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/ROS2RosoutPublisher.h"
+#include "qorROS2/ROS2SimulationControlServer.h"
 
 namespace {
 
@@ -48,9 +49,19 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
     const qor::ScopedNotifySink warnings(rosout.sinkAround(qorDemo::sinkAround(status, stderr)));
     auto start = std::chrono::steady_clock::now();
     double startTime = bridge.time();
-    const double runStart = startTime;
     qorDemo::Pacing paced = pacing;
     std::uint64_t steps = 0;
+    // Simulated seconds stepped so far: --duration counts them, whatever resets do to the time.
+    double ran = 0.0;
+    // Pacing counts from the first step after a pause or a reset, not from before it.
+    bool repace = false;
+    double timeSeen = bridge.time();
+    qorROS2::ROS2SimulationControlServer& control = bridge.simulationControl();
+    control.onReset([&](bool /*time*/, bool /*state*/) {
+        status.shiftTime(bridge.time() - timeSeen);
+        timeSeen = bridge.time();
+        repace = true;
+    });
     const auto current = [&]() {
         return qorDemo::Status{bridge.time(),
                                steps,
@@ -59,12 +70,32 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
                                bridge.activeSensors(),
                                bridge.incompatibleSubscriptions()};
     };
-    while (g_stopRequested == 0 &&
-           (options.duration <= 0.0 || bridge.time() - runStart < options.duration)) {
-        bridge.step();
-        rosout.setTime(bridge.time());
+    while (g_stopRequested == 0 && (options.duration <= 0.0 || ran < options.duration)) {
         // Requests are answered between steps: a changed setting applies from the next one.
+        control.handleRequests();
+        bridge.entities().handleRequests();
         parameters.serve(bridge.time());
+        if (control.quitRequested()) {
+            break;
+        }
+        if (!control.shouldStep()) {
+            // Paused: a bounded wait, so that the parameters are served and Ctrl-C is seen.
+            control.waitForRequest(std::chrono::milliseconds(20));
+            repace = true;
+            status.update(current());
+            continue;
+        }
+        if (repace) {
+            repace = false;
+            start = std::chrono::steady_clock::now();
+            startTime = bridge.time();
+        }
+        // The steps of a step_simulation request are made at once, unpaced.
+        const bool inRun = control.stepping();
+        bridge.step();
+        ran += bridge.time() - timeSeen;
+        timeSeen = bridge.time();
+        rosout.setTime(bridge.time());
         if (pacing.factor != paced.factor || pacing.asFastAsPossible != paced.asFastAsPossible) {
             // A new pace counts from now, not from the start.
             paced = pacing;
@@ -72,7 +103,8 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
             startTime = bridge.time();
         }
         ++steps;
-        if (!pacing.asFastAsPossible) {
+        repace = repace || inRun;
+        if (!pacing.asFastAsPossible && !inRun) {
             // Paces simulated time against the wall clock instead of sleeping a fixed time per
             // step, so that slow steps are caught up.
             const auto due =

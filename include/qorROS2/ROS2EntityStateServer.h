@@ -35,8 +35,9 @@ struct SimulationEntity {
 /// body's frame, and its velocity and acceleration in the world's axes; header.frame_id names the
 /// world frame, and a request's empty frame means it too.
 ///
-/// The services are "/get_entities", … unless `prefix` is given: "sim" serves "sim/get_entities"
-/// and so on, resolved as the node's other names are (node namespace, "~", remap rules). Requests
+/// The services are "/get_entities", … under the default prefix "/": "sim" serves
+/// "sim/get_entities" and so on, "" the bare "get_entities", resolved as the node's other names
+/// are (node namespace, "~", remap rules), as ROS2SimulationControlServer names its own. Requests
 /// are answered on the simulation's stepping thread (pre), and by handleRequests(), which the
 /// application calls while it does not step (paused); it has no thread of its own.
 ///
@@ -70,7 +71,7 @@ class QORROS2_EXPORT ROS2EntityStateServer : public qorSDK::StepEventListener {
     /// its body is not in the scene; and what the transport throws when it cannot create the
     /// services.
     ROS2EntityStateServer(qorSDK::Simulation& simulation, std::vector<SimulationEntity> entities,
-                          std::int8_t domainId, const std::string& prefix = "",
+                          std::int8_t domainId, const std::string& prefix = "/",
                           const std::string& worldFrame = "world");
 
     // One listener stands for its endpoints: it is neither copied nor moved.

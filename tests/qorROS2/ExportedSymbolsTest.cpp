@@ -1,7 +1,7 @@
 // Reads the dynamic symbol table of the built library: exactly the 89 instantiations of
 // freeContainerMemory are exported, besides the library's other public functions: the time
-// conversions, the members of the two step listeners and of the /rosout publisher, the three
-// sensor converters and their two variants in ROS's conventions.
+// conversions, the members of the step listeners (the simulator-control server's too) and of the
+// /rosout publisher, the three sensor converters and their two variants in ROS's conventions.
 
 #include <gtest/gtest.h>
 
@@ -133,6 +133,36 @@ TEST(ExportedSymbols, AreTheMessageReleasesTimeConversionsStepBridgesAndConverte
     expected.insert("qorROS2::ROS2ParameterServer::handleRequests()");
     expected.insert("qorROS2::ROS2ParameterServer::nodeName[abi:cxx11]() const");
     expected.insert("qorROS2::ROS2ParameterServer::pre(double const&)");
+    // The simulator-control server.
+    expected.insert(
+        "qorROS2::ROS2SimulationControlServer::ROS2SimulationControlServer(signed "
+        "char, " QORROS2_STRING_ARGUMENT ", unsigned char)");
+    expected.insert("qorROS2::ROS2SimulationControlServer::~ROS2SimulationControlServer()");
+    expected.insert(
+        "qorROS2::ROS2SimulationControlServer::addFeatures(std::vector<unsigned "
+        "short, std::allocator<unsigned short> > const&)");
+    expected.insert("qorROS2::ROS2SimulationControlServer::features() const");
+    expected.insert(
+        "qorROS2::ROS2SimulationControlServer::onReset(std::function<void (bool, "
+        "bool)>)");
+    expected.insert("qorROS2::ROS2SimulationControlServer::handleRequests()");
+    expected.insert(
+        "qorROS2::ROS2SimulationControlServer::waitForRequest(std::chrono::duration<"
+        "long, std::ratio<1l, 1000000000l> >) const");
+    expected.insert("qorROS2::ROS2SimulationControlServer::shouldStep() const");
+    expected.insert("qorROS2::ROS2SimulationControlServer::quitRequested() const");
+    expected.insert("qorROS2::ROS2SimulationControlServer::state() const");
+    expected.insert("qorROS2::ROS2SimulationControlServer::setState(unsigned char)");
+    expected.insert("qorROS2::ROS2SimulationControlServer::reset(unsigned char)");
+    expected.insert(
+        "qorROS2::ROS2SimulationControlServer::startSteps(unsigned long, "
+        "std::function<void (unsigned long, unsigned long)>, std::function<void "
+        "(qorROS2::simulationInterfaces::Result const&)>)");
+    expected.insert("qorROS2::ROS2SimulationControlServer::cancelSteps(" QORROS2_STRING_ARGUMENT
+                    ")");
+    expected.insert("qorROS2::ROS2SimulationControlServer::stepping() const");
+    expected.insert("qorROS2::ROS2SimulationControlServer::pre(double const&)");
+    expected.insert("qorROS2::ROS2SimulationControlServer::last(double const&)");
     // The transform publisher.
     expected.insert(
         "qorROS2::ROS2TransformPublisher::ROS2TransformPublisher(qorSDK::Simulation&, signed "

@@ -69,6 +69,16 @@ class Simulation::Impl {
         }
     }
 
+    // Whether a step is under way, warning that `call` made from inside it is ignored.
+    bool ignoredInsideStep(const char* call) const {
+        if (m_stepping) {
+            detail::log(qor::WARNING, "Simulation of model '" + m_scene->name() + "': " + call +
+                                          " was called from inside a step callback; the call "
+                                          "is ignored");
+        }
+        return m_stepping;
+    }
+
     // Drops the listeners removed during the step that just ended.
     void dropRemovedListeners() {
         m_listeners.erase(std::remove_if(m_listeners.begin(), m_listeners.end(),
@@ -159,10 +169,7 @@ const std::string& Simulation::getModelName() const noexcept {
 
 void Simulation::stepForward() {
     Impl& impl = *m_impl;
-    if (impl.m_stepping) {
-        detail::log(qor::WARNING, "Simulation of model '" + getModelName() +
-                                      "': stepForward was called from inside a step callback; "
-                                      "the call is ignored");
+    if (impl.ignoredInsideStep("stepForward")) {
         return;
     }
     // A callback may drop the last outside reference to this simulation.
@@ -203,6 +210,26 @@ void Simulation::setTimeStamp(double timeStamp) noexcept {
 
 double Simulation::getTimeStamp() const noexcept {
     return m_impl->m_timeStamp;
+}
+
+void Simulation::reset() {
+    Impl& impl = *m_impl;
+    if (impl.ignoredInsideStep("reset")) {
+        return;
+    }
+    // A fresh state is the one mj_makeData made at load: qpos0, zero velocities, time 0.
+    mj_resetData(impl.m_scene->model(), impl.m_scene->data());
+    // The solve starts each controller from the force it applied last; a loaded scene's have
+    // applied none.
+    for (const qor::ref_ptr<Constraint1DOF>& constraint : impl.m_constraints) {
+        for (qor::ElementaryConstraint* controller :
+             {static_cast<qor::ElementaryConstraint*>(constraint->getLock1D()),
+              static_cast<qor::ElementaryConstraint*>(constraint->getMotor1D())}) {
+            PhysicsAccess::setCurrentForce(*controller, 0.0);
+            PhysicsAccess::setLeftOut(*controller, false);
+        }
+    }
+    setTimeStamp(0.0);
 }
 
 bool Simulation::add(StepEventListener* listener) {

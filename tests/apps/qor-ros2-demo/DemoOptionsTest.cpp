@@ -88,6 +88,16 @@ TEST(DemoOptions, RosConventionsByDefault) {
     EXPECT_FALSE(parseDemoOptions({}, kNoVariables).designConventions);
 }
 
+TEST(DemoOptions, PlayingUnlessPausedAndTheFlagIsInTheUsage) {
+    EXPECT_FALSE(parseDemoOptions({}, kNoVariables).startPaused);
+    EXPECT_TRUE(parseDemoOptions({"--paused"}, kNoVariables).startPaused);
+    EXPECT_NE(
+        qorDemo::demoUsage().find("  --paused              start paused: only /step_simulation "
+                                  "steps, until\n"),
+        std::string::npos)
+        << qorDemo::demoUsage();
+}
+
 TEST(DemoOptions, TheArmsFramesArePublishedUnlessNoTfOrAnotherScene) {
     EXPECT_TRUE(parseDemoOptions({}, kNoVariables).publishTf);
     EXPECT_FALSE(parseDemoOptions({"--no-tf"}, kNoVariables).publishTf);

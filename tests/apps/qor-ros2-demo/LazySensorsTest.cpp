@@ -30,6 +30,7 @@ constexpr std::int8_t kIdleDomain = 111;
 constexpr std::int8_t kArrivalDomain = 112;
 constexpr std::int8_t kDepartureDomain = 113;
 constexpr std::int8_t kBestEffortDomain = 114;
+constexpr std::int8_t kResetDomain = 7;
 
 constexpr double kSensorRate = 10.0;  // per simulated second
 constexpr double kPeriod = 1.0 / kSensorRate;
@@ -94,6 +95,29 @@ TEST(LazySensors, ArrivingSubscriberGetsItsFirstImageWithinOnePeriod) {
         EXPECT_NEAR(stamp - previous, kPeriod, 1e-6) << "image " << period;
         previous = stamp;
     }
+}
+
+TEST(LazySensors, AResetStartsTheSchedulesAgainFromTimeZero) {
+    qorDemo::DemoBridge bridge(options(kResetDomain));
+    Subscriber<sensorMsgs::Image> images("camera/image_raw", displayQos(), kResetDomain);
+    ASSERT_TRUE(qorTest::waitFor([&] { return bridge.matchedSubscriptions() > 0; }));
+    stepFor(bridge, 0.35);
+    ASSERT_EQ(bridge.cameraFrames(), 4u) << "at 0.002, 0.1, 0.2 and 0.3 s";
+    sensorMsgs::Image image{};
+    while (qorTest::receiveWithin(images, image, std::chrono::milliseconds(500))) {
+    }
+
+    ASSERT_EQ(bridge.simulationControl().reset(0).result, 1);
+    EXPECT_EQ(bridge.time(), 0.0);
+    bridge.step();
+
+    EXPECT_EQ(bridge.cameraFrames(), 5u) << "due at the first step, as after the start";
+    ASSERT_TRUE(qorTest::receiveWithin(images, image));
+    EXPECT_NEAR(stampSeconds(image.header.stamp), 0.002, 1e-9);
+    stepFor(bridge, kPeriod);
+    EXPECT_EQ(bridge.cameraFrames(), 6u);
+    ASSERT_TRUE(qorTest::receiveWithin(images, image));
+    EXPECT_NEAR(stampSeconds(image.header.stamp), kPeriod, 1e-9);
 }
 
 TEST(LazySensors, RenderingAndScanningStopWhenSubscribersLeave) {

@@ -55,6 +55,22 @@ TEST(StatusLine, FinalLineAveragesOverTheWholeRunEvenRightAfterAPrint) {
     EXPECT_EQ(text.find("incompatible"), std::string::npos) << text;
 }
 
+TEST(StatusLine, AResetOfTheTimeCountsAsNoTimeSimulated) {
+    const std::unique_ptr<std::FILE, FileCloser> file(std::tmpfile());
+    ASSERT_TRUE(file);
+    qorDemo::StatusLine status(file.get());
+    status.update({5.0, 0, 0, 0, "none", 0});
+    std::this_thread::sleep_for(std::chrono::milliseconds(1050));
+    // At 6 s the time goes back to 0, then half a second more is simulated.
+    status.shiftTime(-6.0);
+    status.finish({0.5, 750, 0, 0, "none", 0});
+    const std::string text = contents(file.get());
+    EXPECT_NE(text.find("sim     0.500 s"), std::string::npos) << text;
+    const double factor = lastRealTimeFactor(text);
+    EXPECT_GT(factor, 0.5 * 1.5 / 1.2) << text;
+    EXPECT_LE(factor, 1.5) << text;
+}
+
 TEST(StatusLine, ShowsIncompatibleSubscriptionsOnlyWhenThereAreSome) {
     const std::unique_ptr<std::FILE, FileCloser> file(std::tmpfile());
     ASSERT_TRUE(file);

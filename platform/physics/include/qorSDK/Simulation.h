@@ -71,6 +71,13 @@ class Simulation : public qor::Referenced {
     // Returns the time stamp last set, 0 unless setTimeStamp was called.
     double getTimeStamp() const noexcept;
 
+    // Puts the scene back as it was loaded: every body and joint where the scene places it,
+    // every velocity zero, the time stamp 0 and the step count restarted, so that the steps that
+    // follow repeat those of a fresh load bit for bit. The constraints and listeners stay added
+    // with their settings; each controller forgets the force it applied last, as a new one has
+    // none. A call from inside a step callback is ignored with a warning.
+    void reset();
+
     // Adds a step listener after those already added and holds a reference to it. Returns false,
     // changing nothing, for null or a listener already added here. Throws std::invalid_argument
     // when the listener belongs to another simulation.
