@@ -71,7 +71,6 @@ bool isZero(const geometryMsgs::Vector3& v) {
     return v.x == 0.0 && v.y == 0.0 && v.z == 0.0;
 }
 
-
 }  // namespace
 
 struct ROS2EntityStateServer::Impl {

@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "qorROS2/ActionServer.h"
 #include "SimulationServiceNames.h"
+#include "qorROS2/ActionServer.h"
 #include "qorROS2/ServiceServer.h"
 #include "qorSDK/Simulation.h"
 
@@ -60,7 +60,8 @@ struct ROS2SimulationControlServer::Impl {
     Impl(const ROS2SimulationControlServer& owner, std::int8_t domainId, const std::string& prefix,
          std::uint8_t initialState)
         : state(initialState),
-          featuresService(detail::simulationServiceName(prefix, "get_simulator_features"), domainId),
+          featuresService(detail::simulationServiceName(prefix, "get_simulator_features"),
+                          domainId),
           getStateService(detail::simulationServiceName(prefix, "get_simulation_state"), domainId),
           setStateService(detail::simulationServiceName(prefix, "set_simulation_state"), domainId),
           resetService(detail::simulationServiceName(prefix, "reset_simulation"), domainId),
@@ -259,8 +260,8 @@ std::size_t ROS2SimulationControlServer::handleGoals() {
     }
     for (auto waiting = impl.waitingGoals.begin(); waiting != impl.waitingGoals.end();) {
         if (action.status(*waiting) == goalStatus::canceling) {
-            (void)action.canceled(*waiting, SimulateSteps::Result{
-                                                Result{kOperationFailed, "the goal was canceled"}});
+            (void)action.canceled(
+                *waiting, SimulateSteps::Result{Result{kOperationFailed, "the goal was canceled"}});
             waiting = impl.waitingGoals.erase(waiting);
         } else {
             ++waiting;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -19,6 +20,7 @@
 #include "ParameterCalls.h"
 #include "WaitFor.h"
 #include "qor/ref_ptr.h"
+#include "qorROS2/ActionClient.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/ROS2ClockPublisher.h"
@@ -119,7 +121,7 @@ std::uint8_t setState(Bench& bench, ServiceClient<srv::SetSimulationState>& clie
 TEST(SimulationControl, FeaturesAreExactlyThoseServedAndThoseAdded) {
     Bench bench;
     using Features = std::vector<std::uint16_t>;
-    EXPECT_EQ(bench.server->features(), (Features{20, 21, 22, 24, 25, 26, 31, 32}));
+    EXPECT_EQ(bench.server->features(), (Features{20, 21, 22, 24, 25, 26, 31, 32, 33}));
     bench.server->addFeatures({12, 10, 11, 8, 33, 10});
     auto client = bench.client<srv::GetSimulatorFeatures>("get_simulator_features");
 
@@ -466,3 +468,127 @@ TEST(SimulationControl, TenThousandStepCallsLeaveMemoryFlat) {
 }
 
 }  // namespace
+
+namespace {
+
+using SimulateSteps = simulationInterfaces::SimulateSteps;
+
+// The application's loop on a thread of its own, for clients that block until answered.
+class RunningLoop {
+  public:
+    explicit RunningLoop(Bench& bench)
+        : m_thread([this, &bench] {
+              while (!m_stop) {
+                  bench.turn();
+              }
+          }) {}
+    ~RunningLoop() { stop(); }
+    RunningLoop(const RunningLoop&) = delete;
+    RunningLoop& operator=(const RunningLoop&) = delete;
+
+    void stop() {
+        m_stop = true;
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+    }
+
+  private:
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
+
+GoalId goalId(std::uint8_t first) {
+    GoalId id{};
+    id[0] = first;
+    id[15] = 0x5a;
+    return id;
+}
+
+constexpr auto kAnswerDeadline = std::chrono::seconds(30);
+
+}  // namespace
+
+TEST(SimulationControl, SimulateStepsRunsItsStepsWithFeedbackAfterEachAndSucceeds) {
+    Bench bench(Server::PAUSED);
+    ActionClient<SimulateSteps> client(bench.prefix + "/simulate_steps", kDomain);
+    RunningLoop loop(bench);
+    ASSERT_TRUE(client.waitForServer(qorTest::kDeliveryDeadline));
+
+    SimulateSteps::SendGoal::Response accepted{};
+    ASSERT_TRUE(client.sendGoal(goalId(1), {500}, accepted, kAnswerDeadline));
+    ASSERT_TRUE(accepted.accepted);
+    SimulateSteps::GetResult::Response result{};
+    ASSERT_TRUE(client.getResult(goalId(1), result, kAnswerDeadline));
+    loop.stop();
+
+    EXPECT_EQ(result.status, goalStatus::succeeded);
+    EXPECT_EQ(result.result.result.result, 1) << describe(result.result.result);
+    // Exactly the goal's steps, and the simulation paused again after them.
+    EXPECT_NEAR(bench.simulation->getTime(), 500 * kStep, 1e-9);
+    EXPECT_FALSE(bench.server->shouldStep());
+    // Feedback after every step: keep-last history may drop old samples for a slow reader,
+    // never the last, and what arrives counts up with the remaining steps down.
+    std::vector<std::string> feedback;
+    std::uint64_t lastCompleted = 0;
+    SimulateSteps::FeedbackMessage message{};
+    while (client.waitForFeedback(std::chrono::seconds(2)) && client.takeFeedback(message)) {
+        EXPECT_EQ(message.goal_id.uuid, goalId(1));
+        EXPECT_GT(message.feedback.completed_steps, lastCompleted);
+        EXPECT_EQ(message.feedback.completed_steps + message.feedback.remaining_steps, 500U);
+        lastCompleted = message.feedback.completed_steps;
+        feedback.push_back(std::to_string(message.feedback.completed_steps));
+        if (lastCompleted == 500) {
+            break;
+        }
+    }
+    EXPECT_EQ(lastCompleted, 500U)
+        << feedback.size() << " feedback samples, the last at " << lastCompleted;
+}
+
+TEST(SimulationControl, SimulateStepsWhilePlayingIsAbortedWithTheReason) {
+    Bench bench(Server::PLAYING);
+    ActionClient<SimulateSteps> client(bench.prefix + "/simulate_steps", kDomain);
+    RunningLoop loop(bench);
+    ASSERT_TRUE(client.waitForServer(qorTest::kDeliveryDeadline));
+
+    SimulateSteps::SendGoal::Response accepted{};
+    ASSERT_TRUE(client.sendGoal(goalId(2), {5}, accepted, kAnswerDeadline));
+    SimulateSteps::GetResult::Response result{};
+    ASSERT_TRUE(client.getResult(goalId(2), result, kAnswerDeadline));
+
+    EXPECT_EQ(result.status, goalStatus::aborted);
+    EXPECT_EQ(result.result.result.result, 4) << describe(result.result.result);
+    EXPECT_NE(result.result.result.error_message.find("STATE_PLAYING"), std::string::npos)
+        << describe(result.result.result);
+}
+
+TEST(SimulationControl, CanceledSimulateStepsGoalEndsItsRunAndTheNextGoalRuns) {
+    Bench bench(Server::PAUSED);
+    ActionClient<SimulateSteps> client(bench.prefix + "/simulate_steps", kDomain);
+    RunningLoop loop(bench);
+    ASSERT_TRUE(client.waitForServer(qorTest::kDeliveryDeadline));
+
+    // A goal too long to end by itself, and one waiting behind it.
+    SimulateSteps::SendGoal::Response accepted{};
+    ASSERT_TRUE(client.sendGoal(goalId(3), {1000000000}, accepted, kAnswerDeadline));
+    ASSERT_TRUE(accepted.accepted);
+    ASSERT_TRUE(client.sendGoal(goalId(4), {7}, accepted, kAnswerDeadline));
+    ASSERT_TRUE(accepted.accepted);
+    ASSERT_TRUE(client.waitForFeedback(kAnswerDeadline));
+    actionMsgs::CancelGoal::Request cancel{};
+    cancel.goal_info.goal_id.uuid = goalId(3);
+    actionMsgs::CancelGoal::Response canceling{};
+    ASSERT_TRUE(client.cancelGoals(cancel, canceling, kAnswerDeadline));
+    EXPECT_EQ(canceling.return_code, 0);
+    SimulateSteps::GetResult::Response first{};
+    ASSERT_TRUE(client.getResult(goalId(3), first, kAnswerDeadline));
+    SimulateSteps::GetResult::Response second{};
+    ASSERT_TRUE(client.getResult(goalId(4), second, kAnswerDeadline));
+    loop.stop();
+
+    EXPECT_EQ(first.status, goalStatus::canceled);
+    EXPECT_EQ(first.result.result.result, 4) << describe(first.result.result);
+    EXPECT_EQ(second.status, goalStatus::succeeded) << describe(second.result.result);
+    EXPECT_FALSE(bench.server->shouldStep());
+}
