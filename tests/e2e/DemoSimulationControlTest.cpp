@@ -1,7 +1,8 @@
 // The running demo driven through simulation_interfaces by another process: started paused, a
 // lockstep client that steps, reads /joint_states and commands without losing a sample, a reset
 // that drops a waiting command and repeats the first step bit for bit, step_simulation through
-// qor-ros2, and STATE_QUITTING ending the demo with 0.
+// qor-ros2, the simulate_steps action through qor-ros2's send_goal, and STATE_QUITTING ending the
+// demo with 0.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -196,6 +197,48 @@ TEST(DemoSimulationControl, StepSimulationThroughTheCli) {
     }
     ASSERT_EQ(stamps.size(), 10U) << run.output;
     EXPECT_NEAR(stamps.back(), 10 * kStep, 1e-9);
+}
+
+TEST(DemoSimulationControl, SimulateStepsThroughTheCliStepsThePausedDemoWithFeedback) {
+    qorTest::ChildProcess demo = startDemo({"--paused"});
+    ASSERT_TRUE(demo.started()) << demo.startError();
+    Subscriber<sensorMsgs::JointState> states("/joint_states", keepAll(createSensorDataQOS()),
+                                              kDomain);
+    clientOf<srv::StepSimulation>("/step_simulation");
+    ASSERT_TRUE(qorTest::waitFor([&] { return states.matchedPublications() > 0; }));
+
+    const qorTest::RunResult run = qorCliTest::runCli(
+        "action send_goal --feedback /simulate_steps simulation_interfaces/action/SimulateSteps "
+        "'{steps: 500}'",
+        kControlDomain, true);
+
+    EXPECT_EQ(run.exitCode, 0) << run.output;
+    EXPECT_NE(run.output.find("Goal accepted with ID: "), std::string::npos) << run.output;
+    // The last feedback is never dropped from the feedback topic's history. ros2 indents only
+    // the first line of a feedback's YAML.
+    EXPECT_NE(run.output.find("Feedback:\n    completed_steps: 500\nremaining_steps: 0\n"),
+              std::string::npos)
+        << run.output;
+    EXPECT_NE(run.output.find("Goal finished with status: SUCCEEDED"), std::string::npos)
+        << run.output;
+    // The demo stepped exactly the goal's steps: its last state is that of the 500th step, and
+    // it stays paused after it.
+    double last = 0.0;
+    qorTest::waitFor(
+        [&] {
+            sensorMsgs::JointState state{};
+            while (states.receiveMessage(state)) {
+                last = seconds(state.header.stamp);
+            }
+            return last >= 500 * kStep - 1e-9;
+        },
+        std::chrono::seconds(10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    sensorMsgs::JointState state{};
+    while (states.receiveMessage(state)) {
+        last = seconds(state.header.stamp);
+    }
+    EXPECT_NEAR(last, 500 * kStep, 1e-9) << run.output;
 }
 
 TEST(DemoSimulationControl, QuittingEndsTheDemoWithZeroAfterItsStatusLine) {
