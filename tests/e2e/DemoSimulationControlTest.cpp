@@ -87,6 +87,44 @@ std::string positionsOf(const sensorMsgs::JointState& state) {
     return text.str();
 }
 
+// The demo started paused, with a reader of its joint states matched to it and its
+// simulator-control services found.
+struct PausedDemo {
+    PausedDemo()
+        : process(startDemo({"--paused"})),
+          states("/joint_states", keepAll(createSensorDataQOS()), kDomain) {}
+
+    bool ready() {
+        return process.started() && clientOf<srv::StepSimulation>("/step_simulation") &&
+               qorTest::waitFor([&] { return states.matchedPublications() > 0; });
+    }
+
+    // The stamps of the states received until `enough` holds of them, and of any that come
+    // within 200 ms after.
+    template <typename Enough>
+    std::vector<double> stampsUntil(Enough&& enough) {
+        std::vector<double> stamps;
+        const auto drain = [&] {
+            sensorMsgs::JointState state{};
+            while (states.receiveMessage(state)) {
+                stamps.push_back(seconds(state.header.stamp));
+            }
+        };
+        qorTest::waitFor(
+            [&] {
+                drain();
+                return enough(stamps);
+            },
+            std::chrono::seconds(10));
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        drain();
+        return stamps;
+    }
+
+    qorTest::ChildProcess process;
+    Subscriber<sensorMsgs::JointState> states;
+};
+
 TEST(DemoSimulationControl, PausedDemoStepsInLockstepAndResetsToItsFirstStep) {
     qorTest::ChildProcess demo = startDemo({"--paused"});
     ASSERT_TRUE(demo.started()) << demo.startError();
@@ -164,12 +202,8 @@ TEST(DemoSimulationControl, PausedDemoStepsInLockstepAndResetsToItsFirstStep) {
 }
 
 TEST(DemoSimulationControl, StepSimulationThroughTheCli) {
-    qorTest::ChildProcess demo = startDemo({"--paused"});
-    ASSERT_TRUE(demo.started()) << demo.startError();
-    Subscriber<sensorMsgs::JointState> states("/joint_states", keepAll(createSensorDataQOS()),
-                                              kDomain);
-    clientOf<srv::StepSimulation>("/step_simulation");
-    ASSERT_TRUE(qorTest::waitFor([&] { return states.matchedPublications() > 0; }));
+    PausedDemo demo;
+    ASSERT_TRUE(demo.ready()) << demo.process.startError();
 
     const qorTest::RunResult run = qorCliTest::runCli(
         "service call /step_simulation simulation_interfaces/srv/StepSimulation '{steps: 10}'",
@@ -180,32 +214,15 @@ TEST(DemoSimulationControl, StepSimulationThroughTheCli) {
                               "simulation_interfaces.msg.Result(result=1, error_message=''))"),
               std::string::npos)
         << run.output;
-    std::vector<double> stamps;
-    qorTest::waitFor(
-        [&] {
-            sensorMsgs::JointState state{};
-            while (states.receiveMessage(state)) {
-                stamps.push_back(seconds(state.header.stamp));
-            }
-            return stamps.size() >= 10;
-        },
-        std::chrono::seconds(10));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    sensorMsgs::JointState state{};
-    while (states.receiveMessage(state)) {
-        stamps.push_back(seconds(state.header.stamp));
-    }
+    const std::vector<double> stamps =
+        demo.stampsUntil([](const std::vector<double>& got) { return got.size() >= 10; });
     ASSERT_EQ(stamps.size(), 10U) << run.output;
     EXPECT_NEAR(stamps.back(), 10 * kStep, 1e-9);
 }
 
 TEST(DemoSimulationControl, SimulateStepsThroughTheCliStepsThePausedDemoWithFeedback) {
-    qorTest::ChildProcess demo = startDemo({"--paused"});
-    ASSERT_TRUE(demo.started()) << demo.startError();
-    Subscriber<sensorMsgs::JointState> states("/joint_states", keepAll(createSensorDataQOS()),
-                                              kDomain);
-    clientOf<srv::StepSimulation>("/step_simulation");
-    ASSERT_TRUE(qorTest::waitFor([&] { return states.matchedPublications() > 0; }));
+    PausedDemo demo;
+    ASSERT_TRUE(demo.ready()) << demo.process.startError();
 
     const qorTest::RunResult run = qorCliTest::runCli(
         "action send_goal --feedback /simulate_steps simulation_interfaces/action/SimulateSteps "
@@ -223,22 +240,11 @@ TEST(DemoSimulationControl, SimulateStepsThroughTheCliStepsThePausedDemoWithFeed
         << run.output;
     // The demo stepped exactly the goal's steps: its last state is that of the 500th step, and
     // it stays paused after it.
-    double last = 0.0;
-    qorTest::waitFor(
-        [&] {
-            sensorMsgs::JointState state{};
-            while (states.receiveMessage(state)) {
-                last = seconds(state.header.stamp);
-            }
-            return last >= 500 * kStep - 1e-9;
-        },
-        std::chrono::seconds(10));
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    sensorMsgs::JointState state{};
-    while (states.receiveMessage(state)) {
-        last = seconds(state.header.stamp);
-    }
-    EXPECT_NEAR(last, 500 * kStep, 1e-9) << run.output;
+    const std::vector<double> stamps = demo.stampsUntil([](const std::vector<double>& got) {
+        return !got.empty() && got.back() >= 500 * kStep - 1e-9;
+    });
+    ASSERT_FALSE(stamps.empty()) << run.output;
+    EXPECT_NEAR(stamps.back(), 500 * kStep, 1e-9) << run.output;
 }
 
 TEST(DemoSimulationControl, QuittingEndsTheDemoWithZeroAfterItsStatusLine) {
