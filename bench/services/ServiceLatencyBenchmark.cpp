@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +15,7 @@
 
 #include <unistd.h>
 
+#include "CountArgument.h"
 #include "RmwFastRtpsService.h"
 #include "ServiceBytes.h"
 #include "qorROS2/RawServiceClient.h"
@@ -136,26 +136,12 @@ void print(const char* what, const Figures& figures, int calls) {
                 figures.medianUs, figures.p99Us, figures.answered, calls);
 }
 
-// A count of calls, and nothing else: "--help" or "1e3" must not run a benchmark of one call.
-bool parseCalls(const char* text, int& calls) {
-    char* end = nullptr;
-    errno = 0;
-    const long value = std::strtol(text, &end, 10);
-    if (end == text || *end != '\0' || errno != 0 || value < 1 || value > 1000000) {
-        return false;
-    }
-    calls = static_cast<int>(value);
-    return true;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
     int calls = 2000;
-    if (argc > 2 || (argc == 2 && !parseCalls(argv[1], calls))) {
-        std::fprintf(stderr,
-                     "usage: qor_service_latency_benchmark [calls]\n"
-                     "  calls: a whole number from 1 to 1000000 (2000 by default)\n");
+    if (!qorROS2::bench::readCountArgument(argc, argv, "qor_service_latency_benchmark [calls]",
+                                           calls)) {
         return 2;
     }
     const std::string service = "qor_bench/p" + std::to_string(::getpid()) + "/set_bool";

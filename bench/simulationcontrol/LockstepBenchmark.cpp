@@ -15,6 +15,7 @@
 
 #include <unistd.h>
 
+#include "CountArgument.h"
 #include "Percentile.h"
 #include "qor/ref_ptr.h"
 #include "qorROS2/QOS.h"
@@ -41,9 +42,8 @@ double microsecondsSince(Clock::time_point start) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const int steps = argc > 1 ? std::atoi(argv[1]) : 5000;
-    if (steps <= 0) {
-        std::fprintf(stderr, "qor_lockstep_benchmark: the number of steps must be positive\n");
+    int steps = 5000;
+    if (!qorROS2::bench::readCountArgument(argc, argv, "qor_lockstep_benchmark [steps]", steps)) {
         return 2;
     }
     const std::string prefix = "/lockstep_bench_" + std::to_string(::getpid());
