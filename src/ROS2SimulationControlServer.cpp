@@ -189,6 +189,62 @@ struct ROS2SimulationControlServer::Impl {
     ActionServer<SimulateSteps> simulateSteps;
     std::deque<GoalId> waitingGoals;
     std::optional<GoalId> runningGoal;
+
+    // Answers the requests of simulate_steps, ends the goals canceled and starts the next
+    // goal's run when none is under way. Returns how many requests it took. Defined in the
+    // class, as the other members of Impl are, so that it is not exported with the server.
+    std::size_t handleGoals(ROS2SimulationControlServer& owner) {
+        ActionServer<SimulateSteps>& action = simulateSteps;
+        const std::size_t taken = action.handleRequests();
+        // A goal whose cancellation was accepted ends now: the running one by ending its run,
+        // whose end reports it CANCELED, a waiting one at once.
+        if (runningGoal && action.status(*runningGoal) == goalStatus::canceling) {
+            owner.cancelSteps("the goal was canceled");
+        }
+        for (auto waiting = waitingGoals.begin(); waiting != waitingGoals.end();) {
+            if (action.status(*waiting) == goalStatus::canceling) {
+                (void)action.canceled(*waiting, SimulateSteps::Result{Result{
+                                                    kOperationFailed, "the goal was canceled"}});
+                waiting = waitingGoals.erase(waiting);
+            } else {
+                ++waiting;
+            }
+        }
+        // The next goal starts once no run is under way, as the requests of step_simulation do.
+        while (!run && !waitingGoals.empty()) {
+            const GoalId id = waitingGoals.front();
+            waitingGoals.pop_front();
+            const SimulateSteps::Goal* goal = action.goal(id);
+            if (goal == nullptr || !action.execute(id)) {
+                continue;
+            }
+            const Result started = owner.startSteps(
+                goal->steps,
+                [&action, id](std::uint64_t completed, std::uint64_t remaining) {
+                    SimulateSteps::Feedback feedback{};
+                    feedback.completed_steps = completed;
+                    feedback.remaining_steps = remaining;
+                    (void)action.publishFeedback(id, feedback);
+                },
+                [this, &action, id](const Result& result) {
+                    runningGoal.reset();
+                    const SimulateSteps::Result ended{result};
+                    if (action.status(id) == goalStatus::canceling) {
+                        (void)action.canceled(id, ended);
+                    } else if (result.result == kOk) {
+                        (void)action.succeed(id, ended);
+                    } else {
+                        (void)action.abort(id, ended);
+                    }
+                });
+            if (started.result != kOk) {
+                (void)action.abort(id, SimulateSteps::Result{started});
+            } else if (run) {
+                runningGoal = id;
+            }
+        }
+        return taken;
+    }
 };
 
 ROS2SimulationControlServer::ROS2SimulationControlServer(std::int8_t domainId,
@@ -246,61 +302,7 @@ std::size_t ROS2SimulationControlServer::handleRequests() {
             service.sendReply(id, srv::StepSimulation::Response{started});
         }
     }
-    return taken + handleGoals();
-}
-
-std::size_t ROS2SimulationControlServer::handleGoals() {
-    Impl& impl = *m_impl;
-    ActionServer<SimulateSteps>& action = impl.simulateSteps;
-    const std::size_t taken = action.handleRequests();
-    // A goal whose cancellation was accepted ends now: the running one by ending its run,
-    // whose end reports it CANCELED, a waiting one at once.
-    if (impl.runningGoal && action.status(*impl.runningGoal) == goalStatus::canceling) {
-        cancelSteps("the goal was canceled");
-    }
-    for (auto waiting = impl.waitingGoals.begin(); waiting != impl.waitingGoals.end();) {
-        if (action.status(*waiting) == goalStatus::canceling) {
-            (void)action.canceled(
-                *waiting, SimulateSteps::Result{Result{kOperationFailed, "the goal was canceled"}});
-            waiting = impl.waitingGoals.erase(waiting);
-        } else {
-            ++waiting;
-        }
-    }
-    // The next goal starts once no run is under way, as the requests of step_simulation do.
-    while (!impl.run && !impl.waitingGoals.empty()) {
-        const GoalId id = impl.waitingGoals.front();
-        impl.waitingGoals.pop_front();
-        const SimulateSteps::Goal* goal = action.goal(id);
-        if (goal == nullptr || !action.execute(id)) {
-            continue;
-        }
-        const Result started = startSteps(
-            goal->steps,
-            [&action, id](std::uint64_t completed, std::uint64_t remaining) {
-                SimulateSteps::Feedback feedback{};
-                feedback.completed_steps = completed;
-                feedback.remaining_steps = remaining;
-                (void)action.publishFeedback(id, feedback);
-            },
-            [&impl, &action, id](const Result& result) {
-                impl.runningGoal.reset();
-                const SimulateSteps::Result ended{result};
-                if (action.status(id) == goalStatus::canceling) {
-                    (void)action.canceled(id, ended);
-                } else if (result.result == kOk) {
-                    (void)action.succeed(id, ended);
-                } else {
-                    (void)action.abort(id, ended);
-                }
-            });
-        if (started.result != kOk) {
-            (void)action.abort(id, SimulateSteps::Result{started});
-        } else if (impl.run) {
-            impl.runningGoal = id;
-        }
-    }
-    return taken;
+    return taken + impl.handleGoals(*this);
 }
 
 bool ROS2SimulationControlServer::waitForRequest(std::chrono::nanoseconds timeout) const {

@@ -146,10 +146,6 @@ class QORROS2_EXPORT ROS2SimulationControlServer : public qorSDK::StepEventListe
     ~ROS2SimulationControlServer() override;
 
   private:
-    /// Answers the requests of simulate_steps, ends the goals canceled and starts the next
-    /// goal's run when none is under way. Returns how many requests it took.
-    std::size_t handleGoals();
-
     struct Impl;
     std::unique_ptr<Impl> m_impl;
 };

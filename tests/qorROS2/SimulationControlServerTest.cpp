@@ -37,6 +37,9 @@ namespace srv = simulationInterfaces::srv;
 using Server = ROS2SimulationControlServer;
 
 constexpr std::int8_t kDomain = 54;
+// The memory test's own: the endpoints that tests in other processes make in a shared domain
+// are discovered into this process's participant, and grow its memory by themselves.
+constexpr std::int8_t kQuietDomain = 67;
 constexpr double kStep = 0.002;
 
 // A sled on a slide joint, pushed by gravity along its rail so that it moves when left alone.
@@ -55,13 +58,14 @@ std::string uniquePrefix() {
 // A simulation with a clock, a control interface and the server, and the loop an application
 // runs around them.
 struct Bench {
-    explicit Bench(std::uint8_t initialState = Server::PLAYING)
-        : prefix(uniquePrefix()),
+    explicit Bench(std::uint8_t initialState = Server::PLAYING, std::int8_t domainId = kDomain)
+        : domain(domainId),
+          prefix(uniquePrefix()),
           simulation(qorSDK::Simulation::createFromString(kScene)),
-          clock(new ROS2ClockPublisher(kDomain)),
+          clock(new ROS2ClockPublisher(domain)),
           control(new ROS2ControlInterface(prefix + "/commands", prefix + "/joint_states", false,
-                                           kDomain)),
-          server(new Server(kDomain, prefix, initialState)) {
+                                           domain)),
+          server(new Server(domain, prefix, initialState)) {
         track = simulation->createConstraint("track");
         simulation->add(track.get());
         control->addJoint(track.get(), ROS2ControlInterface::VELOCITY);
@@ -84,7 +88,7 @@ struct Bench {
 
     template <typename Srv>
     std::unique_ptr<ServiceClient<Srv>> client(const std::string& name) {
-        auto made = std::make_unique<ServiceClient<Srv>>(prefix + "/" + name, kDomain);
+        auto made = std::make_unique<ServiceClient<Srv>>(prefix + "/" + name, domain);
         EXPECT_TRUE(made->waitForService(qorTest::kDeliveryDeadline)) << name;
         return made;
     }
@@ -96,6 +100,7 @@ struct Bench {
         return qorTest::callStepping(client, request, [this] { turn(); });
     }
 
+    std::int8_t domain;
     std::string prefix;
     qor::ref_ptr<qorSDK::Simulation> simulation;
     qor::ref_ptr<qor::Constraint1DOF> track;
@@ -450,7 +455,7 @@ TEST(SimulationControl, AnInitialStateOtherThanPlayingPausedOrStoppedIsRefused) 
 }
 
 TEST(SimulationControl, TenThousandStepCallsLeaveMemoryFlat) {
-    Bench bench(Server::PAUSED);
+    Bench bench(Server::PAUSED, kQuietDomain);
     auto step = bench.client<srv::StepSimulation>("step_simulation");
     const auto callSteps = [&](int calls) {
         for (int i = 0; i < calls; ++i) {
