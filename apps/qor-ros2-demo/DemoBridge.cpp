@@ -11,12 +11,20 @@
 #include "DemoEntities.h"
 #include "common/PngFile.h"
 #include "qorROS2/MessageFields.h"
+#include "qorROS2/NodeIdentity.h"
 #include "qorROS2/ROS2Conventions.h"
 #include "qorROS2/ROS2Util.h"
 #include "qorROS2/RosNames.h"
 
 namespace qorDemo {
 namespace {
+
+// The simulation_interfaces services sit at the root of the names, where tools look for a
+// simulator's; a demo given a namespace serves them in it instead ("/robot1/step_simulation"), so
+// that the simulations of two namespaced demos on one domain are driven apart.
+std::string simulationServicesPrefix() {
+    return qorROS2::nodeIdentity().nameSpace == "/" ? "/" : "";
+}
 
 constexpr const char* kCameraName = "overview";
 constexpr const char* kLidarSite = "lidar_mount";
@@ -105,7 +113,7 @@ DemoBridge::DemoBridge(const DemoOptions& options)
                                               motor.getSpeed(), motor.getForceRange()});
     }
     m_simulationControl = new qorROS2::ROS2SimulationControlServer(
-        options.domainId, "/",
+        options.domainId, simulationServicesPrefix(),
         options.startPaused ? qorROS2::ROS2SimulationControlServer::PAUSED
                             : qorROS2::ROS2SimulationControlServer::PLAYING);
     m_simulationControl->onReset([this](bool time, bool state) { afterReset(time, state); });
@@ -121,7 +129,7 @@ DemoBridge::DemoBridge(const DemoOptions& options)
                                                qorROS2::ROS2TransformPublisher::kTfStaticQos, true);
     }
     m_entities = new qorROS2::ROS2EntityStateServer(*m_simulation, demoEntities(), options.domainId,
-                                                    "/", kWorldFrame);
+                                                    simulationServicesPrefix(), kWorldFrame);
     m_simulationControl->addFeatures(qorROS2::ROS2EntityStateServer::features());
     m_simulation->add(m_entities.get());
     m_odometry = new qorROS2::ROS2OdometryPublisher(*m_simulation, kOdometryBody, kOdometryTopic,

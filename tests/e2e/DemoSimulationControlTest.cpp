@@ -247,6 +247,24 @@ TEST(DemoSimulationControl, SimulateStepsThroughTheCliStepsThePausedDemoWithFeed
     EXPECT_NEAR(stamps.back(), 500 * kStep, 1e-9) << run.output;
 }
 
+TEST(DemoSimulationControl, ANamespacedDemoServesTheSimulationServicesInItsNamespace) {
+    qorTest::ChildProcess demo = startDemo({"--ros-args", "-r", "__ns:=/robot1"});
+    ASSERT_TRUE(demo.started()) << demo.startError();
+    auto state = clientOf<srv::GetSimulationState>("/robot1/get_simulation_state");
+    clientOf<srv::GetEntities>("/robot1/get_entities");
+
+    const auto playing = call(*state, {});
+    const qorTest::RunResult list = qorCliTest::runCli("service list", kControlDomain, true);
+
+    ASSERT_TRUE(playing) << demo.errors();
+    EXPECT_EQ(playing->state.state, 1);
+    EXPECT_NE(list.output.find("/robot1/step_simulation\n"), std::string::npos) << list.output;
+    EXPECT_NE(list.output.find("/robot1/set_entity_state\n"), std::string::npos) << list.output;
+    const std::string lines = "\n" + list.output;
+    EXPECT_EQ(lines.find("\n/step_simulation\n"), std::string::npos) << list.output;
+    EXPECT_EQ(lines.find("\n/get_entities\n"), std::string::npos) << list.output;
+}
+
 TEST(DemoSimulationControl, QuittingEndsTheDemoWithZeroAfterItsStatusLine) {
     qorTest::ChildProcess demo = startDemo({});
     ASSERT_TRUE(demo.started()) << demo.startError();
