@@ -17,7 +17,9 @@
 
 namespace {
 
-constexpr int kFirstSampleDomain = 118;
+// Below 102: the ports of a higher domain lie in Linux's ephemeral range, where a socket another
+// process opened may hold a port a participant of the domain needs.
+constexpr int kFirstSampleDomain = 84;
 constexpr std::chrono::seconds kFirstSampleBound{30};
 
 TEST(CliFirstSample, EchoWithoutATypePrintsTheDemosFirstImageSoonEveryTime) {
