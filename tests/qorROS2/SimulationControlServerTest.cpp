@@ -512,12 +512,23 @@ GoalId goalId(std::uint8_t first) {
 
 constexpr auto kAnswerDeadline = std::chrono::seconds(30);
 
+// A bench in `initialState`, an action client of its simulate_steps and the application's loop
+// running, declared in that order so that the loop stops first.
+struct ActionBench {
+    explicit ActionBench(std::uint8_t initialState)
+        : bench(initialState), client(bench.prefix + "/simulate_steps", kDomain), loop(bench) {}
+
+    Bench bench;
+    ActionClient<SimulateSteps> client;
+    RunningLoop loop;
+};
+
 }  // namespace
 
 TEST(SimulationControl, SimulateStepsRunsItsStepsWithFeedbackAfterEachAndSucceeds) {
-    Bench bench(Server::PAUSED);
-    ActionClient<SimulateSteps> client(bench.prefix + "/simulate_steps", kDomain);
-    RunningLoop loop(bench);
+    ActionBench served(Server::PAUSED);
+    Bench& bench = served.bench;
+    ActionClient<SimulateSteps>& client = served.client;
     ASSERT_TRUE(client.waitForServer(qorTest::kDeliveryDeadline));
 
     SimulateSteps::SendGoal::Response accepted{};
@@ -525,7 +536,7 @@ TEST(SimulationControl, SimulateStepsRunsItsStepsWithFeedbackAfterEachAndSucceed
     ASSERT_TRUE(accepted.accepted);
     SimulateSteps::GetResult::Response result{};
     ASSERT_TRUE(client.getResult(goalId(1), result, kAnswerDeadline));
-    loop.stop();
+    served.loop.stop();
 
     EXPECT_EQ(result.status, goalStatus::succeeded);
     EXPECT_EQ(result.result.result.result, 1) << describe(result.result.result);
@@ -552,9 +563,8 @@ TEST(SimulationControl, SimulateStepsRunsItsStepsWithFeedbackAfterEachAndSucceed
 }
 
 TEST(SimulationControl, SimulateStepsWhilePlayingIsAbortedWithTheReason) {
-    Bench bench(Server::PLAYING);
-    ActionClient<SimulateSteps> client(bench.prefix + "/simulate_steps", kDomain);
-    RunningLoop loop(bench);
+    ActionBench served(Server::PLAYING);
+    ActionClient<SimulateSteps>& client = served.client;
     ASSERT_TRUE(client.waitForServer(qorTest::kDeliveryDeadline));
 
     SimulateSteps::SendGoal::Response accepted{};
@@ -569,9 +579,9 @@ TEST(SimulationControl, SimulateStepsWhilePlayingIsAbortedWithTheReason) {
 }
 
 TEST(SimulationControl, CanceledSimulateStepsGoalEndsItsRunAndTheNextGoalRuns) {
-    Bench bench(Server::PAUSED);
-    ActionClient<SimulateSteps> client(bench.prefix + "/simulate_steps", kDomain);
-    RunningLoop loop(bench);
+    ActionBench served(Server::PAUSED);
+    Bench& bench = served.bench;
+    ActionClient<SimulateSteps>& client = served.client;
     ASSERT_TRUE(client.waitForServer(qorTest::kDeliveryDeadline));
 
     // A goal too long to end by itself, and one waiting behind it.
@@ -590,7 +600,7 @@ TEST(SimulationControl, CanceledSimulateStepsGoalEndsItsRunAndTheNextGoalRuns) {
     ASSERT_TRUE(client.getResult(goalId(3), first, kAnswerDeadline));
     SimulateSteps::GetResult::Response second{};
     ASSERT_TRUE(client.getResult(goalId(4), second, kAnswerDeadline));
-    loop.stop();
+    served.loop.stop();
 
     EXPECT_EQ(first.status, goalStatus::canceled);
     EXPECT_EQ(first.result.result.result, 4) << describe(first.result.result);
