@@ -40,6 +40,9 @@ constexpr std::int8_t kDomain = 54;
 // The memory test's own: the endpoints that tests in other processes make in a shared domain
 // are discovered into this process's participant, and grow its memory by themselves.
 constexpr std::int8_t kQuietDomain = 67;
+// The stepping test's own: it counts the ticks of /clock, a name that every bench of the other
+// tests publishes on as well.
+constexpr std::int8_t kClockDomain = 86;
 constexpr double kStep = 0.002;
 
 // A sled on a slide joint, pushed by gravity along its rail so that it moves when left alone.
@@ -186,7 +189,7 @@ TEST(SimulationControl, StatesChangeAndAnswerWithTheCodesOfTheService) {
 }
 
 TEST(SimulationControl, StepIsRefusedUnlessPausedAndThenStepsExactlyN) {
-    Bench bench;
+    Bench bench(Server::PLAYING, kClockDomain);
     auto step = bench.client<srv::StepSimulation>("step_simulation");
     auto set = bench.client<srv::SetSimulationState>("set_simulation_state");
     const auto refused = bench.call(*step, {10});
@@ -199,8 +202,9 @@ TEST(SimulationControl, StepIsRefusedUnlessPausedAndThenStepsExactlyN) {
 
     QOS keepAll = createSensorDataQOS();
     keepAll.history = QOS::KEEP_ALL;
-    Subscriber<rosgraphMsgs::Clock> clock("/clock", keepAll, kDomain);
-    Subscriber<sensorMsgs::JointState> states(bench.prefix + "/joint_states", keepAll, kDomain);
+    Subscriber<rosgraphMsgs::Clock> clock("/clock", keepAll, bench.domain);
+    Subscriber<sensorMsgs::JointState> states(bench.prefix + "/joint_states", keepAll,
+                                              bench.domain);
     ASSERT_TRUE(qorTest::waitFor(
         [&] { return clock.matchedPublications() > 0 && states.matchedPublications() > 0; }));
     // Paused: nothing is stepped, so nothing is published.
