@@ -18,6 +18,7 @@ debian_packages=(
   g++
   iproute2          # network namespaces for the two-host discovery test
   libbenchmark-dev
+  libboost-dev      # Boost.Beast: the HTTP and WebSocket server of the live web view
   libclang-rt-14-dev  # libFuzzer and the sanitizer runtimes for clang
   libegl-dev        # EGL: offscreen OpenGL for the cameras, without a display
   libegl-mesa0      # Mesa's EGL, with its surfaceless platform
@@ -25,12 +26,15 @@ debian_packages=(
   libgl1-mesa-dri   # Mesa's software rasteriser, which renders the cameras' images
   libgmock-dev
   libgtest-dev
+  liblz4-dev        # LZ4 frames: compressed chunks of MCAP bags
   libmujoco-dev     # the physics of the reference platform
   libpng-dev        # PNG snapshots of camera images
   liburdfdom-dev    # the URDF parser robot_state_publisher uses, to check the arm's URDF
   libqhull-dev      # MuJoCo's CMake package names its include folder
   libyaml-cpp-dev   # YAML of samples in the type support (`topic pub`, `interface proto`, echo)
   libcli11-dev      # the command line of qor-ros2 and qor-ros2-demo: options, help, errors
+  libzstd-dev       # Zstandard: compressed chunks of MCAP bags
+  nlohmann-json3-dev  # JSON messages of the Foxglove WebSocket protocol
   libssl-dev        # OpenSSL: keystores of `qor-ros2 security`, SHA-256 of the type hashes
   nftables          # drops packets between network namespaces in the packet-loss test
   ninja-build
