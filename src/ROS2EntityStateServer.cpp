@@ -47,7 +47,7 @@ si::Result result(std::uint8_t code, std::string message = {}) {
 }
 
 si::Result notFound(const std::string& entity) {
-    return result(Server::RESULT_NOT_FOUND, "no entity is named '" + entity + "'");
+    return result(si::Result::RESULT_NOT_FOUND, "no entity is named '" + entity + "'");
 }
 
 bool hasTag(const SimulationEntity& entity, const std::string& tag) {
@@ -97,19 +97,19 @@ struct ROS2EntityStateServer::Impl {
     si::Result select(const si::EntityFilters& filters,
                       std::vector<const SimulationEntity*>& selected) const {
         if (filters.bounds.type != kBoundsEmpty || !filters.bounds.points.empty()) {
-            return result(Server::RESULT_FEATURE_UNSUPPORTED,
+            return result(si::Result::RESULT_FEATURE_UNSUPPORTED,
                           "bounds filters are not supported: leave bounds empty (type " +
                               std::to_string(kBoundsEmpty) + ", no points)");
         }
         const std::uint8_t mode = filters.tags.filter_mode;
         if (mode != kFilterModeAny && mode != kFilterModeAll) {
-            return result(Server::RESULT_FEATURE_UNSUPPORTED,
+            return result(si::Result::RESULT_FEATURE_UNSUPPORTED,
                           "tags filter_mode " + std::to_string(mode) +
                               " is neither FILTER_MODE_ANY (0) nor "
                               "FILTER_MODE_ALL (1)");
         }
         if (filters.filter.size() > kLongestFilter) {
-            return result(Server::RESULT_OPERATION_FAILED,
+            return result(si::Result::RESULT_OPERATION_FAILED,
                           "filter is " + std::to_string(filters.filter.size()) +
                               " characters long; at most " + std::to_string(kLongestFilter) +
                               " are taken");
@@ -119,7 +119,7 @@ struct ROS2EntityStateServer::Impl {
             try {
                 pattern.emplace(filters.filter, std::regex::extended | std::regex::nosubs);
             } catch (const std::regex_error& error) {
-                return result(Server::RESULT_OPERATION_FAILED,
+                return result(si::Result::RESULT_OPERATION_FAILED,
                               "filter '" + filters.filter +
                                   "' is not a POSIX extended regular "
                                   "expression: " +
@@ -134,7 +134,7 @@ struct ROS2EntityStateServer::Impl {
             } catch (const std::regex_error& error) {
                 // An expression too complex to match within the library's limits.
                 selected.clear();
-                return result(Server::RESULT_OPERATION_FAILED,
+                return result(si::Result::RESULT_OPERATION_FAILED,
                               "filter '" + filters.filter + "' could not be matched against '" +
                                   entity.name + "': " + error.what());
             }
@@ -156,7 +156,7 @@ struct ROS2EntityStateServer::Impl {
             }
             selected.push_back(&entity);
         }
-        return result(Server::RESULT_OK);
+        return result(si::Result::RESULT_OK);
     }
 
     si::EntityState stateOf(const SimulationEntity& entity) const {
@@ -180,12 +180,12 @@ struct ROS2EntityStateServer::Impl {
         }
         const std::string& frame = request.state.header.frame_id;
         if (!frame.empty() && frame != worldFrame) {
-            return result(Server::RESULT_FEATURE_UNSUPPORTED,
+            return result(si::Result::RESULT_FEATURE_UNSUPPORTED,
                           "states are set in the world frame '" + worldFrame + "' only, not in '" +
                               frame + "'");
         }
         if (std::find(freeBodies.begin(), freeBodies.end(), entity->body) == freeBodies.end()) {
-            return result(Server::RESULT_OPERATION_FAILED,
+            return result(si::Result::RESULT_OPERATION_FAILED,
                           "entity '" + entity->name + "' cannot be moved: its body '" +
                               entity->body + "' is not free but jointed");
         }
@@ -194,13 +194,13 @@ struct ROS2EntityStateServer::Impl {
         if (entity->category == Server::CATEGORY_STATIC_OBJECT &&
             !(isZero(twist.linear) && isZero(twist.angular) && isZero(accel.linear) &&
               isZero(accel.angular))) {
-            return result(Server::RESULT_OPERATION_FAILED,
+            return result(si::Result::RESULT_OPERATION_FAILED,
                           "entity '" + entity->name +
                               "' is a static object: it can be placed, not set moving");
         }
         if (!finite(twist.linear) || !finite(twist.angular)) {
             return result(
-                Server::RESULT_OPERATION_FAILED,
+                si::Result::RESULT_OPERATION_FAILED,
                 "entity '" + entity->name + "' cannot move at a twist that is not finite");
         }
         try {
@@ -211,7 +211,7 @@ struct ROS2EntityStateServer::Impl {
             // What is left to refuse is the pose.
             return result(Server::INVALID_POSE, "entity '" + entity->name + "': " + error.what());
         }
-        return result(Server::RESULT_OK);
+        return result(si::Result::RESULT_OK);
     }
 
     qorSDK::Simulation& simulation;
@@ -293,7 +293,7 @@ srv::GetEntityState::Response ROS2EntityStateServer::getEntityState(
         response.result = notFound(request.entity);
         return response;
     }
-    response.result = result(Server::RESULT_OK);
+    response.result = result(si::Result::RESULT_OK);
     response.state = m_impl->stateOf(*entity);
     return response;
 }
@@ -311,7 +311,7 @@ srv::GetEntityInfo::Response ROS2EntityStateServer::getEntityInfo(
         response.result = notFound(request.entity);
         return response;
     }
-    response.result = result(Server::RESULT_OK);
+    response.result = result(si::Result::RESULT_OK);
     response.info = {si::EntityCategory{entity->category}, entity->description, entity->tags};
     return response;
 }

@@ -22,11 +22,6 @@ namespace srv = simulationInterfaces::srv;
 using Result = ROS2SimulationControlServer::Result;
 using State = ROS2SimulationControlServer::State;
 
-// simulation_interfaces/msg/Result.
-constexpr std::uint8_t kFeatureUnsupported = 0;
-constexpr std::uint8_t kOk = 1;
-constexpr std::uint8_t kIncorrectState = 3;
-constexpr std::uint8_t kOperationFailed = 4;
 // simulation_interfaces/srv/SetSimulationState.
 constexpr std::uint8_t kAlreadyInTargetState = 101;
 constexpr std::uint8_t kStateTransitionError = 102;
@@ -45,7 +40,7 @@ const std::vector<std::uint16_t> kOwnFeatures{20, 21, 22, 24, 25, 26, 31, 32, 33
 using SimulateSteps = simulationInterfaces::SimulateSteps;
 
 Result ok() {
-    return Result{kOk, ""};
+    return Result{Result::RESULT_OK, ""};
 }
 
 std::string stateName(std::uint8_t state) {
@@ -163,9 +158,9 @@ struct ROS2SimulationControlServer::Impl {
         if (!run) {
             return false;
         }
-        return endRun(Result{kOperationFailed, "stepping ended after " +
-                                                   std::to_string(run->completed) + " of " +
-                                                   std::to_string(run->steps) + " steps: " + why});
+        return endRun(Result{Result::RESULT_OPERATION_FAILED,
+                             "stepping ended after " + std::to_string(run->completed) + " of " +
+                                 std::to_string(run->steps) + " steps: " + why});
     }
 
     std::uint8_t state;
@@ -203,8 +198,9 @@ struct ROS2SimulationControlServer::Impl {
         }
         for (auto waiting = waitingGoals.begin(); waiting != waitingGoals.end();) {
             if (action.status(*waiting) == goalStatus::canceling) {
-                (void)action.canceled(*waiting, SimulateSteps::Result{Result{
-                                                    kOperationFailed, "the goal was canceled"}});
+                (void)action.canceled(*waiting,
+                                      SimulateSteps::Result{Result{Result::RESULT_OPERATION_FAILED,
+                                                                   "the goal was canceled"}});
                 waiting = waitingGoals.erase(waiting);
             } else {
                 ++waiting;
@@ -231,13 +227,13 @@ struct ROS2SimulationControlServer::Impl {
                     const SimulateSteps::Result ended{result};
                     if (action.status(id) == goalStatus::canceling) {
                         (void)action.canceled(id, ended);
-                    } else if (result.result == kOk) {
+                    } else if (result.result == Result::RESULT_OK) {
                         (void)action.succeed(id, ended);
                     } else {
                         (void)action.abort(id, ended);
                     }
                 });
-            if (started.result != kOk) {
+            if (started.result != Result::RESULT_OK) {
                 (void)action.abort(id, SimulateSteps::Result{started});
             } else if (run) {
                 runningGoal = id;
@@ -298,7 +294,7 @@ std::size_t ROS2SimulationControlServer::handleRequests() {
         const Result started = startSteps(request.steps, {}, [&service, id](const Result& result) {
             service.sendReply(id, srv::StepSimulation::Response{result});
         });
-        if (started.result != kOk) {
+        if (started.result != Result::RESULT_OK) {
             service.sendReply(id, srv::StepSimulation::Response{started});
         }
     }
@@ -344,7 +340,7 @@ Result ROS2SimulationControlServer::setState(std::uint8_t target) {
     if (target == STOPPED || target == QUITTING) {
         // Stopping is pausing and resetting; quitting stops first.
         const Result reset = this->reset(kScopeAll);
-        if (reset.result != kOk) {
+        if (reset.result != Result::RESULT_OK) {
             return Result{kStateTransitionError, reset.error_message};
         }
     } else {
@@ -358,14 +354,15 @@ Result ROS2SimulationControlServer::reset(std::uint8_t scope) {
     Impl& impl = *m_impl;
     const bool all = scope == kScopeDefault || scope == kScopeAll;
     if (!all && (scope & ~(kScopeTime | kScopeState)) != 0) {
-        return Result{kFeatureUnsupported,
+        return Result{Result::RESULT_FEATURE_UNSUPPORTED,
                       "reset scope " + std::to_string(scope) +
                           " is not supported: only SCOPE_TIME (1), SCOPE_STATE (2), both, "
                           "SCOPE_DEFAULT and SCOPE_ALL are; nothing is spawned to despawn"};
     }
     qorSDK::Simulation* simulation = getSimulation();
     if (simulation == nullptr) {
-        return Result{kOperationFailed, "the server has not been added to a simulation"};
+        return Result{Result::RESULT_OPERATION_FAILED,
+                      "the server has not been added to a simulation"};
     }
     const bool time = all || (scope & kScopeTime) != 0;
     const bool state = all || (scope & kScopeState) != 0;
@@ -389,12 +386,13 @@ Result ROS2SimulationControlServer::startSteps(std::uint64_t steps, StepCallback
                                                DoneCallback done) {
     Impl& impl = *m_impl;
     if (impl.state != PAUSED) {
-        return Result{kOperationFailed, "the simulation is " + stateName(impl.state) +
-                                            ", not STATE_PAUSED: only a paused simulation is "
-                                            "stepped"};
+        return Result{Result::RESULT_OPERATION_FAILED,
+                      "the simulation is " + stateName(impl.state) +
+                          ", not STATE_PAUSED: only a paused simulation is "
+                          "stepped"};
     }
     if (impl.run) {
-        return Result{kIncorrectState,
+        return Result{Result::RESULT_INCORRECT_STATE,
                       "a run of " + std::to_string(impl.run->steps) + " steps is under way"};
     }
     impl.run = Impl::Run{steps, 0, std::move(afterStep), std::move(done)};

@@ -55,15 +55,9 @@ class QORROS2_EXPORT ROS2EntityStateServer : public qorSDK::StepEventListener {
         CATEGORY_STATIC_OBJECT = 5,
     };
 
-    /// The result codes it answers with: simulation_interfaces/msg/Result's, and
-    /// SetEntityState's INVALID_POSE.
-    enum ResultCode : std::uint8_t {
-        RESULT_FEATURE_UNSUPPORTED = 0,
-        RESULT_OK = 1,
-        RESULT_NOT_FOUND = 2,
-        RESULT_OPERATION_FAILED = 4,
-        INVALID_POSE = 101,
-    };
+    /// The result code of its own beside simulationInterfaces::Result's: SetEntityState's, for a
+    /// pose that is no pose.
+    static constexpr std::uint8_t INVALID_POSE = 101;
 
     /// Serves `entities` of `simulation`, which must outlive the server (a server added to it
     /// must not hold it), and selects the `pre` callback alone. Throws std::invalid_argument

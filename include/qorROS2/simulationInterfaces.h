@@ -17,7 +17,14 @@ namespace qorROS2::simulationInterfaces {
 
 /// The outcome of a call: RESULT_OK 1, or why not; a service's own codes start above 100.
 struct Result {
-    std::uint8_t result;        ///< RESULT_FEATURE_UNSUPPORTED 0 … RESULT_OPERATION_FAILED 4
+    /// The codes every service of the standard answers with; a service may add its own from 101.
+    static constexpr std::uint8_t RESULT_FEATURE_UNSUPPORTED = 0;
+    static constexpr std::uint8_t RESULT_OK = 1;
+    static constexpr std::uint8_t RESULT_NOT_FOUND = 2;
+    static constexpr std::uint8_t RESULT_INCORRECT_STATE = 3;
+    static constexpr std::uint8_t RESULT_OPERATION_FAILED = 4;
+
+    std::uint8_t result;        ///< a RESULT_ code, or one of the service's own
     std::string error_message;  ///< what went wrong, when useful
 };
 

@@ -36,10 +36,11 @@ using qorSDK::Simulation;
 
 constexpr std::int8_t kDomain = 51;
 
-constexpr std::uint8_t kOk = ROS2EntityStateServer::RESULT_OK;
-constexpr std::uint8_t kNotFound = ROS2EntityStateServer::RESULT_NOT_FOUND;
-constexpr std::uint8_t kFeatureUnsupported = ROS2EntityStateServer::RESULT_FEATURE_UNSUPPORTED;
-constexpr std::uint8_t kOperationFailed = ROS2EntityStateServer::RESULT_OPERATION_FAILED;
+constexpr std::uint8_t kOk = simulationInterfaces::Result::RESULT_OK;
+constexpr std::uint8_t kNotFound = simulationInterfaces::Result::RESULT_NOT_FOUND;
+constexpr std::uint8_t kFeatureUnsupported =
+    simulationInterfaces::Result::RESULT_FEATURE_UNSUPPORTED;
+constexpr std::uint8_t kOperationFailed = simulationInterfaces::Result::RESULT_OPERATION_FAILED;
 constexpr std::uint8_t kInvalidPose = ROS2EntityStateServer::INVALID_POSE;
 constexpr std::uint8_t kObject = ROS2EntityStateServer::CATEGORY_OBJECT;
 constexpr std::uint8_t kRobot = ROS2EntityStateServer::CATEGORY_ROBOT;

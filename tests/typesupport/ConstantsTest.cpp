@@ -10,6 +10,7 @@
 
 #include "ChildProcess.h"
 #include "MessageTypeTesting.h"
+#include "qorROS2/simulationInterfaces.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 
 namespace {
@@ -202,3 +203,20 @@ TEST(Constants, KeepTheirDeclarationAsRosWritesIt) {
 }
 
 }  // namespace
+
+TEST(Constants, OfSimulationResultsInTheRecordAreThoseOfItsDefinition) {
+    using Result = simulationInterfaces::Result;
+    const std::map<std::string, std::string> inRecord = {
+        {"RESULT_FEATURE_UNSUPPORTED", std::to_string(Result::RESULT_FEATURE_UNSUPPORTED)},
+        {"RESULT_OK", std::to_string(Result::RESULT_OK)},
+        {"RESULT_NOT_FOUND", std::to_string(Result::RESULT_NOT_FOUND)},
+        {"RESULT_INCORRECT_STATE", std::to_string(Result::RESULT_INCORRECT_STATE)},
+        {"RESULT_OPERATION_FAILED", std::to_string(Result::RESULT_OPERATION_FAILED)}};
+    std::map<std::string, std::string> declared;
+    for (const ConstantDescription& constant :
+         getTypeSupport("simulation_interfaces/msg/Result").constants()) {
+        declared[constant.name] = constant.value;
+    }
+
+    EXPECT_EQ(inRecord, declared);
+}

@@ -91,7 +91,7 @@ TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
     qorDemo::DemoBridge bridge(withoutSensors(kListingDomain));
     auto get = clientOf<srv::GetEntities>("/get_entities", kListingDomain);
     const auto all = callPaused(bridge, get, {});
-    EXPECT_EQ(all.result.result, Server::RESULT_OK) << all.result.error_message;
+    EXPECT_EQ(all.result.result, si::Result::RESULT_OK) << all.result.error_message;
     EXPECT_EQ(all.entities, (Names{"arm", "red_box", "blue_ball", "green_can"}));
 
     si::EntityFilters robots{};
@@ -104,7 +104,7 @@ TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
     si::EntityFilters bad{};
     bad.filter = "*ball";
     const auto refused = callPaused(bridge, get, {bad});
-    EXPECT_EQ(refused.result.result, Server::RESULT_OPERATION_FAILED);
+    EXPECT_EQ(refused.result.result, si::Result::RESULT_OPERATION_FAILED);
     EXPECT_NE(refused.result.error_message.find("is not a POSIX extended regular expression"),
               std::string::npos)
         << refused.result.error_message;
@@ -115,7 +115,7 @@ TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
     const auto ball = callPaused(bridge, info, {"blue_ball"});
     EXPECT_EQ(ball.info.category.category, Server::CATEGORY_OBJECT);
     EXPECT_EQ(ball.info.description, "a blue ball, 12 cm across");
-    EXPECT_EQ(callPaused(bridge, info, {"sun"}).result.result, Server::RESULT_NOT_FOUND);
+    EXPECT_EQ(callPaused(bridge, info, {"sun"}).result.result, si::Result::RESULT_NOT_FOUND);
 
     // The arm rides on a rail: it is not free to be placed.
     auto set = clientOf<srv::SetEntityState>("/set_entity_state", kListingDomain);
@@ -123,7 +123,7 @@ TEST(DemoEntities, TheArmAndThePropsAreListedAndDescribed) {
     moveArm.entity = "arm";
     moveArm.state.pose.orientation.w = 1.0;
     const auto armRefused = callPaused(bridge, set, moveArm);
-    EXPECT_EQ(armRefused.result.result, Server::RESULT_OPERATION_FAILED);
+    EXPECT_EQ(armRefused.result.result, si::Result::RESULT_OPERATION_FAILED);
     EXPECT_EQ(armRefused.result.error_message,
               "entity 'arm' cannot be moved: its body 'carriage' is not free but jointed");
 }
@@ -147,9 +147,9 @@ TEST(DemoEntities, PlacedBallShowsInStateTfAndOdometryThenFalls) {
     request.state.twist.linear = {0.4, 0.0, 0.0};
     request.state.twist.angular = {0.0, 0.0, 1.0};
     const auto placed = callPaused(bridge, set, request);
-    ASSERT_EQ(placed.result.result, Server::RESULT_OK) << placed.result.error_message;
+    ASSERT_EQ(placed.result.result, si::Result::RESULT_OK) << placed.result.error_message;
     const auto there = callPaused(bridge, get, {"blue_ball"});
-    ASSERT_EQ(there.result.result, Server::RESULT_OK) << there.result.error_message;
+    ASSERT_EQ(there.result.result, si::Result::RESULT_OK) << there.result.error_message;
     SCOPED_TRACE("state after placing: " + describe(there.state.pose, there.state.twist));
     EXPECT_EQ(there.state.header.frame_id, "world");
     EXPECT_NEAR(there.state.pose.position.x, 0.2, 1e-12);
