@@ -39,7 +39,7 @@ TEST(KilledReaders, EachNewReaderProcessReceivesFromTheWriterThatOutlivedTheLast
         // Killed (SIGKILL) when it goes out of scope, with its receiving thread held in the
         // callback of its first sample.
         qorTest::ChildProcess reader(
-            {QOR_STALLED_READER, std::to_string(kKilledReaderDomain), topic},
+            {QOR_SHARED_MEMORY_PEER, "stall", std::to_string(kKilledReaderDomain), topic},
             {qorTest::ChildProcess::OUTPUT, {}, ""});
         ASSERT_TRUE(reader.started()) << reader.startError();
         const bool received =

@@ -3,16 +3,24 @@
 
 #include "participant/ParticipantId.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
+#include <random>
 #include <set>
+#include <string>
 
 #include <fastrtps/rtps/common/PortParameters.h>
 
 namespace {
 
 using qorROS2::transport::participant::chooseParticipantId;
+using qorROS2::transport::participant::readSharedMemoryPortUse;
+using qorROS2::transport::participant::removeSegmentsOfEndedProcesses;
 using qorROS2::transport::participant::SharedMemoryPortUse;
 
 // Domain 117 with Fast DDS's port parameters: participant N has discovery port 36660 + 2N and
@@ -74,6 +82,60 @@ TEST(ParticipantId, IsMinusOneWhenNoIdBelowTheNextDomainsPortsIsSafe) {
     EXPECT_EQ(choose(use), -1);
     use.mappedRemoved.erase(kDiscoveryPortOfId0 + 2 * 119);
     EXPECT_EQ(choose(use), 119);
+}
+
+// A data segment and its lock file as a participant leaves them in /dev/shm, under a name no
+// participant will take; the lock is held while `locked`.
+class FakeSegment {
+  public:
+    explicit FakeSegment(std::uint64_t seed) {
+        std::mt19937_64 generator(seed ^ static_cast<std::uint64_t>(::getpid()));
+        char hex[17];
+        std::snprintf(hex, sizeof hex, "%016llx",
+                      static_cast<unsigned long long>(generator()));  // NOLINT(runtime/int)
+        m_name = std::string("fastrtps_") + hex;
+        std::fclose(std::fopen(path().c_str(), "w"));
+        m_lock = ::open(lockPath().c_str(), O_CREAT | O_RDONLY | O_CLOEXEC, 0644);
+    }
+    ~FakeSegment() {
+        ::close(m_lock);
+        std::remove(path().c_str());
+        std::remove(lockPath().c_str());
+    }
+    FakeSegment(const FakeSegment&) = delete;
+    FakeSegment& operator=(const FakeSegment&) = delete;
+
+    void lock() { ASSERT_EQ(::flock(m_lock, LOCK_EX | LOCK_NB), 0); }
+    const std::string& name() const { return m_name; }
+    std::string path() const { return "/dev/shm/" + m_name; }
+    std::string lockPath() const { return path() + "_el"; }
+    bool exists() const { return ::access(path().c_str(), F_OK) == 0; }
+
+  private:
+    std::string m_name;
+    int m_lock = -1;
+};
+
+TEST(EndedProcessSegments, AreRemovedWithTheirLockFiles) {
+    FakeSegment left(1);
+    EXPECT_GE(removeSegmentsOfEndedProcesses(readSharedMemoryPortUse()), 1U);
+    EXPECT_FALSE(left.exists());
+    EXPECT_NE(::access(left.lockPath().c_str(), F_OK), 0);
+}
+
+TEST(EndedProcessSegments, KeepTheSegmentOfALiveProcess) {
+    FakeSegment live(2);
+    live.lock();
+    removeSegmentsOfEndedProcesses(readSharedMemoryPortUse());
+    EXPECT_TRUE(live.exists());
+}
+
+TEST(EndedProcessSegments, KeepASegmentSomeProcessStillMaps) {
+    FakeSegment mapped(3);
+    SharedMemoryPortUse use = readSharedMemoryPortUse();
+    use.mappedSegments.insert(mapped.name());
+    removeSegmentsOfEndedProcesses(use);
+    EXPECT_TRUE(mapped.exists());
 }
 
 }  // namespace

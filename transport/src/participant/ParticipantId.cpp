@@ -1,9 +1,11 @@
 #include "participant/ParticipantId.h"
 
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -20,11 +22,14 @@ namespace {
 
 namespace dds = eprosima::fastdds::dds;
 
-// Where Fast DDS 2.9 keeps a shared-memory port: its segment is /dev/shm/fastrtps_port<N> and
-// the lock file of its one reader /dev/shm/fastrtps_port<N>_el.
-constexpr const char* kSharedMemoryDirectory = "/dev/shm";
+// Where Fast DDS 2.9 keeps shared memory: a port's segment is /dev/shm/fastrtps_port<N>, with
+// the lock file of its one reader beside it (fastrtps_port<N>_el); a participant's data segment
+// is /dev/shm/fastrtps_<16 hex digits>, with a lock file its process holds while it lives.
+const std::string kSharedMemoryDirectory = "/dev/shm";
 const std::string kPortPrefix = "fastrtps_port";
-constexpr const char* kReaderLockSuffix = "_el";
+const std::string kDataPrefix = "fastrtps_";
+constexpr std::size_t kDataSegmentNameLength = 9 + 16;  // "fastrtps_" and the digits
+constexpr const char* kLockSuffix = "_el";
 constexpr const char* kRemovedSuffix = " (deleted)";
 
 // The highest domain whose ports Fast DDS can compute (above it they pass 65535).
@@ -48,12 +53,12 @@ bool parsePort(const std::string& text, std::size_t at, std::size_t end, std::ui
 }
 
 void readLockFiles(SharedMemoryPortUse& use) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(kSharedMemoryDirectory),
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(kSharedMemoryDirectory.c_str()),
                                                         ::closedir);
     if (!directory) {
         return;
     }
-    const std::string suffix = kReaderLockSuffix;
+    const std::string suffix = kLockSuffix;
     while (const dirent* entry = ::readdir(directory.get())) {
         const std::string name = entry->d_name;
         std::uint32_t port = 0;
@@ -69,12 +74,18 @@ void readLockFiles(SharedMemoryPortUse& use) {
 // was removed.
 void readMaps(const std::string& file, SharedMemoryPortUse& use) {
     std::ifstream maps(file);
-    const std::string segment = std::string(kSharedMemoryDirectory) + "/" + kPortPrefix;
+    const std::string segment = kSharedMemoryDirectory + "/" + kPortPrefix;
+    const std::string dataSegment = kSharedMemoryDirectory + "/" + kDataPrefix;
     const std::string removed = kRemovedSuffix;
     std::string line;
     while (std::getline(maps, line)) {
         const std::size_t at = line.find(segment);
         if (at == std::string::npos) {
+            const std::size_t data = line.find(dataSegment);
+            if (data != std::string::npos) {
+                use.mappedSegments.insert(
+                    line.substr(data + kSharedMemoryDirectory.size() + 1, kDataSegmentNameLength));
+            }
             continue;
         }
         const std::size_t number = at + segment.size();
@@ -102,6 +113,27 @@ void readAllMaps(SharedMemoryPortUse& use) {
     }
 }
 
+bool isDataSegmentName(const std::string& name) {
+    return name.size() == kDataSegmentNameLength && name.rfind(kDataPrefix, 0) == 0 &&
+           name.find_first_not_of("0123456789abcdef", kDataPrefix.size()) == std::string::npos;
+}
+
+// Whether the process that made `lockFile` has ended: then nobody holds the lock. The lock is
+// taken only to look and let go at once; a process that was just making the file meanwhile finds
+// it taken and, as Fast DDS does then, picks another name.
+bool ownerHasEnded(const std::string& lockFile) {
+    const int fd = ::open(lockFile.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return false;
+    }
+    const bool ended = ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+    if (ended) {
+        ::flock(fd, LOCK_UN);
+    }
+    ::close(fd);
+    return ended;
+}
+
 // The ids of this process's participants, in every domain: Fast DDS refuses a second
 // participant with an id the process already has, whatever its domain.
 std::set<std::uint32_t> idsOfThisProcess(dds::DomainParticipantFactory& factory) {
@@ -127,6 +159,27 @@ SharedMemoryPortUse readSharedMemoryPortUse() {
     readLockFiles(use);
     readAllMaps(use);
     return use;
+}
+
+std::size_t removeSegmentsOfEndedProcesses(const SharedMemoryPortUse& use) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(kSharedMemoryDirectory.c_str()),
+                                                        ::closedir);
+    if (!directory) {
+        return 0;
+    }
+    std::vector<std::string> ended;
+    while (const dirent* entry = ::readdir(directory.get())) {
+        const std::string name = entry->d_name;
+        if (isDataSegmentName(name) && use.mappedSegments.count(name) == 0 &&
+            ownerHasEnded(kSharedMemoryDirectory + "/" + name + kLockSuffix)) {
+            ended.push_back(name);
+        }
+    }
+    for (const std::string& name : ended) {
+        ::unlink((kSharedMemoryDirectory + "/" + name).c_str());
+        ::unlink((kSharedMemoryDirectory + "/" + name + kLockSuffix).c_str());
+    }
+    return ended.size();
 }
 
 bool canTakeSharedMemoryPort(const SharedMemoryPortUse& use, std::uint32_t port) {
@@ -163,10 +216,12 @@ dds::DomainParticipant* createParticipantWithSafePorts(dds::DomainParticipantFac
     // Two participants of this process created at once would otherwise choose the same id.
     static std::mutex choosing;
     const std::lock_guard<std::mutex> lock(choosing);
+    const SharedMemoryPortUse use = readSharedMemoryPortUse();
+    removeSegmentsOfEndedProcesses(use);
     auto& wire = qos.wire_protocol();
     if (wire.participant_id < 0) {
-        wire.participant_id = chooseParticipantId(domain, wire.port, idsOfThisProcess(factory),
-                                                  readSharedMemoryPortUse());
+        wire.participant_id =
+            chooseParticipantId(domain, wire.port, idsOfThisProcess(factory), use);
     }
     return factory.create_participant(static_cast<dds::DomainId_t>(domain), qos, listener, mask);
 }

@@ -7,8 +7,10 @@
 // elsewhere that still has the old segment mapped never notices and goes on sending there: the
 // new reader matches it and receives nothing. The id chosen here avoids such ports.
 
+#include <cstddef>
 #include <cstdint>
 #include <set>
+#include <string>
 
 namespace eprosima::fastdds::dds {
 class DomainParticipant;
@@ -31,11 +33,17 @@ struct SharedMemoryPortUse {
     std::set<std::uint32_t> mapped;         ///< some process has the port's segment mapped
     std::set<std::uint32_t> mappedRemoved;  ///< some process still has a segment of the port
                                             ///< mapped that was removed since
+    std::set<std::string> mappedSegments;   ///< names of the data segments some process maps
 };
 
 /// Reads the shared-memory ports of this host from /dev/shm and from the memory maps of the
 /// processes that can be read (those of other users are not seen).
 SharedMemoryPortUse readSharedMemoryPortUse();
+
+/// Removes the data segments (and their lock files) of participants whose process ended without
+/// removing them, killed say, and that no process maps any more: Fast DDS 2.9 leaves them in
+/// /dev/shm for good, each as large as a participant's segment. Returns how many it removed.
+std::size_t removeSegmentsOfEndedProcesses(const SharedMemoryPortUse& use);
 
 /// Whether a new reader may open `port`: no process sends to a removed segment of it, and it
 /// is not both locked by a reader and mapped by someone (a live reader, or a killed reader's
