@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -62,7 +63,6 @@ TEST(ParticipantQos, SubnetKeepsMulticastDiscoveryAndAddsThePeers) {
     const dds::DomainParticipantQos qos = applied(settings);
     EXPECT_EQ(qos.wire_protocol().builtin.discovery_config.discoveryProtocol,
               rtps::DiscoveryProtocol_t::SIMPLE);
-    EXPECT_TRUE(qos.transport().use_builtin_transports);
     EXPECT_TRUE(hasInitialPeer(qos, "10.213.7.2"));
     EXPECT_EQ(qos.wire_protocol().builtin.initialPeersList.size(), 1U);
 }
@@ -87,6 +87,63 @@ const eprosima::fastdds::rtps::UDPv4TransportDescriptor* hostUdpOf(
         }
     }
     return nullptr;
+}
+
+// The shared-memory transport of `qos`; nullptr when it has none of its own.
+const eprosima::fastdds::rtps::SharedMemTransportDescriptor* sharedMemoryOf(
+    const dds::DomainParticipantQos& qos) {
+    for (const auto& transport : qos.transport().user_transports) {
+        if (const auto* shm =
+                dynamic_cast<const eprosima::fastdds::rtps::SharedMemTransportDescriptor*>(
+                    transport.get())) {
+            return shm;
+        }
+    }
+    return nullptr;
+}
+
+TEST(ParticipantQos, SubnetHasTheBuiltinTransportsWithASegmentForTwoFullHdImages) {
+    const dds::DomainParticipantQos qos = applied(NetworkSettings{});
+    const auto& transports = qos.transport().user_transports;
+    EXPECT_FALSE(qos.transport().use_builtin_transports);
+    ASSERT_EQ(transports.size(), 2U);
+    const auto* udp =
+        dynamic_cast<const eprosima::fastdds::rtps::UDPv4TransportDescriptor*>(transports[0].get());
+    ASSERT_NE(udp, nullptr);
+    EXPECT_EQ(udp->maxInitialPeersRange, 4U);
+    EXPECT_TRUE(udp->interfaceWhiteList.empty());
+    const auto* shm = sharedMemoryOf(qos);
+    ASSERT_NE(shm, nullptr);
+    EXPECT_EQ(shm->segment_size(), 16U * 1024U * 1024U);
+    EXPECT_GE(shm->segment_size(), 2U * 1920U * 1080U * 3U);
+    EXPECT_EQ(shm->max_message_size(), udp->max_message_size());
+}
+
+TEST(ParticipantQos, LocalhostSharedMemoryHasTheSameSegment) {
+    NetworkSettings settings;
+    settings.range = DiscoveryRange::LOCALHOST;
+    const auto* shm = sharedMemoryOf(applied(settings));
+    ASSERT_NE(shm, nullptr);
+    EXPECT_EQ(shm->segment_size(), 16U * 1024U * 1024U);
+}
+
+TEST(ParticipantQos, SocketBuffersOfAProfileCanMakeTheSegmentLarger) {
+    dds::DomainParticipantQos qos;
+    qos.transport().listen_socket_buffer_size = 12U * 1024U * 1024U;
+    applyNetworkSettings(NetworkSettings{}, qos);
+    const auto* shm = sharedMemoryOf(qos);
+    ASSERT_NE(shm, nullptr);
+    EXPECT_EQ(shm->segment_size(), 24U * 1024U * 1024U);
+}
+
+TEST(ParticipantQos, TransportsOfAProfileWithoutTheBuiltinOnesAreKept) {
+    dds::DomainParticipantQos qos;
+    qos.transport().use_builtin_transports = false;
+    qos.transport().user_transports.push_back(
+        std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>());
+    applyNetworkSettings(NetworkSettings{}, qos);
+    EXPECT_EQ(qos.transport().user_transports.size(), 1U);
+    EXPECT_EQ(sharedMemoryOf(qos), nullptr);
 }
 
 TEST(ParticipantQos, LocalhostListensToNoMulticastAndAnnouncesToThisMachine) {

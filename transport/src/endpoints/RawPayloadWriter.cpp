@@ -16,6 +16,7 @@
 #include "common/QosPolicies.h"
 #include "endpoints/RawPayloadType.h"
 #include "endpoints/WireSample.h"
+#include "participant/ParticipantId.h"
 #include "participant/ParticipantQos.h"
 
 namespace qorROS2::transport::endpoints {
@@ -44,9 +45,9 @@ RawPayloadWriter::RawPayloadWriter(const std::string& ddsTopic, const std::strin
         return std::runtime_error("raw payload writer on \"" + ddsTopic + "\": " + what);
     };
     Entities& e = *m_entities;
-    e.participant = dds::DomainParticipantFactory::get_instance()->create_participant(
-        static_cast<dds::DomainId_t>(domain),
-        participant::rosParticipantQos(*dds::DomainParticipantFactory::get_instance()));
+    dds::DomainParticipantFactory& factory = *dds::DomainParticipantFactory::get_instance();
+    e.participant = participant::createParticipantWithSafePorts(
+        factory, domain, participant::rosParticipantQos(factory), nullptr, dds::StatusMask::all());
     if (e.participant == nullptr) {
         throw fail("cannot create a participant");
     }

@@ -1,5 +1,6 @@
 #include "participant/ParticipantQos.h"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -28,13 +29,40 @@ namespace rtps = eprosima::fastrtps::rtps;
 // announces to the first four only.
 constexpr std::uint32_t kHostPeersRange = 32;
 
+// Shared memory whose segment holds kSharedMemorySegmentBytes, or what Fast DDS would give it
+// from the socket buffer sizes a profile chose (twice the larger), if that is more.
+std::shared_ptr<eprosima::fastdds::rtps::SharedMemTransportDescriptor> sizedSharedMemory(
+    const dds::DomainParticipantQos& qos) {
+    auto shm = std::make_shared<eprosima::fastdds::rtps::SharedMemTransportDescriptor>();
+    const std::uint32_t fromSockets = 2 * std::max(qos.transport().send_socket_buffer_size,
+                                                   qos.transport().listen_socket_buffer_size);
+    shm->segment_size(std::max(kSharedMemorySegmentBytes, fromSockets));
+    return shm;
+}
+
+// Fast DDS's builtin transports as it makes them (UDPv4 with the participant's socket buffer
+// sizes, then shared memory with messages as large as UDP's), but with a sized segment, ahead of
+// any transport a profile added. A profile that turned the builtin ones off keeps its own.
+void useSizedBuiltinTransports(dds::DomainParticipantQos& qos) {
+    auto& transport = qos.transport();
+    if (!transport.use_builtin_transports) {
+        return;
+    }
+    transport.use_builtin_transports = false;
+    auto udp = std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>();
+    udp->sendBufferSize = transport.send_socket_buffer_size;
+    udp->receiveBufferSize = transport.listen_socket_buffer_size;
+    auto shm = sizedSharedMemory(qos);
+    shm->max_message_size(udp->max_message_size());
+    transport.user_transports.insert(transport.user_transports.begin(), {udp, shm});
+}
+
 // Shared memory and a UDP transport that looks for kHostPeersRange participants at each peer, as
 // rmw_fastrtps sets them up for LOCALHOST; ROS_LOCALHOST_ONLY=1 also binds UDP to 127.0.0.1, as
 // Humble's rmw_fastrtps did.
 void useHostTransports(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
     qos.transport().use_builtin_transports = false;
-    qos.transport().user_transports.push_back(
-        std::make_shared<eprosima::fastdds::rtps::SharedMemTransportDescriptor>());
+    qos.transport().user_transports.push_back(sizedSharedMemory(qos));
     auto udp = std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>();
     udp->maxInitialPeersRange = kHostPeersRange;
     if (settings.localhostOnly) {
@@ -164,6 +192,8 @@ void checkEnclaveFiles(const std::string& directory) {
 void applyNetworkSettings(const NetworkSettings& settings, dds::DomainParticipantQos& qos) {
     if (settings.localhostOnly || settings.range == DiscoveryRange::LOCALHOST) {
         useHostTransports(settings, qos);
+    } else {
+        useSizedBuiltinTransports(qos);
     }
     applyRange(settings, qos);
     applyDiscoveryServers(settings, qos);

@@ -19,12 +19,19 @@ struct NetworkSettings;
 /// knew the others, and with them the topic a command was asked for.
 inline constexpr std::int64_t kAnnouncementPeriodNanoseconds = 250'000'000;
 
+/// The shared-memory segment of each participant: Fast DDS's 512 KB held a few fragments of a
+/// 1080p image, and a best-effort image whose fragments the writer had to reuse before the reader
+/// took them was lost. This holds two 1920x1080 rgb8 images (6.2 MB each); it is written through
+/// once when the participant starts, so each participant of a process costs this much memory.
+inline constexpr std::uint32_t kSharedMemorySegmentBytes = 16U * 1024U * 1024U;
+
 /// Shortens `qos`'s announcement period to kAnnouncementPeriodNanoseconds when it is Fast DDS's
 /// default; a period that a profile chose is kept.
 void shortenAnnouncementPeriod(eprosima::fastdds::dds::DomainParticipantQos& qos);
 
 /// Applies `settings` to `qos`: the transports and discovery that ROS 2's networking variables
-/// ask for. Leaves everything else (a profile's buffer sizes, say) as it was.
+/// ask for, with shared memory sized by kSharedMemorySegmentBytes. Leaves everything else (a
+/// profile's buffer sizes, say) as it was.
 void applyNetworkSettings(const NetworkSettings& settings,
                           eprosima::fastdds::dds::DomainParticipantQos& qos);
 

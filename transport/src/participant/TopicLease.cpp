@@ -21,6 +21,7 @@
 #include "graph/GidLayout.h"
 #include "graph/GraphAnnouncer.h"
 #include "graph/GraphDataType.h"
+#include "participant/ParticipantId.h"
 #include "participant/ParticipantQos.h"
 
 namespace qorROS2::transport::participant {
@@ -72,9 +73,8 @@ dds::DomainParticipant* createParticipant(dds::DomainParticipantFactory& factory
     // The listener hears discovery from the start, so that what the process's topic discovery
     // reports does not depend on when it was asked. No status of the participant's endpoints
     // reaches it: they have listeners of their own.
-    return factory.create_participant(static_cast<dds::DomainId_t>(domain),
-                                      rosParticipantQos(factory), &listener,
-                                      dds::StatusMask::none());
+    return createParticipantWithSafePorts(factory, domain, rosParticipantQos(factory), &listener,
+                                          dds::StatusMask::none());
 }
 
 dds::TopicDataType* createGraphDataType() {
