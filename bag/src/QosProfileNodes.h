@@ -1,0 +1,25 @@
+#pragma once
+
+// The offered QoS profiles as YAML nodes, for the metadata file that holds them.
+
+#include <vector>
+
+#include <yaml-cpp/yaml.h>
+
+#include "YamlField.h"
+#include "qorROS2/bag/QosProfileYaml.h"
+
+namespace qorROS2::bag::detail {
+
+/// How a profile's policies are written: rmw's integers (metadata up to version 8) or rmw's
+/// names (version 9 on).
+enum class PolicyForm { INTEGERS, NAMES };
+
+/// The profiles as a YAML list; none at all is a null node with INTEGERS, as ROS 2 Humble leaves
+/// the list it never pushed to, and an empty list with NAMES, as ROS 2 Jazzy writes it.
+YAML::Node qosListNode(const std::vector<OfferedQosProfile>& profiles, PolicyForm form);
+
+/// The profiles in a YAML list (null: none), each in either form.
+std::vector<OfferedQosProfile> qosListFromField(const YamlField& list);
+
+}  // namespace qorROS2::bag::detail
