@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <yaml-cpp/yaml.h>
@@ -164,6 +166,46 @@ bool OfferedQosProfile::operator==(const OfferedQosProfile& other) const {
 }
 
 namespace detail {
+
+namespace {
+// The table of `policy`'s values, as a range.
+template <std::size_t N>
+std::pair<const PolicyName*, const PolicyName*> range(const PolicyName (&names)[N]) {
+    return {names, names + N};
+}
+std::pair<const PolicyName*, const PolicyName*> tableOf(Policy policy) {
+    switch (policy) {
+        case Policy::HISTORY:
+            return range(kHistoryNames);
+        case Policy::RELIABILITY:
+            return range(kReliabilityNames);
+        case Policy::DURABILITY:
+            return range(kDurabilityNames);
+        case Policy::LIVELINESS:
+            break;
+    }
+    return range(kLivelinessNames);
+}
+}  // namespace
+
+std::optional<std::uint32_t> policyValue(Policy policy, const std::string& name) {
+    const auto [first, last] = tableOf(policy);
+    for (const PolicyName* entry = first; entry != last; ++entry) {
+        if (name == entry->name) {
+            return entry->value;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string policyNames(Policy policy) {
+    const auto [first, last] = tableOf(policy);
+    std::string list;
+    for (const PolicyName* entry = first; entry != last; ++entry) {
+        list += (list.empty() ? "" : ", ") + std::string(entry->name);
+    }
+    return list;
+}
 
 YAML::Node qosListNode(const std::vector<OfferedQosProfile>& profiles, PolicyForm form) {
     YAML::Node list =

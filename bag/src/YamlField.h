@@ -32,6 +32,9 @@ class YamlField {
 
     bool isNull() const { return node_.IsNull(); }
     bool isScalar() const { return node_.IsScalar(); }
+    bool isMap() const { return node_.IsMap(); }
+    /// The number of elements of a list or entries of a map; 0 for anything else.
+    std::size_t size() const { return node_.size(); }
 
     /// A scalar's text; throws BagError for a map, a sequence or null.
     std::string text() const;
