@@ -87,7 +87,8 @@ std::vector<std::pair<std::string, YamlField>> YamlField::entries() const {
             fail("expected a map with plain keys");
         }
         const std::string key = entry.first.Scalar();
-        result.emplace_back(key, YamlField(entry.second, file_, path_ + "." + key));
+        result.emplace_back(
+            key, YamlField(entry.second, file_, path_.empty() ? key : path_ + "." + key));
     }
     return result;
 }
