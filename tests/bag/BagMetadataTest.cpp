@@ -10,6 +10,7 @@
 #include <fstream>
 #include <string>
 
+#include "BagErrorText.h"
 #include "qorROS2/bag/BagError.h"
 #include "qorROS2/bag/BagMetadata.h"
 
@@ -172,12 +173,8 @@ class BagDirectory {
 };
 
 std::string errorOf(const std::string& yaml) {
-    try {
-        qorROS2::bag::bagMetadataFromYaml(yaml, "bag/metadata.yaml");
-    } catch (const BagError& error) {
-        return error.what();
-    }
-    return "no error";
+    return qorTest::bagErrorOf(
+        [&] { qorROS2::bag::bagMetadataFromYaml(yaml, "bag/metadata.yaml"); });
 }
 
 // kHumbleText with `from` replaced by `to` (which must be there).
@@ -301,13 +298,8 @@ TEST(BagMetadata, ReadsTheInfinityOfOldReleasesAsInfinite) {
 
 TEST(BagMetadata, NamesTheFileWhenItIsMissing) {
     BagDirectory directory;
-    try {
-        qorROS2::bag::readBagMetadata(directory.path());
-        FAIL() << "no error";
-    } catch (const BagError& error) {
-        EXPECT_EQ(directory.path() + "/metadata.yaml: cannot be read: No such file or directory",
-                  std::string(error.what()));
-    }
+    EXPECT_EQ(directory.path() + "/metadata.yaml: cannot be read: No such file or directory",
+              qorTest::bagErrorOf([&] { qorROS2::bag::readBagMetadata(directory.path()); }));
 }
 
 TEST(BagMetadata, NamesTheFileAndKeyOfWhatIsWrong) {
@@ -352,15 +344,10 @@ TEST(BagMetadata, NamesTheFileAndKeyOfWhatIsWrong) {
 
 TEST(BagMetadata, RefusesToWriteWhatRosbag2CannotRead) {
     BagMetadata metadata = sampleBag(7);
-    try {
-        qorROS2::bag::bagMetadataToYaml(metadata);
-        FAIL() << "no error";
-    } catch (const BagError& error) {
-        EXPECT_EQ(
-            "cannot write metadata version 7: only versions 5 (as ROS 2 Humble) and 9 (as "
-            "ROS 2 Jazzy) are written",
-            std::string(error.what()));
-    }
+    EXPECT_EQ(
+        "cannot write metadata version 7: only versions 5 (as ROS 2 Humble) and 9 (as "
+        "ROS 2 Jazzy) are written",
+        qorTest::bagErrorOf([&] { qorROS2::bag::bagMetadataToYaml(metadata); }));
     metadata = sampleBag(5);
     metadata.durationNanoseconds = -1;
     EXPECT_THROW(qorROS2::bag::bagMetadataToYaml(metadata), BagError);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "BagErrorText.h"
 #include "qorROS2/bag/BagError.h"
 #include "qorROS2/bag/BagQos.h"
 
@@ -55,12 +56,7 @@ std::vector<std::string> texts(const std::vector<BagQosLog>& log, BagQosLog::Lev
 }
 
 std::string overrideError(const std::string& yaml) {
-    try {
-        qorROS2::bag::qosOverridesFromYaml(yaml, "overrides.yaml");
-    } catch (const BagError& error) {
-        return error.what();
-    }
-    return "no error";
+    return qorTest::bagErrorOf([&] { qorROS2::bag::qosOverridesFromYaml(yaml, "overrides.yaml"); });
 }
 
 }  // namespace
@@ -181,13 +177,11 @@ TEST(PlaybackQos, TakesTheOverrideOfItsTopic) {
 }
 
 TEST(PlaybackQos, RefusesARecordedValueNoEndpointTakes) {
-    try {
-        qorROS2::bag::playbackQos("/map", {offer(qorROS2::bag::POLICY_UNKNOWN, QOS::VOLATILE)});
-        FAIL() << "no error";
-    } catch (const BagError& error) {
-        EXPECT_EQ("QoS for topic /map: reliability 3 (unknown) cannot be offered or requested",
-                  std::string(error.what()));
-    }
+    EXPECT_EQ("QoS for topic /map: reliability 3 (unknown) cannot be offered or requested",
+              qorTest::bagErrorOf([&] {
+                  qorROS2::bag::playbackQos("/map",
+                                            {offer(qorROS2::bag::POLICY_UNKNOWN, QOS::VOLATILE)});
+              }));
 }
 
 TEST(QosOverrides, ReadsEveryPolicyAndLeavesTheRestAtRmwDefaults) {
@@ -254,11 +248,6 @@ TEST(QosOverrides, NamesTheFileForWhatIsNotAProfile) {
 
 TEST(QosOverrides, SaysWhenTheFileCannotBeOpened) {
     const std::string path = "/nonexistent_qor_dir/overrides.yaml";
-    try {
-        qorROS2::bag::readQosOverrides(path);
-        FAIL() << "no error";
-    } catch (const BagError& error) {
-        EXPECT_EQ("can't open '" + path + "': [Errno 2] No such file or directory: '" + path + "'",
-                  std::string(error.what()));
-    }
+    EXPECT_EQ("can't open '" + path + "': [Errno 2] No such file or directory: '" + path + "'",
+              qorTest::bagErrorOf([&] { qorROS2::bag::readQosOverrides(path); }));
 }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "BagErrorText.h"
 #include "qorROS2/bag/BagError.h"
 #include "qorROS2/bag/QosProfileYaml.h"
 
@@ -42,12 +43,8 @@ const std::string kLatchedDeadlineAndLifespan =
     "    nsec: 0\n";
 
 std::string errorOf(const std::string& yaml) {
-    try {
-        qorROS2::bag::offeredQosFromYaml(yaml, "bag/metadata.yaml");
-    } catch (const BagError& error) {
-        return error.what();
-    }
-    return "no error";
+    return qorTest::bagErrorOf(
+        [&] { qorROS2::bag::offeredQosFromYaml(yaml, "bag/metadata.yaml"); });
 }
 
 }  // namespace
@@ -172,11 +169,6 @@ TEST(QosProfileYaml, GivesEndpointsOnlyValuesTheyTake) {
     EXPECT_EQ(5U, qos.depth);
     OfferedQosProfile unknown;
     unknown.reliability = qorROS2::bag::POLICY_UNKNOWN;
-    try {
-        qorROS2::bag::toEndpointQos(unknown, "/map");
-        FAIL() << "no error";
-    } catch (const BagError& error) {
-        EXPECT_EQ("QoS for topic /map: reliability 3 (unknown) cannot be offered or requested",
-                  std::string(error.what()));
-    }
+    EXPECT_EQ("QoS for topic /map: reliability 3 (unknown) cannot be offered or requested",
+              qorTest::bagErrorOf([&] { qorROS2::bag::toEndpointQos(unknown, "/map"); }));
 }
