@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <sstream>
@@ -237,6 +238,11 @@ BagMetadata readBagMetadata(const std::string& bagDirectory) {
     std::ifstream in(file, std::ios::binary);
     if (!in) {
         throw BagError(file + ": cannot be read: " + std::strerror(errno));
+    }
+    // A directory opens as a stream on Linux and then reads as nothing.
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored)) {
+        throw BagError(file + ": cannot be read: " + std::strerror(EISDIR));
     }
     std::ostringstream text;
     text << in.rdbuf();

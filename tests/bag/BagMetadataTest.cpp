@@ -286,6 +286,18 @@ TEST(BagMetadata, ReadsVersions6To8WithTheirKeys) {
         humbleWith("version: 5", "version: 6") + "\n  custom_data: ~", "m.yaml");
     EXPECT_TRUE(six.customData.empty());
     EXPECT_EQ("", six.rosDistro);
+
+    // Version 7 adds the type hash, which must then be there.
+    const std::string seven = humbleWith("version: 5", "version: 7") + "\n  custom_data: ~";
+    EXPECT_EQ(
+        "bag/metadata.yaml: rosbag2_bagfile_information.topics_with_message_count[0]."
+        "topic_metadata.type_description_hash: missing",
+        errorOf(seven));
+    const BagMetadata withHash = qorROS2::bag::bagMetadataFromYaml(
+        std::string(seven).replace(seven.find("      message_count: 3\n  compression"), 0,
+                                   "        type_description_hash: \"\"\n"),
+        "m.yaml");
+    EXPECT_EQ("", withHash.topicsWithMessageCount[0].topicMetadata.typeDescriptionHash);
 }
 
 TEST(BagMetadata, ReadsTheInfinityOfOldReleasesAsInfinite) {
@@ -299,6 +311,13 @@ TEST(BagMetadata, ReadsTheInfinityOfOldReleasesAsInfinite) {
 TEST(BagMetadata, NamesTheFileWhenItIsMissing) {
     BagDirectory directory;
     EXPECT_EQ(directory.path() + "/metadata.yaml: cannot be read: No such file or directory",
+              qorTest::bagErrorOf([&] { qorROS2::bag::readBagMetadata(directory.path()); }));
+}
+
+TEST(BagMetadata, NamesTheFileWhenItIsADirectory) {
+    BagDirectory directory;
+    std::filesystem::create_directory(directory.path() + "/metadata.yaml");
+    EXPECT_EQ(directory.path() + "/metadata.yaml: cannot be read: Is a directory",
               qorTest::bagErrorOf([&] { qorROS2::bag::readBagMetadata(directory.path()); }));
 }
 
