@@ -172,3 +172,14 @@ TEST(QosProfileYaml, GivesEndpointsOnlyValuesTheyTake) {
     EXPECT_EQ("QoS for topic /map: reliability 3 (unknown) cannot be offered or requested",
               qorTest::bagErrorOf([&] { qorROS2::bag::toEndpointQos(unknown, "/map"); }));
 }
+
+TEST(QosProfileYaml, RefusesToWriteAValueRos2DoesNotHave) {
+    OfferedQosProfile profile;
+    profile.liveliness = 2;  // rmw's retired "manual by node", which it no longer names
+    EXPECT_EQ("cannot write QoS liveliness 2: ROS 2 has no such value",
+              qorTest::bagErrorOf([&] { qorROS2::bag::offeredQosToYamlList({profile}); }));
+    profile.liveliness = qorROS2::bag::LIVELINESS_AUTOMATIC;
+    profile.history = 7;
+    EXPECT_EQ("cannot write QoS history 7: ROS 2 has no such value",
+              qorTest::bagErrorOf([&] { qorROS2::bag::offeredQosToYamlString({profile}); }));
+}

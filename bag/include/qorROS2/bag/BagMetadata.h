@@ -59,8 +59,9 @@ struct BagMetadata {
 
 /// The text of metadata.yaml for `metadata`, byte for byte as rosbag2 writes it: as ROS 2 Humble
 /// for version 5 (the offered QoS as one string with rmw's integers), as ROS 2 Jazzy for
-/// version 9 (a list with rmw's names, the type hash, custom data and the distribution). Throws
-/// BagError for another version, a negative time or a QoS value ROS 2 does not have.
+/// version 9 (a list with rmw's names, the type hash, custom data in key order and the
+/// distribution). Throws BagError for another version, a negative time or a QoS value ROS 2
+/// does not have.
 QORBAG_EXPORT std::string bagMetadataToYaml(const BagMetadata& metadata);
 
 /// The metadata in `yaml`, of any version from 4 to 9, reading each key only from the version
