@@ -169,20 +169,24 @@ BagQosChoice recordingQos(const std::string& topic, const std::vector<OfferedQos
 std::vector<std::string> lateOfferWarnings(const std::string& topic, const QOS& used,
                                            const std::vector<OfferedQosProfile>& offers) {
     std::vector<std::string> warnings;
-    const std::string found = "A new publisher for subscribed topic " + topic + " was found ";
-    const std::string lost = " Messages from this new publisher will not be recorded.";
+    // rosbag2's words, which say "rosbag" in one and "rosbag2" in the other.
+    const auto warn = [&warnings, &topic](const char* offering, const char* requesting) {
+        std::string text = "A new publisher for subscribed topic ";
+        text += topic;
+        text += " was found offering ";
+        text += offering;
+        text += " already subscribed requesting ";
+        text += requesting;
+        text += ". Messages from this new publisher will not be recorded.";
+        warnings.push_back(std::move(text));
+    };
     for (const OfferedQosProfile& offer : offers) {
         if (offer.reliability == QOS::BEST_EFFORT && used.reliability != QOS::BEST_EFFORT) {
-            warnings.push_back(
-                found +
-                "offering RMW_QOS_POLICY_RELIABILITY_BEST_EFFORT, but rosbag "
-                "already subscribed requesting RMW_QOS_POLICY_RELIABILITY_RELIABLE." +
-                lost);
+            warn("RMW_QOS_POLICY_RELIABILITY_BEST_EFFORT, but rosbag",
+                 "RMW_QOS_POLICY_RELIABILITY_RELIABLE");
         } else if (offer.durability == QOS::VOLATILE && used.durability != QOS::VOLATILE) {
-            warnings.push_back(found +
-                               "offering RMW_QOS_POLICY_DURABILITY_VOLATILE, but rosbag2 already "
-                               "subscribed requesting RMW_QOS_POLICY_DURABILITY_TRANSIENT_LOCAL." +
-                               lost);
+            warn("RMW_QOS_POLICY_DURABILITY_VOLATILE, but rosbag2",
+                 "RMW_QOS_POLICY_DURABILITY_TRANSIENT_LOCAL");
         }
     }
     return warnings;

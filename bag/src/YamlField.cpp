@@ -28,8 +28,8 @@ bool parseDecimal(const std::string& text, bool allowSign, std::uint64_t& magnit
 
 }  // namespace
 
-YamlField::YamlField(YAML::Node node, std::string file, std::string path)
-    : node_(std::move(node)), file_(std::move(file)), path_(std::move(path)) {}
+YamlField::YamlField(const YAML::Node& node, std::string file, std::string path)
+    : m_node(node), m_file(std::move(file)), m_path(std::move(path)) {}
 
 YamlField YamlField::parse(const std::string& text, const std::string& file,
                            const std::string& path) {
@@ -44,62 +44,62 @@ YamlField YamlField::parse(const std::string& text, const std::string& file,
 }
 
 void YamlField::fail(const std::string& what) const {
-    throw BagError(file_ + ": " + (path_.empty() ? std::string("the document") : path_) + ": " +
+    throw BagError(m_file + ": " + (m_path.empty() ? std::string("the document") : m_path) + ": " +
                    what);
 }
 
 YamlField YamlField::operator[](const std::string& key) const {
-    const std::string childPath = path_.empty() ? key : path_ + "." + key;
-    if (!node_.IsMap()) {
+    const std::string childPath = m_path.empty() ? key : m_path + "." + key;
+    if (!m_node.IsMap()) {
         fail("expected a map holding '" + key + "'");
     }
-    const YAML::Node child = node_[key];
+    const YAML::Node child = m_node[key];
     if (!child.IsDefined()) {
-        YamlField(child, file_, childPath).fail("missing");
+        YamlField(child, m_file, childPath).fail("missing");
     }
-    return YamlField(child, file_, childPath);
+    return YamlField(child, m_file, childPath);
 }
 
 bool YamlField::has(const std::string& key) const {
-    return node_.IsMap() && node_[key].IsDefined();
+    return m_node.IsMap() && m_node[key].IsDefined();
 }
 
 std::vector<YamlField> YamlField::sequence() const {
-    if (!node_.IsSequence()) {
+    if (!m_node.IsSequence()) {
         fail("expected a list");
     }
     std::vector<YamlField> elements;
-    elements.reserve(node_.size());
+    elements.reserve(m_node.size());
     std::size_t index = 0;
-    for (const YAML::Node& element : node_) {
-        elements.emplace_back(element, file_, path_ + "[" + std::to_string(index++) + "]");
+    for (const YAML::Node& element : m_node) {
+        elements.emplace_back(element, m_file, m_path + "[" + std::to_string(index++) + "]");
     }
     return elements;
 }
 
 std::vector<std::pair<std::string, YamlField>> YamlField::entries() const {
-    if (!node_.IsMap()) {
+    if (!m_node.IsMap()) {
         fail("expected a map");
     }
     std::vector<std::pair<std::string, YamlField>> result;
-    for (const auto& entry : node_) {
+    for (const auto& entry : m_node) {
         if (!entry.first.IsScalar()) {
             fail("expected a map with plain keys");
         }
         const std::string key = entry.first.Scalar();
         result.emplace_back(
-            key, YamlField(entry.second, file_, path_.empty() ? key : path_ + "." + key));
+            key, YamlField(entry.second, m_file, m_path.empty() ? key : m_path + "." + key));
     }
     return result;
 }
 
 std::string YamlField::text() const {
-    if (!node_.IsScalar()) {
-        fail(node_.IsNull()
+    if (!m_node.IsScalar()) {
+        fail(m_node.IsNull()
                  ? "expected a text, got null"
-                 : "expected a text, got a " + std::string(node_.IsMap() ? "map" : "list"));
+                 : "expected a text, got a " + std::string(m_node.IsMap() ? "map" : "list"));
     }
-    return node_.Scalar();
+    return m_node.Scalar();
 }
 
 std::uint64_t YamlField::unsignedInteger(std::uint64_t max) const {

@@ -15,7 +15,7 @@ namespace qorROS2::bag::detail {
 class YamlField {
   public:
     /// The root of the document of `file`; `path` names it in errors ("" for the document).
-    YamlField(YAML::Node node, std::string file, std::string path = "");
+    YamlField(const YAML::Node& node, std::string file, std::string path = "");
 
     /// Parses `text` as YAML; throws BagError naming `file` (and `path`) when it is not YAML.
     static YamlField parse(const std::string& text, const std::string& file,
@@ -30,11 +30,11 @@ class YamlField {
     /// The entries of a map, in the file's order; throws BagError for anything else.
     std::vector<std::pair<std::string, YamlField>> entries() const;
 
-    bool isNull() const { return node_.IsNull(); }
-    bool isScalar() const { return node_.IsScalar(); }
-    bool isMap() const { return node_.IsMap(); }
+    bool isNull() const { return m_node.IsNull(); }
+    bool isScalar() const { return m_node.IsScalar(); }
+    bool isMap() const { return m_node.IsMap(); }
     /// The number of elements of a list or entries of a map; 0 for anything else.
-    std::size_t size() const { return node_.size(); }
+    std::size_t size() const { return m_node.size(); }
 
     /// A scalar's text; throws BagError for a map, a sequence or null.
     std::string text() const;
@@ -48,13 +48,13 @@ class YamlField {
     /// Throws BagError "<file>: <path>: <what>".
     [[noreturn]] void fail(const std::string& what) const;
 
-    const std::string& path() const { return path_; }
-    const std::string& file() const { return file_; }
+    const std::string& path() const { return m_path; }
+    const std::string& file() const { return m_file; }
 
   private:
-    YAML::Node node_;
-    std::string file_;
-    std::string path_;
+    YAML::Node m_node;
+    std::string m_file;
+    std::string m_path;
 };
 
 }  // namespace qorROS2::bag::detail

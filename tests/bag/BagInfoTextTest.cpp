@@ -38,6 +38,8 @@ class TimeZone {
     }
     TimeZone(const TimeZone&) = delete;
     TimeZone& operator=(const TimeZone&) = delete;
+    TimeZone(TimeZone&&) = delete;
+    TimeZone& operator=(TimeZone&&) = delete;
 
   private:
     bool m_had = false;

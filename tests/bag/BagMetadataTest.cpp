@@ -166,6 +166,8 @@ class BagDirectory {
     }
     BagDirectory(const BagDirectory&) = delete;
     BagDirectory& operator=(const BagDirectory&) = delete;
+    BagDirectory(BagDirectory&&) = delete;
+    BagDirectory& operator=(BagDirectory&&) = delete;
     const std::string& path() const { return m_path; }
 
   private:
