@@ -277,6 +277,26 @@ TEST(McapDamage, RefusesAbsurdLengthsWithoutAllocatingThem) {
                                     "of its record (5 bytes remain)): it is skipped"}));
         EXPECT_EQ(messages, 1u);
     }
+    {
+        Handmade file;  // a message too short for its own fixed fields, between two whole ones
+        file.record(0x04, [&] {
+            file.u16(1), file.u16(0), file.string("/t"), file.string("cdr"), file.u32(0);
+        });
+        auto message = [&](std::uint32_t sequence) {
+            file.record(0x05, [&] { file.u16(1), file.u32(sequence), file.u64(5), file.u64(5); });
+        };
+        message(0);
+        const std::size_t at = file.bytes.size();
+        file.record(0x05, [&] { file.u16(1), file.u32(1), file.u32(0); });
+        message(2);
+        std::uint64_t messages = 0;
+        EXPECT_EQ(problemsOf(file, messages),
+                  (std::vector<std::string>{
+                      noFooter, "the record of opcode 0x5 at offset " + std::to_string(at) +
+                                    " is malformed (an integer of 8 bytes runs past the end of its "
+                                    "record (4 bytes remain)): it is skipped"}));
+        EXPECT_EQ(messages, 2u);
+    }
     for (const char* compression : {"zstd", "lz4", ""}) {
         SCOPED_TRACE(compression);
         // A chunk declaring 2^60 bytes of records: decompression ends with what the data holds.

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <string>
 
 #include "McapTesting.h"
@@ -106,6 +107,61 @@ TEST(McapReader, GivesMessagesInLogTimeOrderAcrossOverlappingChunks) {
         EXPECT_FALSE(scanned.indexed);
         EXPECT_TRUE(scanned.messages == expected);
     }
+}
+
+TEST(McapReader, CountsTheStatisticsOfAnIndexedFileThatHasNone) {
+    const Sample sample = richSample(5, 120);
+    ScratchPath file("reader_no_statistics.mcap");
+    peerWrite(file.path(), sample, true, "zstd", true, false);
+    McapReader reader(file.path());
+    EXPECT_TRUE(reader.indexed());
+    EXPECT_TRUE(reader.problems().empty()) << reader.problems().front();
+    const auto& statistics = reader.statistics();
+    EXPECT_EQ(statistics.messageCount, sample.messages.size());
+    EXPECT_EQ(statistics.schemaCount, sample.schemas.size());
+    EXPECT_EQ(statistics.channelCount, sample.channels.size());
+    EXPECT_EQ(statistics.metadataCount, sample.metadata.size());
+    EXPECT_GT(statistics.chunkCount, 5u);
+    EXPECT_EQ(statistics.messageStartTime, sample.messages.front().logTime);
+    EXPECT_EQ(statistics.messageEndTime, sample.messages.back().logTime);
+    std::map<std::string, std::uint64_t> expected;
+    for (const SampleMessage& message : sample.messages) {
+        ++expected[sample.channels[message.channel].topic];
+    }
+    std::map<std::string, std::uint64_t> counted;
+    for (const auto& [id, count] : statistics.channelMessageCounts) {
+        const auto channel = std::find_if(reader.channels().begin(), reader.channels().end(),
+                                          [&, id = id](const auto& c) { return c.id == id; });
+        ASSERT_NE(channel, reader.channels().end());
+        counted[channel->topic] = count;
+    }
+    EXPECT_EQ(counted, expected);
+}
+
+// A summary that fails its CRC is not trusted: the records are scanned instead, and say so.
+TEST(McapReader, ScansTheRecordsWhenTheSummaryFailsItsCheck) {
+    const Sample sample = richSample(4, 60);
+    ScratchPath file("reader_bad_summary.mcap");
+    writeOurs(file.path(), sample, {2048, McapCompression::lz4});
+    Bytes bytes = fileBytes(file.path());
+    const auto records = topRecords(bytes);
+    const auto summaryChannel = std::find_if(records.rbegin(), records.rend(),
+                                             [](const TopRecord& r) { return r.opcode == 0x04; });
+    bytes[summaryChannel->offset + summaryChannel->length - 1] ^= 1;
+    writeBytes(file.path(), bytes, bytes.size());
+    McapReader reader(file.path());
+    EXPECT_FALSE(reader.indexed());
+    ASSERT_EQ(reader.problems().size(), 1u);
+    const auto dataEnd = std::find_if(records.begin(), records.end(),
+                                      [](const TopRecord& r) { return r.opcode == 0x0F; });
+    EXPECT_EQ(reader.problems()[0].rfind("the summary at offset " +
+                                             std::to_string(dataEnd->offset + dataEnd->length) +
+                                             " fails its CRC (stored 0x",
+                                         0),
+              0u)
+        << reader.problems()[0];
+    EXPECT_NE(reader.problems()[0].find("): its records were scanned instead"), std::string::npos);
+    EXPECT_TRUE(readOurs(file.path(), sample).messages == sample.messages);
 }
 
 TEST(McapReader, StopsWhenTheCallbackSaysSo) {

@@ -169,8 +169,9 @@ inline nlohmann::json peerRead(const std::string& path, bool stream = false) {
 
 /// Has @mcap/core's writer write `sample` to `path`.
 inline void peerWrite(const std::string& path, const Sample& sample, bool chunked,
-                      const std::string& compression, bool summary) {
+                      const std::string& compression, bool summary, bool statistics = true) {
     nlohmann::json description;
+    description["statistics"] = summary && statistics;
     description["chunked"] = chunked;
     description["compression"] = compression;
     description["summary"] = summary;

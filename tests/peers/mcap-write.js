@@ -1,6 +1,7 @@
 // Writes an MCAP file with @mcap/core's writer from a JSON description, so that our reader is
 // checked against files it did not write. Usage: node mcap-write.js DESCRIPTION.json OUT.mcap
 // The description: { profile, chunked, compression: "" | "zstd" | "lz4", chunkSize, summary,
+//   statistics (default: as summary),
 //   schemas: [{name, encoding, data}], channels: [{topic, schema (1-based, 0: none), encoding,
 //   metadata}], metadata: [{name, entries}],
 //   messages: [{channel (0-based index into channels), sequence, logTime, publishTime, data (hex)}] }
@@ -38,7 +39,7 @@ async function main() {
     useChunks: d.chunked !== false,
     chunkSize: d.chunkSize ?? 1024,
     compressChunk,
-    useStatistics: summary,
+    useStatistics: d.statistics ?? summary,
     useSummaryOffsets: summary,
     repeatSchemas: summary,
     repeatChannels: summary,

@@ -61,6 +61,19 @@ void walkRecords(const std::vector<std::uint8_t>& records, F onRecord) {
     }
 }
 
+// Checks that a block's records are whole and its messages hold their fixed fields, so that
+// reading its messages later cannot fail half way.
+void checkRecords(const std::vector<std::uint8_t>& records) {
+    walkRecords(records,
+                [](std::uint8_t opcode, const std::uint8_t*, std::size_t size, std::size_t at) {
+                    if (opcode == kMessage && size < kMessageHead) {
+                        throw FormatError("the message record at offset " + std::to_string(at) +
+                                          " of its records has " + std::to_string(size) +
+                                          " bytes, fewer than its fixed fields");
+                    }
+                });
+}
+
 // Adds a message to statistics being counted from the messages themselves.
 void count(McapStatistics& statistics, const MessageHead& head) {
     if (statistics.messageCount == 0 || head.logTime < statistics.messageStartTime) {
@@ -472,6 +485,7 @@ struct McapReader::Impl {
                         break;
                 }
             } catch (const FormatError& e) {
+                endRun();  // a run of messages never spans a record that is skipped
                 problems.push_back("the record of opcode " + hex(opcode) + " at offset " +
                                    std::to_string(at) + " is malformed (" + e.what() +
                                    "): it is skipped");
@@ -520,8 +534,7 @@ struct McapReader::Impl {
         try {
             if (!block.chunk) {
                 read(block.offset, block.length, records);
-                walkRecords(records,
-                            [](std::uint8_t, const std::uint8_t*, std::size_t, std::size_t) {});
+                checkRecords(records);
                 return true;
             }
             read(block.offset, block.length, raw);
@@ -553,8 +566,7 @@ struct McapReader::Impl {
                                       hex(head.uncompressedCrc) + ", computed " + hex(crc) + ")");
                 }
             }
-            walkRecords(records,
-                        [](std::uint8_t, const std::uint8_t*, std::size_t, std::size_t) {});
+            checkRecords(records);
             return true;
         } catch (const FormatError& e) {
             badBlocks.insert(block.offset);
@@ -600,7 +612,7 @@ struct McapReader::Cursor::Impl {
         }
         walkRecords(opened->records,
                     [&](std::uint8_t op, const std::uint8_t*, std::size_t n, std::size_t at) {
-                        if (op == kMessage && n >= kMessageHead) {
+                        if (op == kMessage) {
                             const auto head = readRecord<MessageHead>(
                                 opened->records.data() + at + kRecordPrefix, n);
                             opened->messages.emplace_back(head.logTime, at);
