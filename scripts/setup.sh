@@ -27,6 +27,7 @@ debian_packages=(
   libgmock-dev
   libgtest-dev
   liblz4-dev        # LZ4 frames: compressed chunks of MCAP bags
+  lz4               # the lz4 tool: LZ4 frames for the MCAP files the test peer writes
   libmujoco-dev     # the physics of the reference platform
   libpng-dev        # PNG snapshots of camera images
   liburdfdom-dev    # the URDF parser robot_state_publisher uses, to check the arm's URDF
@@ -34,6 +35,7 @@ debian_packages=(
   libyaml-cpp-dev   # YAML of samples in the type support (`topic pub`, `interface proto`, echo)
   libcli11-dev      # the command line of qor-ros2 and qor-ros2-demo: options, help, errors
   libzstd-dev       # Zstandard: compressed chunks of MCAP bags
+  zlib1g-dev        # zlib's CRC32, which is MCAP's
   nlohmann-json3-dev  # JSON messages of the Foxglove WebSocket protocol
   libssl-dev        # OpenSSL: keystores of `qor-ros2 security`, SHA-256 of the type hashes
   nftables          # drops packets between network namespaces in the packet-loss test
