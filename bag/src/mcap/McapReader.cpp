@@ -228,8 +228,8 @@ struct McapReader::Impl {
         }
         const auto footer = readRecord<FooterRecord>(bytes.data() + kRecordPrefix, kFooterBody);
         if (footer.summaryStart == 0) {
-            checkDataEnd(footerAt);
-            return false;  // a valid file without a summary: scanning is how it is read
+            return false;  // a valid file without a summary: scanning is how it is read (and
+                           // it checks the data section's CRC at its end)
         }
         if (footer.summaryStart < sizeof kMagic || footer.summaryStart > footerAt) {
             problems.push_back("the footer's summary offset " +
@@ -285,7 +285,6 @@ struct McapReader::Impl {
         const bool hasMessages = !statistics || statistics->messageCount > 0;
         if (chunkIndexes.empty() && hasMessages) {
             forgetSummary();  // messages outside chunks are not indexed: scanning finds them
-            checkDataEnd(footer.summaryStart);
             return false;
         }
         const std::uint64_t dataEnd = checkDataEnd(footer.summaryStart);
