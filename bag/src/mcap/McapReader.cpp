@@ -443,11 +443,9 @@ struct McapReader::Impl {
                         if (loadBlock(block, raw, records)) {
                             bool first = true;
                             walkRecords(records, [&](std::uint8_t op, const std::uint8_t* body,
-                                                     std::size_t n, std::size_t) {
-                                if (op == kSchema) {
-                                    addSchema(readRecord<McapSchema>(body, n));
-                                } else if (op == kChannel) {
-                                    addChannel(readRecord<McapChannel>(body, n));
+                                                     std::size_t n, std::size_t inner) {
+                                if (op == kSchema || op == kChannel) {
+                                    learnFromChunk(op, body, n, inner, at);
                                 } else if (op == kMessage) {
                                     const auto head = readRecord<MessageHead>(body, n);
                                     block.startTime = first
@@ -496,6 +494,24 @@ struct McapReader::Impl {
         counted.channelCount = static_cast<std::uint32_t>(channelById.size());
         counted.metadataCount = static_cast<std::uint32_t>(metadata.size());
         statistics = std::move(counted);
+    }
+
+    // A schema or channel inside a chunk; a malformed one is skipped alone, as the chunk's
+    // messages are whole (they were checked when it was loaded).
+    void learnFromChunk(std::uint8_t opcode, const std::uint8_t* body, std::size_t bodySize,
+                        std::size_t inner, std::uint64_t chunk) {
+        try {
+            if (opcode == kSchema) {
+                addSchema(readRecord<McapSchema>(body, bodySize));
+            } else {
+                addChannel(readRecord<McapChannel>(body, bodySize));
+            }
+        } catch (const FormatError& e) {
+            problems.push_back("the record of opcode " + hex(opcode) + " at offset " +
+                               std::to_string(inner) + " of the chunk at offset " +
+                               std::to_string(chunk) + " is malformed (" + e.what() +
+                               "): it is skipped");
+        }
     }
 
     // The statistics an indexed file did not store, counted from its chunks.
