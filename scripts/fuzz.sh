@@ -15,9 +15,10 @@ if [ ! -x "$targets/qorDecoderFuzzer" ]; then
 fi
 
 export ASAN_OPTIONS=new_delete_type_mismatch=0
-for target in decoder yaml; do
+for target in decoder yaml mcap; do
   case $target in
     decoder) program="$targets/qorDecoderFuzzer" ;;
+    mcap) program="$targets/qorMcapReaderFuzzer" ;;
     yaml) program="$targets/qorYamlRecordFuzzer" ;;
   esac
   mkdir -p "$targets/corpus/$target"

@@ -297,6 +297,37 @@ TEST(McapDamage, RefusesAbsurdLengthsWithoutAllocatingThem) {
                                     "record (4 bytes remain)): it is skipped"}));
         EXPECT_EQ(messages, 2u);
     }
+    {
+        // A chunk with a malformed channel record among whole ones: that record alone is skipped.
+        Handmade inner;
+        const std::size_t recordsStart = inner.bytes.size();
+        inner.record(0x04, [&] { inner.u16(2), inner.u16(0), inner.u32(1000); });
+        inner.record(0x04, [&] {
+            inner.u16(1), inner.u16(0), inner.string("/t"), inner.string("cdr"), inner.u32(0);
+        });
+        for (std::uint32_t sequence = 0; sequence < 2; ++sequence) {
+            inner.record(0x05,
+                         [&] { inner.u16(1), inner.u32(sequence), inner.u64(5), inner.u64(5); });
+        }
+        const Bytes records(inner.bytes.begin() + static_cast<long>(recordsStart),
+                            inner.bytes.end());
+        Handmade file;
+        const std::size_t chunkAt = file.bytes.size();
+        file.record(0x06, [&] {
+            file.u64(5), file.u64(5), file.u64(records.size()), file.u32(0), file.string("");
+            file.u64(records.size());
+            file.bytes.insert(file.bytes.end(), records.begin(), records.end());
+        });
+        std::uint64_t messages = 0;
+        EXPECT_EQ(
+            problemsOf(file, messages),
+            (std::vector<std::string>{
+                noFooter, "the record of opcode 0x4 at offset 0 of the chunk at offset " +
+                              std::to_string(chunkAt) +
+                              " is malformed (a string of 1000 bytes runs past the end of its "
+                              "record (0 bytes remain)): it is skipped"}));
+        EXPECT_EQ(messages, 2u);
+    }
     for (const char* compression : {"zstd", "lz4", ""}) {
         SCOPED_TRACE(compression);
         // A chunk declaring 2^60 bytes of records: decompression ends with what the data holds.

@@ -164,6 +164,34 @@ TEST(McapReader, ScansTheRecordsWhenTheSummaryFailsItsCheck) {
     EXPECT_TRUE(readOurs(file.path(), sample).messages == sample.messages);
 }
 
+// A file written without a summary is scanned; a damaged data section is named once.
+TEST(McapReader, NamesADamagedDataSectionOnceWhenScanning) {
+    const Sample sample = richSample(3, 40);
+    ScratchPath file("reader_scan_crc.mcap");
+    peerWrite(file.path(), sample, false, "", false);
+    Bytes bytes = fileBytes(file.path());
+    const auto records = topRecords(bytes);
+    const auto message = std::find_if(records.begin(), records.end(), [](const TopRecord& r) {
+        return r.opcode == 0x05 && r.length > 9 + 22;
+    });
+    ASSERT_NE(message, records.end());
+    bytes[message->offset + message->length - 1] ^= 1;
+    writeBytes(file.path(), bytes, bytes.size());
+    const auto dataEnd = std::find_if(records.begin(), records.end(),
+                                      [](const TopRecord& r) { return r.opcode == 0x0F; });
+    ASSERT_NE(dataEnd, records.end());
+    McapReader reader(file.path());
+    EXPECT_FALSE(reader.indexed());
+    ASSERT_EQ(reader.problems().size(), 1u) << ::testing::PrintToString(reader.problems());
+    EXPECT_EQ(reader.problems()[0].rfind("the data section (offsets 0 to " +
+                                             std::to_string(dataEnd->offset) +
+                                             ") fails its CRC (stored 0x",
+                                         0),
+              0u)
+        << reader.problems()[0];
+    EXPECT_EQ(reader.statistics().messageCount, sample.messages.size());
+}
+
 TEST(McapReader, StopsWhenTheCallbackSaysSo) {
     const Sample sample = richSample(3, 50);
     ScratchPath file("reader_stop.mcap");

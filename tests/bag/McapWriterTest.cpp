@@ -93,6 +93,23 @@ TEST(McapWriter, StatisticsCountEveryChannelIncludingSilentOnes) {
     EXPECT_EQ(read["statistics"]["channelMessageCounts"], nlohmann::json(expected)) << read.dump();
 }
 
+// rosbag2's MCAP storage: chunks of 768 KiB, zstd-compressed.
+TEST(McapWriter, DefaultsToTheChunksRosbag2Writes) {
+    const qorROS2::bag::McapWriterOptions options;
+    EXPECT_EQ(options.chunkSize, 786'432u);
+    EXPECT_EQ(options.compression, McapCompression::zstd);
+    Sample sample = richSample(2, 0);
+    for (std::uint32_t i = 0; i < 20; ++i) {  // 20 x 50 KB: two chunks, the first just full
+        sample.messages.push_back({i % 2, i, 1000u + i, 1000u + i, Bytes(50'000, 1)});
+    }
+    ScratchPath file("writer_defaults.mcap");
+    writeOurs(file.path(), sample, options);
+    const nlohmann::json read = peerRead(file.path());
+    ASSERT_FALSE(read.contains("error")) << read.dump();
+    EXPECT_EQ(read["chunkCount"], 2);
+    EXPECT_LT(fileBytes(file.path()).size(), 100'000u);  // compressed
+}
+
 TEST(McapWriter, CountsBytesAndTheTimeSpanAsMessagesArrive) {
     ScratchPath file("writer_counts.mcap");
     McapWriter writer(file.path(), "ros2", {1024, McapCompression::none});

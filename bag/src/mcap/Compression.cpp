@@ -11,7 +11,8 @@ namespace qorROS2::bag::mcap {
 
 namespace {
 
-// Zstandard's fastest level: a recorder keeps up with its topics before it saves bytes.
+// Zstandard's level 1, which rosbag2's MCAP storage uses unless told otherwise: a recorder
+// keeps up with its topics before it saves bytes.
 constexpr int kZstdLevel = 1;
 
 // The output grows with what the codec produces, never to a declared size up front: a chunk

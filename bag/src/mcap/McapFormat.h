@@ -202,15 +202,6 @@ class FieldWriter {
     std::vector<std::uint8_t>& m_out;
 };
 
-/// The length of a record's body once written.
-template <class R>
-std::size_t bodySize(const R& record) {
-    std::vector<std::uint8_t> scratch;
-    FieldWriter writer(scratch);
-    visitFields(writer, record);
-    return scratch.size();
-}
-
 /// Appends a whole record: opcode, length, fields.
 template <class R>
 void appendRecord(std::vector<std::uint8_t>& out, Opcode opcode, const R& record) {
@@ -268,13 +259,8 @@ class FieldReader {
         });
     }
 
-    std::size_t position() const { return m_at; }
     std::size_t remaining() const { return m_size - m_at; }
     const std::uint8_t* here() const { return m_data + m_at; }
-    void skip(std::size_t count) {
-        need(count, "bytes");
-        m_at += count;
-    }
 
   private:
     void need(std::uint64_t count, const char* what) const {

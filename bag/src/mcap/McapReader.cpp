@@ -228,8 +228,8 @@ struct McapReader::Impl {
         }
         const auto footer = readRecord<FooterRecord>(bytes.data() + kRecordPrefix, kFooterBody);
         if (footer.summaryStart == 0) {
-            checkDataEnd(footerAt);
-            return false;  // a valid file without a summary: scanning is how it is read
+            return false;  // a valid file without a summary: scanning is how it is read (and
+                           // it checks the data section's CRC at its end)
         }
         if (footer.summaryStart < sizeof kMagic || footer.summaryStart > footerAt) {
             problems.push_back("the footer's summary offset " +
@@ -285,7 +285,6 @@ struct McapReader::Impl {
         const bool hasMessages = !statistics || statistics->messageCount > 0;
         if (chunkIndexes.empty() && hasMessages) {
             forgetSummary();  // messages outside chunks are not indexed: scanning finds them
-            checkDataEnd(footer.summaryStart);
             return false;
         }
         const std::uint64_t dataEnd = checkDataEnd(footer.summaryStart);
@@ -444,11 +443,9 @@ struct McapReader::Impl {
                         if (loadBlock(block, raw, records)) {
                             bool first = true;
                             walkRecords(records, [&](std::uint8_t op, const std::uint8_t* body,
-                                                     std::size_t n, std::size_t) {
-                                if (op == kSchema) {
-                                    addSchema(readRecord<McapSchema>(body, n));
-                                } else if (op == kChannel) {
-                                    addChannel(readRecord<McapChannel>(body, n));
+                                                     std::size_t n, std::size_t inner) {
+                                if (op == kSchema || op == kChannel) {
+                                    learnFromChunk(op, body, n, inner, at);
                                 } else if (op == kMessage) {
                                     const auto head = readRecord<MessageHead>(body, n);
                                     block.startTime = first
@@ -497,6 +494,24 @@ struct McapReader::Impl {
         counted.channelCount = static_cast<std::uint32_t>(channelById.size());
         counted.metadataCount = static_cast<std::uint32_t>(metadata.size());
         statistics = std::move(counted);
+    }
+
+    // A schema or channel inside a chunk; a malformed one is skipped alone, as the chunk's
+    // messages are whole (they were checked when it was loaded).
+    void learnFromChunk(std::uint8_t opcode, const std::uint8_t* body, std::size_t bodySize,
+                        std::size_t inner, std::uint64_t chunk) {
+        try {
+            if (opcode == kSchema) {
+                addSchema(readRecord<McapSchema>(body, bodySize));
+            } else {
+                addChannel(readRecord<McapChannel>(body, bodySize));
+            }
+        } catch (const FormatError& e) {
+            problems.push_back("the record of opcode " + hex(opcode) + " at offset " +
+                               std::to_string(inner) + " of the chunk at offset " +
+                               std::to_string(chunk) + " is malformed (" + e.what() +
+                               "): it is skipped");
+        }
     }
 
     // The statistics an indexed file did not store, counted from its chunks.

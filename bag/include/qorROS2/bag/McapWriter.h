@@ -19,7 +19,8 @@ struct McapWriterOptions {
     /// A chunk is closed once its uncompressed records reach this many bytes (a larger message
     /// makes a chunk of its own). rosbag2's MCAP storage uses 768 KiB.
     std::uint64_t chunkSize = 768 * 1024;
-    McapCompression compression = McapCompression::zstd;  ///< how chunks are compressed
+    /// How chunks are compressed: zstd by default, as rosbag2's MCAP storage writes them.
+    McapCompression compression = McapCompression::zstd;
 };
 
 class QORBAG_EXPORT McapWriter {
