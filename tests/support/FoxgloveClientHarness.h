@@ -1,7 +1,8 @@
 #pragma once
 
 // Starts the Foxglove client of tests/peers (@foxglove/ws-protocol's FoxgloveClient on `ws`)
-// against a server of the test, and finds what it printed.
+// against a server of the test, and finds what it printed. The test target defines
+// QOR_NODE_EXECUTABLE and QOR_TEST_PEERS_DIR.
 
 #include <optional>
 #include <string>
@@ -20,12 +21,16 @@ inline qorTest::ChildProcess startFoxgloveClient(const std::string& url,
     return qorTest::ChildProcess(argv, {qorTest::ChildProcess::MERGED, {}, {}});
 }
 
-/// The first line the client printed that starts with `prefix`, once it has printed it.
+/// The first line the client printed that starts with `prefix` and holds `containing`, once it
+/// has printed it.
 inline std::optional<std::string> lineStartingWith(
     qorTest::ChildProcess& client, const std::string& prefix,
-    qorTest::Deadline deadline = qorTest::kDeliveryDeadline) {
+    qorTest::Deadline deadline = qorTest::kDeliveryDeadline, const std::string& containing = "") {
     const auto index = client.waitForLine(
-        [&](const std::string& line) { return line.rfind(prefix, 0) == 0; }, deadline);
+        [&](const std::string& line) {
+            return line.rfind(prefix, 0) == 0 && line.find(containing) != std::string::npos;
+        },
+        deadline);
     if (!index) {
         return std::nullopt;
     }
