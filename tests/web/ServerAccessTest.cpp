@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -98,6 +99,30 @@ TEST(ServerAccess, WithATokenRequestsWithoutItAreRefusedWith401) {
     auto friendClient =
         qorWebTest::startFoxgloveClient(qorWebTest::localUrl(server.port(), "?token=s3cret"));
     EXPECT_TRUE(qorWebTest::lineStartingWith(friendClient, "serverInfo ")) << friendClient.output();
+}
+
+}  // namespace
+
+namespace {
+
+TEST(ServerLifetime, DestroyingTheServerReleasesEverythingItHeld) {
+    const auto sentinel = std::make_shared<int>(0);
+    {
+        ServerOptions options;
+        options.port = 0;
+        options.onClientMessage = [sentinel](const qorROS2::web::ClientMessage&) {};
+        FoxgloveServer server(options);
+        qorWebTest::RawWebSocket client(server.port());
+        ASSERT_TRUE(client.readTextWith("serverInfo"));
+        // An HTTP request in the middle of being read, too.
+        boost::asio::io_context context;
+        qorWebTest::tcp::socket halfway(context);
+        halfway.connect(
+            qorWebTest::tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), server.port()));
+        ASSERT_TRUE(qorTest::waitFor([&] { return server.clients().size() == 1; }));
+    }
+    // The options, and what their callbacks hold, went with the server.
+    EXPECT_EQ(sentinel.use_count(), 1);
 }
 
 }  // namespace

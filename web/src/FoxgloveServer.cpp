@@ -101,18 +101,17 @@ void ServerCore::stop() {
 }
 
 void ServerCore::accept() {
-    m_acceptor.async_accept(
-        [self = shared_from_this()](boost::system::error_code error, tcp::socket socket) {
-            if (error == boost::asio::error::operation_aborted || !self->m_acceptor.is_open()) {
-                return;
-            }
-            if (!error) {
-                boost::system::error_code ignored;
-                socket.set_option(tcp::no_delay(true), ignored);
-                serveConnection(self, std::move(socket));
-            }
-            self->accept();
-        });
+    m_acceptor.async_accept([self = this](boost::system::error_code error, tcp::socket socket) {
+        if (error == boost::asio::error::operation_aborted || !self->m_acceptor.is_open()) {
+            return;
+        }
+        if (!error) {
+            boost::system::error_code ignored;
+            socket.set_option(tcp::no_delay(true), ignored);
+            serveConnection(*self, std::move(socket));
+        }
+        self->accept();
+    });
 }
 
 void ServerCore::connected(const std::shared_ptr<WebSession>& session) {

@@ -19,7 +19,9 @@ namespace qorROS2::web::detail {
 
 class WebSession;
 
-class ServerCore : public std::enable_shared_from_this<ServerCore> {
+// Its handlers and sessions point at it without owning it: it outlives them, since the I/O
+// context it holds destroys whatever handler is left when it goes.
+class ServerCore {
   public:
     explicit ServerCore(ServerOptions options);
     ServerCore(const ServerCore&) = delete;

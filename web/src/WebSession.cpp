@@ -75,8 +75,8 @@ bool authorized(const Request& request, const std::string& token) {
 // One HTTP exchange: the request, then an answer, then the connection closes.
 class HttpExchange : public std::enable_shared_from_this<HttpExchange> {
   public:
-    HttpExchange(std::shared_ptr<ServerCore> core, boost::asio::ip::tcp::socket socket)
-        : m_core(std::move(core)), m_stream(std::move(socket)) {}
+    HttpExchange(ServerCore& core, boost::asio::ip::tcp::socket socket)
+        : m_core(&core), m_stream(std::move(socket)) {}
 
     void start() {
         boost::system::error_code unknown;
@@ -113,7 +113,7 @@ class HttpExchange : public std::enable_shared_from_this<HttpExchange> {
                 return;
             }
             m_stream.expires_never();
-            auto session = std::make_shared<WebSession>(m_core, std::move(m_stream), m_remote);
+            auto session = std::make_shared<WebSession>(*m_core, std::move(m_stream), m_remote);
             session->accept(request, subprotocol);
             return;
         }
@@ -173,7 +173,7 @@ class HttpExchange : public std::enable_shared_from_this<HttpExchange> {
                           });
     }
 
-    std::shared_ptr<ServerCore> m_core;
+    ServerCore* m_core;
     beast::tcp_stream m_stream;
     beast::flat_buffer m_buffer;
     http::request_parser<http::string_body> m_parser;
@@ -182,13 +182,12 @@ class HttpExchange : public std::enable_shared_from_this<HttpExchange> {
 
 }  // namespace
 
-void serveConnection(const std::shared_ptr<ServerCore>& core, boost::asio::ip::tcp::socket socket) {
+void serveConnection(ServerCore& core, boost::asio::ip::tcp::socket socket) {
     std::make_shared<HttpExchange>(core, std::move(socket))->start();
 }
 
-WebSession::WebSession(std::shared_ptr<ServerCore> core, beast::tcp_stream stream,
-                       std::string remoteAddress)
-    : remote(std::move(remoteAddress)), m_core(std::move(core)), m_socket(std::move(stream)) {}
+WebSession::WebSession(ServerCore& core, beast::tcp_stream stream, std::string remoteAddress)
+    : remote(std::move(remoteAddress)), m_core(&core), m_socket(std::move(stream)) {}
 
 void WebSession::accept(const Request& request, const std::string& subprotocol) {
     // Pings at half the idle time: a client that only listens still answers them, and one that

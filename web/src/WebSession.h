@@ -25,7 +25,7 @@ namespace qorROS2::web::detail {
 
 /// Reads one HTTP request of a new connection and answers it: a file, a refusal, or the
 /// WebSocket upgrade that hands the connection to a WebSession.
-void serveConnection(const std::shared_ptr<ServerCore>& core, boost::asio::ip::tcp::socket socket);
+void serveConnection(ServerCore& core, boost::asio::ip::tcp::socket socket);
 
 /// The newest sample of one subscription that the client has not been sent yet.
 struct PendingSample {
@@ -35,8 +35,7 @@ struct PendingSample {
 
 class WebSession : public std::enable_shared_from_this<WebSession> {
   public:
-    WebSession(std::shared_ptr<ServerCore> core, boost::beast::tcp_stream stream,
-               std::string remote);
+    WebSession(ServerCore& core, boost::beast::tcp_stream stream, std::string remote);
 
     /// Completes the upgrade `request` asked for with `subprotocol`, then serves the client.
     void accept(const boost::beast::http::request<boost::beast::http::string_body>& request,
@@ -70,7 +69,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     void onRead(boost::beast::error_code error, std::size_t size);
     void fail();
 
-    std::shared_ptr<ServerCore> m_core;
+    ServerCore* m_core;
     boost::beast::websocket::stream<boost::beast::tcp_stream> m_socket;
 
     // Under the core's mutex.
