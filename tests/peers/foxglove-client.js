@@ -12,9 +12,11 @@
 //   close <code> <reason> | error <text>
 // Usage: node foxglove-client.js URL [--subprotocol NAME] [--subscribe TOPIC]...
 //                                [--publish TOPIC NAME POSITION] [--publish-count N]
+//                                [--publish-hex TOPIC HEX]
 // --publish advertises TOPIC as sensor_msgs/msg/JointState and sends, every 100 ms, a JointState
 // with one joint NAME at POSITION (header stamp 7 s 42 ns, frame "web"), N times (default: until
-// it is stopped).
+// it is stopped). --publish-hex advertises TOPIC the same way and sends the bytes HEX once, as
+// they are: what the server makes of bytes that are no sample.
 "use strict";
 
 const WebSocket = require("ws");
@@ -29,12 +31,14 @@ let subprotocol = FoxgloveClient.SUPPORTED_SUBPROTOCOL;
 const wanted = new Set();
 let publish = null;
 let publishCount = Infinity;
+let publishHex = null;
 while (args.length > 0) {
   const flag = args.shift();
   if (flag === "--subprotocol") subprotocol = args.shift();
   else if (flag === "--subscribe") wanted.add(args.shift());
   else if (flag === "--publish") publish = { topic: args.shift(), name: args.shift(), position: Number(args.shift()) };
   else if (flag === "--publish-count") publishCount = Number(args.shift());
+  else if (flag === "--publish-hex") publishHex = { topic: args.shift(), bytes: Buffer.from(args.shift(), "hex") };
   else {
     console.log(`error unknown argument ${flag}`);
     process.exit(2);
@@ -62,6 +66,11 @@ client.on("close", (event) => {
 client.on("serverInfo", (info) => {
   console.log(`serverInfo ${JSON.stringify(info)}`);
   if (publish) startPublishing(info);
+  if (publishHex) {
+    const id = client.advertise({ topic: publishHex.topic, encoding: "cdr", schemaName: "sensor_msgs/msg/JointState" });
+    client.sendMessage(id, new Uint8Array(publishHex.bytes));
+    console.log(`published ${publishHex.topic} 1`);
+  }
 });
 client.on("status", (status) => console.log(`status ${status.level} ${status.message}`));
 client.on("time", (event) => console.log(`time ${event.timestamp.toString()}`));

@@ -134,6 +134,17 @@ TEST(CliBridgeWeb, FollowsTopicsThatComeAndGoAndGivesClockAsTime) {
     EXPECT_TRUE(lineStartingWith(client, "unadvertise " + id)) << client.output();
 }
 
+TEST(CliBridgeWeb, TellsAClientWhyItsBytesCannotBePublished) {
+    std::unique_ptr<qorTest::ChildProcess> bridge;
+    const std::uint16_t port = startBridge(bridge, "", kGraphDomain);
+    ASSERT_NE(port, 0) << bridge->output();
+    auto client = startClient(port, {"--publish-hex", "/web/bad", "deadbeef00"});
+    EXPECT_EQ(lineStartingWith(client, "status "),
+              "status 2 cannot publish on topic \"/web/bad\": the bytes start with de ad be ef, "
+              "not a CDR encapsulation header")
+        << client.output() << bridge->output();
+}
+
 TEST(CliBridgeWeb, RefusesBadArgumentsWithAClearError) {
     const auto badRegex = qorCliTest::runCliSplit("bridge web --topic-whitelist '('", kGraphDomain);
     EXPECT_EQ(badRegex.exitCode, 1);
