@@ -1,0 +1,87 @@
+// `qor-ros2 bridge web`: serves every topic of the domain to Foxglove (and any client of the
+// Foxglove WebSocket protocol) until Ctrl-C.
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <regex>
+#include <string>
+
+#include "bridge/WebBridge.h"
+#include "cli/CommandOptions.h"
+#include "cli/StopSignal.h"
+#include "cli/ToolDomain.h"
+#include "cli/UsageError.h"
+#include "cli/Verb.h"
+
+namespace qorCli {
+namespace {
+
+constexpr std::uint16_t kDefaultPort = 8765;
+// How often the graph is looked at for topics that came or went.
+constexpr std::chrono::milliseconds kGraphPeriod{250};
+
+class BridgeWebVerb : public Verb {
+  public:
+    explicit BridgeWebVerb(CLI::App& app) {
+        addNonNegativeInt(app, "--port", m_port, "PORT",
+                          "TCP port to serve on (default: 8765; 0: any free port, printed)");
+        addText(app, "--address", m_address, "ADDRESS",
+                "IP address to listen on (default: 127.0.0.1, this machine only; 0.0.0.0 serves "
+                "every network, with a warning)");
+        addText(app, "--topic-whitelist", m_whitelist, "REGEX",
+                "serve only the topics whose whole name matches this regular expression "
+                "(default: all)");
+        addText(app, "--web-token", m_token, "TOKEN",
+                "require this token from every client: as ?token=TOKEN in the address or the "
+                "header \"Authorization: Bearer TOKEN\"; others are refused with 401");
+    }
+
+    int run() override {
+        if (m_port && *m_port > 65535) {
+            throw UsageError("--port must be between 0 and 65535, not " + std::to_string(*m_port));
+        }
+        std::regex whitelist;
+        try {
+            whitelist = std::regex(m_whitelist, std::regex::ECMAScript);
+        } catch (const std::regex_error& error) {
+            throw UsageError("--topic-whitelist: '" + m_whitelist +
+                             "' is not a regular expression: " + error.what());
+        }
+        const std::int8_t domain = domainFromEnvironment();
+        qorROS2::web::ServerOptions options;
+        options.address = m_address;
+        options.port = static_cast<std::uint16_t>(m_port.value_or(kDefaultPort));
+        options.name = "qor-ros2 bridge web";
+        options.metadata = {{"ROS_DOMAIN_ID", std::to_string(domain)}};
+        options.token = m_token;
+        WebBridge bridge(domain, whitelist, options);
+        const bool v6 = m_address.find(':') != std::string::npos;
+        std::printf("Serving the ROS 2 graph of domain %d to Foxglove on ws://%s%s%s:%u%s\n",
+                    static_cast<int>(domain), v6 ? "[" : "", m_address.c_str(), v6 ? "]" : "",
+                    static_cast<unsigned>(bridge.port()),
+                    m_token.empty() ? "" : " (with ?token=...)");
+        std::fflush(stdout);
+        while (!stopRequested()) {
+            bridge.refresh();
+            bridge.waitForChange(kGraphPeriod);
+        }
+        return 0;
+    }
+
+  private:
+    std::optional<std::uint64_t> m_port;
+    std::string m_address = "127.0.0.1";
+    std::string m_whitelist = ".*";
+    std::string m_token;
+};
+
+}  // namespace
+
+std::unique_ptr<Verb> makeBridgeWebVerb(CLI::App& app) {
+    return std::make_unique<BridgeWebVerb>(app);
+}
+
+}  // namespace qorCli

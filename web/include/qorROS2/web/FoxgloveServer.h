@@ -1,0 +1,110 @@
+#pragma once
+
+// A Foxglove WebSocket server (subprotocols foxglove.websocket.v1 and foxglove.sdk.v1) with
+// static files over HTTP on the same port, running on a thread of its own.
+//
+//   qorROS2::web::FoxgloveServer server(qorROS2::web::ServerOptions{});
+//   const auto id = server.addChannel({"/joint_states", "sensor_msgs/msg/JointState", schema});
+//   server.publish(id, bytes.data(), bytes.size(), nowNs);
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qorROS2/web/Export.h"
+#include "qorROS2/web/LiveFeed.h"
+
+namespace qorROS2::web {
+
+/// One message a client published on a channel it advertised.
+struct ClientMessage {
+    std::uint64_t clientId = 0;           ///< the client, as ClientStatistics numbers it
+    std::uint32_t channelId = 0;          ///< the client's own number of its channel
+    std::string topic;                    ///< "/cmd_joint_states"
+    std::string schemaName;               ///< "sensor_msgs/msg/JointState"
+    std::string encoding;                 ///< "cdr", the only encoding accepted
+    const std::uint8_t* bytes = nullptr;  ///< the payload, valid during the call only
+    std::size_t size = 0;
+};
+
+/// How a server listens and what it offers.
+struct ServerOptions {
+    /// The address to listen on, as digits ("127.0.0.1", "::1", "0.0.0.0"). Anything but a
+    /// loopback address is reachable from other machines, and a warning says so.
+    std::string address = "127.0.0.1";
+    std::uint16_t port = 8765;                    ///< 0: any free port (port() tells which)
+    std::string name = "qorROS2";                 ///< the server's name in serverInfo
+    std::map<std::string, std::string> metadata;  ///< serverInfo's metadata
+    /// When not empty, every WebSocket upgrade and HTTP request must carry it, as the query
+    /// parameter `token` or the header `Authorization: Bearer <token>`, or is refused with 401.
+    std::string token;
+    /// The directory whose files HTTP GET serves ("/" is its index.html); empty: none, every
+    /// request is answered 404. No request reaches outside it.
+    std::string staticDirectory;
+    /// The largest message a client may send; a longer one is discarded and reported.
+    std::size_t maxClientMessageBytes = 16u << 20;
+    /// Reported protocol errors after which a client is disconnected.
+    unsigned maxClientErrors = 10;
+    /// Whether serverInfo announces the time capability from the start, before setTime().
+    bool providesTime = false;
+    /// Called on the server's thread with each message a client publishes; when empty, the
+    /// server does not offer client publishing. An exception it throws is reported to the client
+    /// as an error.
+    std::function<void(const ClientMessage&)> onClientMessage;
+    /// Called on the server's thread when a channel gets its first subscriber (true) or loses its
+    /// last (false). It must return quickly and must not call back into the server.
+    std::function<void(ChannelId, bool subscribed)> onSubscriptionChange;
+    /// Where warnings go, one line each; empty: standard error.
+    std::function<void(const std::string&)> log;
+};
+
+/// What one connected client has been sent and what it missed.
+struct ClientStatistics {
+    std::uint64_t clientId = 0;
+    std::string remote;             ///< "127.0.0.1:43122"
+    std::uint64_t sentSamples = 0;  ///< Message Data frames written to it
+    /// Samples replaced by a newer one of the same subscription before it could take them.
+    std::uint64_t droppedSamples = 0;
+    std::uint64_t errors = 0;  ///< protocol errors reported to it
+};
+
+/// A Foxglove WebSocket server. Each client has, per subscription, room for the newest sample
+/// only: a client that reads slowly misses samples (counted) and never holds up the program that
+/// publishes or the other clients. Not copyable or movable.
+class QORWEB_EXPORT FoxgloveServer final : public LiveFeed {
+  public:
+    /// Starts listening. Throws std::invalid_argument for an address that is no IP address and
+    /// std::runtime_error naming the address and port when it cannot listen there.
+    explicit FoxgloveServer(ServerOptions options);
+    /// Disconnects every client and stops the server's thread.
+    ~FoxgloveServer() override;
+    FoxgloveServer(const FoxgloveServer&) = delete;
+    FoxgloveServer& operator=(const FoxgloveServer&) = delete;
+
+    /// The port listened on.
+    std::uint16_t port() const;
+
+    ChannelId addChannel(const Channel& channel) override;
+    void removeChannel(ChannelId id) override;
+    bool publish(ChannelId id, const std::uint8_t* bytes, std::size_t size,
+                 std::int64_t logTimeNs) override;
+    void setTime(std::int64_t timeNs) override;
+
+    /// Whether some client is subscribed to channel `id`.
+    bool hasSubscribers(ChannelId id) const;
+    /// The clients connected over WebSocket right now.
+    std::vector<ClientStatistics> clients() const;
+    /// Samples dropped for slow clients so far, over all clients, gone ones included.
+    std::uint64_t droppedSamples() const;
+
+    class Impl;
+
+  private:
+    std::shared_ptr<Impl> m_impl;
+};
+
+}  // namespace qorROS2::web

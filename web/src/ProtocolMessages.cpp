@@ -1,0 +1,184 @@
+#include "ProtocolMessages.h"
+
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+namespace qorROS2::web::detail {
+namespace {
+
+using nlohmann::json;
+
+template <std::size_t N>
+void putLittleEndian(std::array<std::uint8_t, N>& frame, std::size_t at, std::uint64_t value,
+                     std::size_t width) {
+    for (std::size_t i = 0; i < width; ++i) {
+        frame[at + i] = static_cast<std::uint8_t>(value >> (8 * i));
+    }
+}
+
+// The protocol's numbers are unsigned 32-bit; JSON may hold anything.
+std::uint32_t idField(const json& object, const char* field, const std::string& op) {
+    const auto found = object.find(field);
+    if (found == object.end() || !found->is_number_unsigned() ||
+        found->get<std::uint64_t>() > std::numeric_limits<std::uint32_t>::max()) {
+        throw std::invalid_argument(op + ": \"" + field + "\" must be an unsigned 32-bit integer");
+    }
+    return static_cast<std::uint32_t>(found->get<std::uint64_t>());
+}
+
+std::string textField(const json& object, const char* field, const std::string& op) {
+    const auto found = object.find(field);
+    if (found == object.end() || !found->is_string()) {
+        throw std::invalid_argument(op + ": \"" + field + "\" must be a string");
+    }
+    return found->get<std::string>();
+}
+
+const json& arrayField(const json& message, const char* field, const std::string& op) {
+    const auto found = message.find(field);
+    if (found == message.end() || !found->is_array()) {
+        throw std::invalid_argument(op + ": \"" + field + "\" must be an array");
+    }
+    return *found;
+}
+
+const json& objectElement(const json& element, const std::string& op) {
+    if (!element.is_object()) {
+        throw std::invalid_argument(op + ": each element must be an object");
+    }
+    return element;
+}
+
+std::vector<std::uint32_t> idArray(const json& message, const char* field, const std::string& op) {
+    std::vector<std::uint32_t> ids;
+    for (const json& element : arrayField(message, field, op)) {
+        if (!element.is_number_unsigned() ||
+            element.get<std::uint64_t>() > std::numeric_limits<std::uint32_t>::max()) {
+            throw std::invalid_argument(op + ": \"" + field +
+                                        "\" must hold unsigned 32-bit integers");
+        }
+        ids.push_back(static_cast<std::uint32_t>(element.get<std::uint64_t>()));
+    }
+    return ids;
+}
+
+}  // namespace
+
+std::string serverInfoJson(const std::string& name, const std::vector<std::string>& capabilities,
+                           const std::vector<std::pair<std::string, std::string>>& metadata,
+                           const std::string& sessionId) {
+    json meta = json::object();
+    for (const auto& [key, value] : metadata) {
+        meta[key] = value;
+    }
+    return json{{"op", "serverInfo"},
+                {"name", name},
+                {"capabilities", capabilities},
+                {"supportedEncodings", {"cdr"}},
+                {"metadata", meta},
+                {"sessionId", sessionId}}
+        .dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+std::string advertiseJson(const std::vector<std::pair<ChannelId, Channel>>& channels) {
+    json list = json::array();
+    for (const auto& [id, channel] : channels) {
+        list.push_back({{"id", id},
+                        {"topic", channel.topic},
+                        {"encoding", channel.encoding},
+                        {"schemaName", channel.schemaName},
+                        {"schema", channel.schema},
+                        {"schemaEncoding", channel.schemaEncoding}});
+    }
+    return json{{"op", "advertise"}, {"channels", list}}.dump(-1, ' ', false,
+                                                              json::error_handler_t::replace);
+}
+
+std::string unadvertiseJson(ChannelId id) {
+    return json{{"op", "unadvertise"}, {"channelIds", {id}}}.dump();
+}
+
+std::string statusJson(StatusLevel level, const std::string& message) {
+    return json{{"op", "status"}, {"level", static_cast<int>(level)}, {"message", message}}.dump(
+        -1, ' ', false, json::error_handler_t::replace);
+}
+
+std::array<std::uint8_t, kMessageDataHeaderSize> messageDataHeader(std::uint32_t subscriptionId,
+                                                                   std::int64_t logTimeNs) {
+    std::array<std::uint8_t, kMessageDataHeaderSize> frame{};
+    frame[0] = kMessageDataOpcode;
+    putLittleEndian(frame, 1, subscriptionId, 4);
+    putLittleEndian(frame, 5, static_cast<std::uint64_t>(logTimeNs), 8);
+    return frame;
+}
+
+std::array<std::uint8_t, 9> timeFrame(std::int64_t timeNs) {
+    std::array<std::uint8_t, 9> frame{};
+    frame[0] = kTimeOpcode;
+    putLittleEndian(frame, 1, static_cast<std::uint64_t>(timeNs), 8);
+    return frame;
+}
+
+ClientRequest parseClientRequest(const std::string& text) {
+    const json message = json::parse(text, nullptr, false);
+    if (message.is_discarded()) {
+        throw std::invalid_argument("the message is not valid JSON");
+    }
+    if (!message.is_object()) {
+        throw std::invalid_argument("the message is not a JSON object");
+    }
+    const auto opField = message.find("op");
+    if (opField == message.end() || !opField->is_string()) {
+        throw std::invalid_argument("the message has no \"op\" string");
+    }
+    const std::string op = opField->get<std::string>();
+    if (op == "subscribe") {
+        Subscribe request;
+        for (const json& element : arrayField(message, "subscriptions", op)) {
+            const json& subscription = objectElement(element, op);
+            request.subscriptions.emplace_back(idField(subscription, "id", op),
+                                               idField(subscription, "channelId", op));
+        }
+        return request;
+    }
+    if (op == "unsubscribe") {
+        return Unsubscribe{idArray(message, "subscriptionIds", op)};
+    }
+    if (op == "advertise") {
+        ClientAdvertise request;
+        for (const json& element : arrayField(message, "channels", op)) {
+            const json& channel = objectElement(element, op);
+            request.channels.push_back({idField(channel, "id", op), textField(channel, "topic", op),
+                                        textField(channel, "encoding", op),
+                                        textField(channel, "schemaName", op)});
+        }
+        return request;
+    }
+    if (op == "unadvertise") {
+        return ClientUnadvertise{idArray(message, "channelIds", op)};
+    }
+    // Capped so that a client cannot make the reply as long as its message.
+    throw std::invalid_argument("unsupported operation \"" + op.substr(0, 64) + "\"");
+}
+
+ClientData parseClientData(const std::uint8_t* bytes, std::size_t size) {
+    if (size == 0) {
+        throw std::invalid_argument("empty binary message");
+    }
+    if (bytes[0] != kMessageDataOpcode) {
+        throw std::invalid_argument("unsupported binary opcode " + std::to_string(bytes[0]));
+    }
+    if (size < 5) {
+        throw std::invalid_argument("binary message data shorter than its channel id");
+    }
+    ClientData data;
+    for (std::size_t i = 0; i < 4; ++i) {
+        data.channelId |= static_cast<std::uint32_t>(bytes[1 + i]) << (8 * i);
+    }
+    data.payload = bytes + 5;
+    data.size = size - 5;
+    return data;
+}
+
+}  // namespace qorROS2::web::detail
