@@ -4,7 +4,10 @@
 // metadata, messages), written by our writer or by @mcap/core's (tests/peers/mcap-write.js),
 // read back by our reader or by @mcap/core's (tests/peers/mcap-check.js).
 
+#include <sys/resource.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include <nlohmann/json.hpp>
 
@@ -84,6 +87,14 @@ class ScratchPath {
   private:
     std::string m_path;
 };
+
+/// Makes this process's files stop growing at `bytes`, as a full disk stops them: a write beyond
+/// fails with EFBIG, since SIGXFSZ is ignored instead of killing the process. For a child.
+inline void limitFileSize(rlim_t bytes) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{bytes, bytes};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+}
 
 inline Bytes fileBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary | std::ios::ate);
