@@ -28,22 +28,7 @@ using qorTest::peerRead;
 
 constexpr std::int64_t kStart = 1'700'000'000'000'000'000;
 
-/// A bag directory in the test's temporary folder, removed with what it holds.
-class ScratchBag {
-  public:
-    explicit ScratchBag(const std::string& name)
-        : m_path(::testing::TempDir() + std::to_string(::getpid()) + "_" + name) {
-        std::filesystem::remove_all(m_path);
-    }
-    ~ScratchBag() { std::filesystem::remove_all(m_path); }
-    ScratchBag(const ScratchBag&) = delete;
-    ScratchBag& operator=(const ScratchBag&) = delete;
-    const std::string& path() const { return m_path; }
-    std::string file(const std::string& relative) const { return m_path + "/" + relative; }
-
-  private:
-    std::string m_path;
-};
+using qorTest::ScratchBag;
 
 OfferedQosProfile bestEffortOffer() {
     OfferedQosProfile offer;
@@ -129,7 +114,7 @@ TEST(BagWriter, WritesOneFileAndMetadataYamlWithWhatWasRecorded) {
         EXPECT_EQ(writer.written(), 8u);
         EXPECT_TRUE(writer.dropped().empty());
     }
-    const std::string name = std::filesystem::path(bag.path()).filename().string();
+    const std::string name = bag.name();
     const BagMetadata metadata = readBagMetadata(bag.path());
     EXPECT_EQ(metadata.version, kHumbleMetadataVersion);
     EXPECT_EQ(metadata.storageIdentifier, "mcap");
@@ -192,7 +177,7 @@ TEST(BagWriter, WritesTheJazzyLayoutForVersionNine) {
     EXPECT_EQ(metadata.rosDistro, "jazzy");
     ASSERT_EQ(metadata.topicsWithMessageCount.size(), 1u);
     EXPECT_EQ(metadata.topicsWithMessageCount[0].topicMetadata.typeDescriptionHash, topic.typeHash);
-    const std::string name = std::filesystem::path(bag.path()).filename().string();
+    const std::string name = bag.name();
     const nlohmann::json read = peerRead(bag.file(name + "_0.mcap"));
     ASSERT_FALSE(read.contains("error")) << read.dump();
     EXPECT_EQ(read["channels"][0]["metadata"]["topic_type_hash"], topic.typeHash);
@@ -251,7 +236,7 @@ TEST(BagWriter, SplitsBySizeIntoFilesThatAreEachComplete) {
     ASSERT_GE(metadata.files.size(), 3u);
     EXPECT_EQ(splits.size(), metadata.files.size() - 1);
     EXPECT_EQ(metadata.messageCount, kMessages);
-    const std::string name = std::filesystem::path(bag.path()).filename().string();
+    const std::string name = bag.name();
     std::size_t next = 0;
     for (std::size_t f = 0; f < metadata.files.size(); ++f) {
         EXPECT_EQ(metadata.files[f].path, name + "_" + std::to_string(f) + ".mcap");
@@ -375,7 +360,7 @@ TEST(BagWriter, DropsWhatDoesNotFitTheQueueAndCountsItPerTopic) {
 TEST(BagWriter, AFullDiskStopsWritingWithOneErrorAndLeavesReadableFiles) {
     ScratchBag bag("writer_full");
     qorTest::ScratchPath report("writer_full.txt");
-    const std::string name = std::filesystem::path(bag.path()).filename().string();
+    const std::string name = bag.name();
     constexpr std::size_t kMessages = 3000;
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
@@ -426,7 +411,7 @@ TEST(BagWriter, AFullDiskStopsWritingWithOneErrorAndLeavesReadableFiles) {
 // that streams the file.
 TEST(BagWriter, AKilledWriterLeavesTheChunksItWroteReadable) {
     ScratchBag bag("writer_killed");
-    const std::string name = std::filesystem::path(bag.path()).filename().string();
+    const std::string name = bag.name();
     constexpr std::size_t kMessages = 2000;
     int ready[2];
     ASSERT_EQ(::pipe(ready), 0);

@@ -96,6 +96,27 @@ inline void limitFileSize(rlim_t bytes) {
     ::setrlimit(RLIMIT_FSIZE, &limit);
 }
 
+/// A bag directory in the test's temporary folder, removed with what it holds.
+class ScratchBag {
+  public:
+    explicit ScratchBag(const std::string& name)
+        : m_path(::testing::TempDir() + std::to_string(::getpid()) + "_bag_" + name) {
+        std::filesystem::remove_all(m_path);
+    }
+    ~ScratchBag() { std::filesystem::remove_all(m_path); }
+    ScratchBag(const ScratchBag&) = delete;
+    ScratchBag& operator=(const ScratchBag&) = delete;
+    const std::string& path() const { return m_path; }
+    /// The bag's name, which its storage files take: the directory's own.
+    std::string name() const { return std::filesystem::path(m_path).filename().string(); }
+    std::string file(const std::string& relative) const { return m_path + "/" + relative; }
+    /// The first storage file, as rosbag2 names it.
+    std::string firstFile() const { return file(name() + "_0.mcap"); }
+
+  private:
+    std::string m_path;
+};
+
 inline Bytes fileBytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary | std::ios::ate);
     Bytes bytes(in ? static_cast<std::size_t>(in.tellg()) : 0);
