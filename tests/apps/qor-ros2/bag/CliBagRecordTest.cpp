@@ -373,4 +373,51 @@ TEST(CliBagRecord, AFullDiskEndsTheRecordingWithOneErrorAndAReadableBag) {
     EXPECT_GE(read["messages"].size(), 10u);
 }
 
+// With --use-sim-time the log times are the simulation's, from /clock; the recorder waits for it.
+TEST(CliBagRecord, StampsMessagesWithTheSimulationClock) {
+    ScratchBag bag("sim_time");
+    qorROS2::RawPublisher clock("/clock", "rosgraph_msgs/msg/Clock", reliableQos(), kDomain);
+    qorROS2::RawPublisher data("/bag_sim/data", "std_msgs/msg/String", reliableQos(), kDomain);
+    // rosgraph_msgs/msg/Clock: the CDR header, then seconds and nanoseconds.
+    const auto clockAt = [](std::uint8_t seconds) {
+        return Bytes{0x00, 0x01, 0x00, 0x00, seconds, 0, 0, 0, 0, 0, 0, 0};
+    };
+    const auto recorder = startRecord({"/bag_sim/data", "--use-sim-time", "-o", bag.path()});
+    ASSERT_TRUE(
+        printed(*recorder, "use_sim_time set, waiting for /clock before starting recording"))
+        << recorder->output();
+    ASSERT_TRUE(qorTest::repeatUntil([&] { clock.publish(clockAt(100)); },
+                                     [&] {
+                                         return recorder->output().find(
+                                                    "Sim time /clock found, starting recording.") !=
+                                                std::string::npos;
+                                     },
+                                     std::chrono::milliseconds(50), std::chrono::seconds(30)))
+        << recorder->output();
+    ASSERT_TRUE(printed(*recorder, "Subscribed to topic '/bag_sim/data'")) << recorder->output();
+    ASSERT_TRUE(matched(data));
+    for (unsigned i = 0; i < 10; ++i) {
+        clock.publish(clockAt(200));
+        data.publish(stringMessage("sim", i));
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    EXPECT_EQ(recorder->stop(SIGINT, std::chrono::seconds(30)), 0) << recorder->output();
+    const BagMetadata metadata = readBagMetadata(bag.path());
+    ASSERT_EQ(metadata.messageCount, 10u) << recorder->output();
+    const nlohmann::json read = qorTest::peerRead(bag.firstFile());
+    ASSERT_FALSE(read.contains("error")) << read.dump();
+    for (const auto& message : read["messages"]) {
+        const auto logTime = std::stoull(message["logTime"].get<std::string>());
+        EXPECT_TRUE(logTime == 100'000'000'000ULL || logTime == 200'000'000'000ULL) << logTime;
+        // The publish time stays the sender's clock: the system's.
+        EXPECT_GT(std::stoull(message["publishTime"].get<std::string>()),
+                  1'000'000'000'000'000'000ULL);
+    }
+    EXPECT_EQ(metadata.startingTimeNanoseconds >= 100'000'000'000 &&
+                  metadata.startingTimeNanoseconds <= 200'000'000'000,
+              true)
+        << metadata.startingTimeNanoseconds;
+}
+
 }  // namespace
