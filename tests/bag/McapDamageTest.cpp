@@ -365,9 +365,7 @@ TEST(McapDamage, ReportsAFullDiskAndKeepsTheChunksWrittenBeforeIt) {
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        ::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{100'000, 100'000};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
+        limitFileSize(100'000);
         std::string outcome = "no error";
         try {
             writeOurs(file.path(), sample, {8 * 1024, McapCompression::none});

@@ -4,7 +4,10 @@
 // metadata, messages), written by our writer or by @mcap/core's (tests/peers/mcap-write.js),
 // read back by our reader or by @mcap/core's (tests/peers/mcap-check.js).
 
+#include <sys/resource.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include <nlohmann/json.hpp>
 
@@ -80,6 +83,35 @@ class ScratchPath {
     ScratchPath(const ScratchPath&) = delete;
     ScratchPath& operator=(const ScratchPath&) = delete;
     const std::string& path() const { return m_path; }
+
+  private:
+    std::string m_path;
+};
+
+/// Makes this process's files stop growing at `bytes`, as a full disk stops them: a write beyond
+/// fails with EFBIG, since SIGXFSZ is ignored instead of killing the process. For a child.
+inline void limitFileSize(rlim_t bytes) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{bytes, bytes};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+/// A bag directory in the test's temporary folder, removed with what it holds.
+class ScratchBag {
+  public:
+    explicit ScratchBag(const std::string& name)
+        : m_path(::testing::TempDir() + std::to_string(::getpid()) + "_bag_" + name) {
+        std::filesystem::remove_all(m_path);
+    }
+    ~ScratchBag() { std::filesystem::remove_all(m_path); }
+    ScratchBag(const ScratchBag&) = delete;
+    ScratchBag& operator=(const ScratchBag&) = delete;
+    const std::string& path() const { return m_path; }
+    /// The bag's name, which its storage files take: the directory's own.
+    std::string name() const { return std::filesystem::path(m_path).filename().string(); }
+    std::string file(const std::string& relative) const { return m_path + "/" + relative; }
+    /// The first storage file, as rosbag2 names it.
+    std::string firstFile() const { return file(name() + "_0.mcap"); }
 
   private:
     std::string m_path;

@@ -58,7 +58,9 @@ std::string optionUsage(const CLI::Option& option) {
     if (option.get_positional()) {
         const std::string name = option.get_name();
         if (option.get_items_expected_max() > 1) {
-            return name + " [" + name + " ...]";
+            // nargs='*' as Python 3.9 and later show it.
+            return option.get_items_expected_min() == 0 ? "[" + name + " ...]"
+                                                        : name + " [" + name + " ...]";
         }
         return option.get_required() ? name : "[" + name + "]";
     }

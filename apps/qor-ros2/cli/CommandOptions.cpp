@@ -97,6 +97,13 @@ void addPositionals(CLI::App& command, const std::string& name, std::vector<std:
     command.add_option(name, target, help)->type_name("")->required();
 }
 
+void addOptionalPositionals(CLI::App& command, const std::string& name,
+                            std::vector<std::string>& target, const std::string& help) {
+    command.add_option(name, target, help)
+        ->type_name("")
+        ->expected(0, CLI::detail::expected_max_vector_size);
+}
+
 void addFlag(CLI::App& command, const std::string& names, bool& target, const std::string& help) {
     command.add_flag(names, target, help);
 }

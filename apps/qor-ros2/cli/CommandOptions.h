@@ -26,6 +26,10 @@ void addPositional(CLI::App& command, const std::string& name, std::string& targ
 void addPositionals(CLI::App& command, const std::string& name, std::vector<std::string>& target,
                     const std::string& help);
 
+/// A positional argument of any number of words, none included (argparse nargs='*'), shown as
+/// "[name ...]".
+void addOptionalPositionals(CLI::App& command, const std::string& name,
+                            std::vector<std::string>& target, const std::string& help);
 /// A flag without a value, e.g. "-1,--once".
 void addFlag(CLI::App& command, const std::string& names, bool& target, const std::string& help);
 

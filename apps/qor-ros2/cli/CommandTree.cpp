@@ -24,6 +24,7 @@ struct VerbEntry {
 
 const CommandEntry kCommands[] = {
     {"action", "Various action related sub-commands"},
+    {"bag", "Various rosbag related sub-commands"},
     {"bridge", "Serve the ROS 2 graph to other tools"},
     {"interface", "Show information about ROS interfaces"},
     {"node", "Various node related sub-commands"},
@@ -37,6 +38,7 @@ const VerbEntry kVerbs[] = {
     {"action", "info", "Print information about an action", &makeActionInfoVerb},
     {"action", "list", "Output a list of action names", &makeActionListVerb},
     {"action", "send_goal", "Send an action goal", &makeActionSendGoalVerb},
+    {"bag", "record", "Record ROS data to a bag", &makeBagRecordVerb},
     {"bridge", "web", "Serve every topic to Foxglove over its WebSocket protocol",
      &makeBridgeWebVerb},
     {"interface", "list", "List all interface types available", &makeInterfaceListVerb},

@@ -28,6 +28,10 @@ int stopExitCode() {
     return g_stopSignal;
 }
 
+void acknowledgeStop() {
+    g_stopSignal = 0;
+}
+
 void throwIfStopRequested() {
     if (stopRequested()) {
         throw StopRequested{};

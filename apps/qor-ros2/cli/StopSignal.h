@@ -21,6 +21,10 @@ int stopExitCode();
 /// std::exception, so that a handler of ordinary failures lets it through.
 struct StopRequested {};
 
+/// Forgets the stop signal that arrived, for a verb whose work a stop signal ends as its normal
+/// end (ros2 bag record exits 0 after Ctrl-C): the tool then exits with the verb's own code.
+void acknowledgeStop();
+
 /// Throws StopRequested once SIGINT or SIGTERM has arrived.
 void throwIfStopRequested();
 
