@@ -59,8 +59,8 @@ TEST(CliCompletion, SourcingTheScriptRegistersItForTheProgram) {
 }
 
 TEST(CliCompletion, FirstWordIsACommand) {
-    EXPECT_EQ(completions({""}), (Words{"--help", "action", "bridge", "interface", "node", "param",
-                                        "security", "service", "topic"}));
+    EXPECT_EQ(completions({""}), (Words{"--help", "action", "bag", "bridge", "interface", "node",
+                                        "param", "security", "service", "topic"}));
     EXPECT_EQ(completions({"to"}), (Words{"topic"}));
     EXPECT_EQ(completions({"x"}), (Words{}));
 }
@@ -209,8 +209,8 @@ std::vector<std::string> sectionOf(const std::string& text, const std::string& h
 // help lists ("-1, --once", "-w WINDOW, --window WINDOW"), -h and --help left out.
 std::map<std::string, std::set<std::string>> optionsOfTheHelp() {
     std::map<std::string, std::set<std::string>> table;
-    for (const std::string command :
-         {"action", "bridge", "interface", "node", "param", "security", "service", "topic"}) {
+    for (const std::string command : {"action", "bag", "bridge", "interface", "node", "param",
+                                      "security", "service", "topic"}) {
         const auto commandHelp = qorCliTest::runCli(command + " --help", kDomain, false);
         EXPECT_EQ(commandHelp.exitCode, 0) << command;
         for (const std::string& entry : sectionOf(commandHelp.output, "Commands:")) {
