@@ -29,8 +29,9 @@ struct BagTopic {
     bool transientLocal = false;
 };
 
-/// A message's bytes for std_msgs/msg/String: the CDR little-endian header, the length with its
-/// terminating NUL, the characters, the NUL.
+/// A message's bytes for std_msgs/msg/String as a recorder receives them: the CDR little-endian
+/// header, the length with its terminating NUL, the characters, the NUL, and the zeros that pad
+/// a serialized sample to a multiple of four bytes on the wire.
 inline Bytes stringMessage(const std::string& text) {
     Bytes bytes = {0, 1, 0, 0};
     const std::uint32_t length = static_cast<std::uint32_t>(text.size() + 1);
@@ -39,6 +40,7 @@ inline Bytes stringMessage(const std::string& text) {
     }
     bytes.insert(bytes.end(), text.begin(), text.end());
     bytes.push_back(0);
+    bytes.resize((bytes.size() + 3) / 4 * 4, 0);
     return bytes;
 }
 
@@ -82,7 +84,7 @@ inline Sample sampleBagContent(std::size_t count, std::uint64_t spacing = 100'00
         message.logTime = kBagStart + i * spacing;
         message.publishTime = message.logTime - 1000;
         if (message.channel == 1) {
-            message.data = {0, 1, 0, 0, 3, 0, 0, 0, static_cast<std::uint8_t>(i), 0xfe, 0x7f};
+            message.data = {0, 1, 0, 0, 3, 0, 0, 0, static_cast<std::uint8_t>(i), 0xfe, 0x7f, 0};
         } else {
             message.data = stringMessage("message " + std::to_string(i));
         }
@@ -229,6 +231,24 @@ inline std::vector<BagFilePart> splitInto(const Sample& sample, std::size_t perF
         parts.push_back(std::move(part));
     }
     return parts;
+}
+
+/// Flips a bit near the end of chunk `index` of the MCAP file at `path` (inside its records, so
+/// that its CRC or its decompression fails) and returns the chunks as they were, for their
+/// offsets; fewer chunks than `index + 1` leaves the file as it was.
+inline std::vector<TopRecord> flipByteInChunk(const std::string& path, std::size_t index) {
+    Bytes bytes = fileBytes(path);
+    std::vector<TopRecord> chunks;
+    for (const TopRecord& record : topRecords(bytes)) {
+        if (record.opcode == 0x06) {
+            chunks.push_back(record);
+        }
+    }
+    if (index < chunks.size()) {
+        bytes[chunks[index].offset + chunks[index].length - 5] ^= 0x40;
+        writeBytes(path, bytes, bytes.size());
+    }
+    return chunks;
 }
 
 }  // namespace qorTest

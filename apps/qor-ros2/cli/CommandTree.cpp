@@ -24,6 +24,7 @@ struct VerbEntry {
 
 const CommandEntry kCommands[] = {
     {"action", "Various action related sub-commands"},
+    {"bag", "Various rosbag related sub-commands"},
     {"interface", "Show information about ROS interfaces"},
     {"node", "Various node related sub-commands"},
     {"param", "Various param related sub-commands"},
@@ -36,6 +37,8 @@ const VerbEntry kVerbs[] = {
     {"action", "info", "Print information about an action", &makeActionInfoVerb},
     {"action", "list", "Output a list of action names", &makeActionListVerb},
     {"action", "send_goal", "Send an action goal", &makeActionSendGoalVerb},
+    {"bag", "info", "Print information about a bag to the screen", &makeBagInfoVerb},
+    {"bag", "play", "Play back ROS data from a bag", &makeBagPlayVerb},
     {"interface", "list", "List all interface types available", &makeInterfaceListVerb},
     {"interface", "package", "Output a list of available interface types within one package",
      &makeInterfacePackageVerb},

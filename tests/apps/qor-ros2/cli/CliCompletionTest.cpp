@@ -59,7 +59,7 @@ TEST(CliCompletion, SourcingTheScriptRegistersItForTheProgram) {
 }
 
 TEST(CliCompletion, FirstWordIsACommand) {
-    EXPECT_EQ(completions({""}), (Words{"--help", "action", "interface", "node", "param",
+    EXPECT_EQ(completions({""}), (Words{"--help", "action", "bag", "interface", "node", "param",
                                         "security", "service", "topic"}));
     EXPECT_EQ(completions({"to"}), (Words{"topic"}));
     EXPECT_EQ(completions({"x"}), (Words{}));
@@ -210,7 +210,7 @@ std::vector<std::string> sectionOf(const std::string& text, const std::string& h
 std::map<std::string, std::set<std::string>> optionsOfTheHelp() {
     std::map<std::string, std::set<std::string>> table;
     for (const std::string command :
-         {"action", "interface", "node", "param", "security", "service", "topic"}) {
+         {"action", "bag", "interface", "node", "param", "security", "service", "topic"}) {
         const auto commandHelp = qorCliTest::runCli(command + " --help", kDomain, false);
         EXPECT_EQ(commandHelp.exitCode, 0) << command;
         for (const std::string& entry : sectionOf(commandHelp.output, "Commands:")) {
