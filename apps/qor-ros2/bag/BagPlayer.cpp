@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -254,10 +255,14 @@ class Player {
         try {
             publisher->publish(message.data);
         } catch (const std::exception& error) {
-            const auto& topic = m_reader.metadata().topicsWithMessageCount[message.topic];
-            rosLog(LogLevel::ERROR, kPlayerLogger,
-                   "Failed to publish message on '" + topic.topicMetadata.name +
-                       "' topic. \nError: %s" + error.what());
+            // rosbag2's words, once a topic: a bag of such messages must not flood the output.
+            if (m_failedTopics.insert(message.topic).second) {
+                const auto& topic = m_reader.metadata().topicsWithMessageCount[message.topic];
+                rosLog(LogLevel::ERROR, kPlayerLogger,
+                       "Failed to publish message on '" + topic.topicMetadata.name +
+                           "' topic. \nError: %s" + error.what() +
+                           " (further failures on this topic are not reported)");
+            }
         }
     }
 
@@ -268,6 +273,7 @@ class Player {
     std::vector<std::unique_ptr<qorROS2::RawPublisher>> m_publishers;
     std::unique_ptr<ClockTicker> m_ticker;
     std::atomic<bool> m_playNext{false};
+    std::set<std::size_t> m_failedTopics;
     // Last, so that the terminal is given back before anything else goes.
     std::unique_ptr<KeyboardControls> m_keyboard;
 };

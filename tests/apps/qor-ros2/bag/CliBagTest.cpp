@@ -322,6 +322,57 @@ TEST(CliBagPlay, SkipsADamagedChunkWithAWarningAndPlaysTheOthers) {
         << run.errors;
 }
 
+TEST(CliBagPlay, ReportsMessagesThatAreNotCdrOnceATopicAndPlaysTheRest) {
+    Sample sample = sampleBagContent(12, 20'000'000);
+    for (auto& message : sample.messages) {
+        if (message.channel == 2) {
+            message.data = {0xff, 0xff, 0xff, 0xff};
+        }
+    }
+    ScratchBag bag("play_not_cdr");
+    writeRosbag(bag, splitInto(sample, 12, "run"), {5, "", true});
+    Listener chatter("/chatter", "std_msgs/msg/String", deepQos(true, true));
+    const RunResult run = play(shellQuoted(bag.path()));
+    EXPECT_EQ(run.exitCode, 0) << describe(run);
+    EXPECT_EQ(chatter.received(), bytesOn(sample, 0)) << describe(run);
+    const std::string failure = "[rosbag2_player]: Failed to publish message on '/status' topic.";
+    const std::size_t first = run.errors.find(failure);
+    EXPECT_NE(first, std::string::npos) << run.errors;
+    EXPECT_EQ(run.errors.find(failure, first + 1), std::string::npos) << run.errors;
+}
+
+// Keys typed on a terminal (script(1) gives the player one) pause, step and change the rate,
+// with rosbag2's words; Ctrl-C ends the loop, and the terminal's settings are as they were.
+TEST(CliBagPlay, KeysInATerminalControlPlaybackAndTheTerminalIsGivenBack) {
+    const Sample sample = sampleBagContent(6, 100'000'000);
+    ScratchBag bag("play_keys");
+    writeRosbag(bag, splitInto(sample, 6, "run"), {5, "", true});
+    const std::string inner = "trap true INT; stty -g > " + shellQuoted(bag.file("before")) + "; " +
+                              QOR_ROS2_CLI + " bag play --loop " + shellQuoted(bag.path()) +
+                              "; stty -g > " + shellQuoted(bag.file("after"));
+    const std::string keys =
+        "(sleep 2; printf ' '; sleep 0.5; printf '\\033[C'; sleep 0.5; printf '\\033[A'; "
+        "sleep 0.5; printf '\\033[B'; sleep 0.3; printf '\\033[B'; sleep 0.5; printf ' '; "
+        "sleep 1; printf '\\003'; sleep 2)";
+    const RunResult run = qorCliTest::runShell(
+        keys + " | script -qfec " + shellQuoted(inner) + " /dev/null", kDomain);
+    for (const std::string line :
+         {"Adding keyboard callbacks.", "Press SPACE for Pause/Resume",
+          "Press CURSOR_RIGHT for Play Next Message", "Press CURSOR_UP for Increase Rate 10%",
+          "Press CURSOR_DOWN for Decrease Rate 10%", "Pausing play.", "Playing next message.",
+          "Set rate to 1.1", "Set rate to 1", "Set rate to 0.9", "Resuming play."}) {
+        EXPECT_NE(run.output.find("[rosbag2_player]: " + line + "\r\n"), std::string::npos)
+            << line << "\n"
+            << run.output;
+    }
+    const Bytes before = fileBytes(bag.file("before"));
+    EXPECT_FALSE(before.empty()) << run.output;
+    EXPECT_EQ(fileBytes(bag.file("after")), before) << run.output;
+    // Without a terminal, or with the keys turned off, nothing is said about keys.
+    const RunResult off = play(shellQuoted(bag.path()));
+    EXPECT_EQ(off.errors.find("Press "), std::string::npos) << off.errors;
+}
+
 TEST(CliBagPlay, RefusesBadValuesWithArgparsesWords) {
     ScratchBag bag("play_args");
     writeRosbag(bag, {{"run_0.mcap", sampleBagContent(2)}}, {5, "", true});
