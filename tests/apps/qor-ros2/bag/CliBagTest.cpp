@@ -235,6 +235,26 @@ TEST(CliBagPlay, StartsAtTheStartOffset) {
     EXPECT_EQ(chatter.received(), bytesOn(sample, 0, kBagStart + 550'000'000)) << describe(run);
 }
 
+TEST(CliBagPlay, AnOverrideFileReplacesTheRecordedQosOfItsTopicAndTheRateIsSet) {
+    const Sample sample = sampleBagContent(9, 50'000'000);
+    ScratchBag bag("play_override");
+    writeRosbag(bag, splitInto(sample, 9, "run"), {9, "zstd", true});
+    std::ofstream(bag.file("overrides.yaml")) << "/blob:\n  reliability: reliable\n"
+                                                 "  history: keep_last\n  depth: 20\n";
+    // A reliable subscription matches only a reliable publisher: /blob was recorded best effort.
+    Listener blob("/blob", "acme_msgs/msg/Blob", deepQos(true, false));
+    const RunResult run =
+        play("-r 2 --qos-profile-overrides-path " + shellQuoted(bag.file("overrides.yaml")) + " " +
+             shellQuoted(bag.path()));
+    EXPECT_EQ(run.exitCode, 0) << describe(run);
+    EXPECT_EQ(blob.received(), bytesOn(sample, 1)) << describe(run);
+    EXPECT_NE(run.errors.find("[rosbag2_player]: Overriding QoS profile for topic /blob\n"),
+              std::string::npos)
+        << run.errors;
+    EXPECT_NE(run.errors.find("[rosbag2_player]: Set rate to 2\n"), std::string::npos)
+        << run.errors;
+}
+
 TEST(CliBagPlay, LoopPlaysTheBagAgainUntilStopped) {
     const Sample sample = sampleBagContent(6, 50'000'000);
     ScratchBag bag("play_loop");
