@@ -255,6 +255,26 @@ TEST(CliBagPlay, AnOverrideFileReplacesTheRecordedQosOfItsTopicAndTheRateIsSet) 
         << run.errors;
 }
 
+TEST(CliBagPlay, StartsPausedWhenAskedAndCtrlCEndsItPromptly) {
+    const Sample sample = sampleBagContent(6, 10'000'000);
+    ScratchBag bag("play_paused");
+    writeRosbag(bag, splitInto(sample, 6, "run"), {5, "", true});
+    Listener status("/status", "std_msgs/msg/String", deepQos(true, false));
+    auto player =
+        qorCliTest::startCli("bag play -p --disable-keyboard-controls " + bag.path(), kDomain);
+    // Matched, so that a message sent would have arrived: none is while paused.
+    for (int i = 0; i < 100 && status.subscriber().matchedPublications() == 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    ASSERT_EQ(status.subscriber().matchedPublications(), 1u) << player->output();
+    EXPECT_TRUE(status.received(std::chrono::milliseconds(1000)).empty()) << player->output();
+    // A paused player waits in slices of 100 ms: Ctrl-C ends it well within a second.
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(player->stop(SIGINT, std::chrono::seconds(10)), 2) << player->output();
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(3))
+        << player->output();
+}
+
 TEST(CliBagPlay, LoopPlaysTheBagAgainUntilStopped) {
     const Sample sample = sampleBagContent(6, 50'000'000);
     ScratchBag bag("play_loop");
