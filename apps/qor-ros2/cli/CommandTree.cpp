@@ -38,6 +38,8 @@ const VerbEntry kVerbs[] = {
     {"action", "info", "Print information about an action", &makeActionInfoVerb},
     {"action", "list", "Output a list of action names", &makeActionListVerb},
     {"action", "send_goal", "Send an action goal", &makeActionSendGoalVerb},
+    {"bag", "info", "Print information about a bag to the screen", &makeBagInfoVerb},
+    {"bag", "play", "Play back ROS data from a bag", &makeBagPlayVerb},
     {"bag", "record", "Record ROS data to a bag", &makeBagRecordVerb},
     {"bridge", "web", "Serve every topic to Foxglove over its WebSocket protocol",
      &makeBridgeWebVerb},

@@ -27,6 +27,8 @@ using VerbFactory = std::unique_ptr<Verb> (*)(CLI::App& app);
 std::unique_ptr<Verb> makeActionInfoVerb(CLI::App& app);
 std::unique_ptr<Verb> makeActionListVerb(CLI::App& app);
 std::unique_ptr<Verb> makeActionSendGoalVerb(CLI::App& app);
+std::unique_ptr<Verb> makeBagInfoVerb(CLI::App& app);
+std::unique_ptr<Verb> makeBagPlayVerb(CLI::App& app);
 std::unique_ptr<Verb> makeBagRecordVerb(CLI::App& app);
 std::unique_ptr<Verb> makeBridgeWebVerb(CLI::App& app);
 std::unique_ptr<Verb> makeInterfaceListVerb(CLI::App& app);
