@@ -63,7 +63,7 @@ class BagReaderLayouts : public ::testing::TestWithParam<Layout> {};
 
 TEST_P(BagReaderLayouts, ReadsEveryMessageOfASplitBagInLogTimeOrderWithItsMetadata) {
     const Sample sample = sampleBagContent(10);
-    ScratchBag bag("reader_layout");
+    ScratchBag bag("reader_layout", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 4, "run"),
                 {GetParam().version, GetParam().compression, GetParam().summary});
 
@@ -103,7 +103,7 @@ TEST(BagReader, MergesFilesWhoseTimesOverlapByLogTime) {
     for (std::size_t i = 0; i < sample.messages.size(); ++i) {
         (i % 2 == 0 ? even : odd).content.messages.push_back(sample.messages[i]);
     }
-    ScratchBag bag("reader_overlap");
+    ScratchBag bag("reader_overlap", ScratchBag::CREATED);
     writeRosbag(bag, {even, odd}, {9, "zstd", true});
     BagReader reader(bag.path(), BagReaderOptions{1, {}});
     EXPECT_TRUE(readAll(reader) == expectedOf(sample.messages));
@@ -111,7 +111,7 @@ TEST(BagReader, MergesFilesWhoseTimesOverlapByLogTime) {
 
 TEST(BagReader, RebuildsTheMetadataOfABagWithoutMetadataYamlAndSaysSo) {
     const Sample sample = sampleBagContent(11);
-    ScratchBag bag("reader_killed");
+    ScratchBag bag("reader_killed", ScratchBag::CREATED);
     // Eleven and more files sort by their number, not as text.
     writeRosbag(bag, splitInto(sample, 1, "killed"), {0, "zstd", false});
     BagReader reader(bag.path());
@@ -146,7 +146,7 @@ TEST(BagReader, RebuildsTheMetadataOfABagWithoutMetadataYamlAndSaysSo) {
 
 TEST(BagReader, ReadsASingleMcapFileAsABag) {
     const Sample sample = sampleBagContent(6);
-    ScratchBag bag("reader_single");
+    ScratchBag bag("reader_single", ScratchBag::CREATED);
     peerWrite(bag.file("alone.mcap"), sample, true, "lz4", true);
     BagReader reader(bag.file("alone.mcap"));
     EXPECT_TRUE(reader.metadataRebuilt());
@@ -165,7 +165,7 @@ TEST(BagReader, SkipsADamagedChunkNamingItAndReadsTheOthers) {
     for (auto& message : sample.messages) {
         message.data.resize(2100, 0x55);
     }
-    ScratchBag bag("reader_damaged");
+    ScratchBag bag("reader_damaged", ScratchBag::CREATED);
     writeRosbag(bag, {{"run_0.mcap", sample}}, {5, "", true});
     const std::vector<TopRecord> chunks = flipByteInChunk(bag.file("run_0.mcap"), 2);
     ASSERT_EQ(chunks.size(), sample.messages.size());
@@ -183,7 +183,7 @@ TEST(BagReader, SkipsADamagedChunkNamingItAndReadsTheOthers) {
 
 TEST(BagReader, ReadsOnlyTheTopicsAskedForFromWhereItIsSought) {
     const Sample sample = sampleBagContent(9);
-    ScratchBag bag("reader_filter");
+    ScratchBag bag("reader_filter", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 5, "run"), {9, "zstd", true});
     BagReader reader(bag.path(), BagReaderOptions{2, {"/chatter", "/status"}});
     std::vector<SampleMessage> expected;
@@ -204,7 +204,7 @@ TEST(BagReader, ReadsOnlyTheTopicsAskedForFromWhereItIsSought) {
 }
 
 TEST(BagReader, RefusesPathsThatHoldNoBagWithWordsThatSayWhy) {
-    ScratchBag bag("reader_empty");
+    ScratchBag bag("reader_empty", ScratchBag::CREATED);
     const auto refusal = [](const std::string& path) {
         try {
             BagReader reader(path);

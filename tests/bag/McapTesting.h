@@ -96,14 +96,24 @@ inline void limitFileSize(rlim_t bytes) {
     ::setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-/// A bag directory in the test's temporary folder, removed with what it holds.
+/// A bag directory in the test's temporary folder, removed with what it holds. A recorder is
+/// given it absent, as it refuses a directory that exists; a test that writes a bag's files
+/// itself asks for it created.
 class ScratchBag {
   public:
-    explicit ScratchBag(const std::string& name)
+    enum Directory { ABSENT, CREATED };
+
+    explicit ScratchBag(const std::string& name, Directory directory = ABSENT)
         : m_path(::testing::TempDir() + std::to_string(::getpid()) + "_bag_" + name) {
         std::filesystem::remove_all(m_path);
+        if (directory == CREATED) {
+            std::filesystem::create_directories(m_path);
+        }
     }
-    ~ScratchBag() { std::filesystem::remove_all(m_path); }
+    ~ScratchBag() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
     ScratchBag(const ScratchBag&) = delete;
     ScratchBag& operator=(const ScratchBag&) = delete;
     const std::string& path() const { return m_path; }

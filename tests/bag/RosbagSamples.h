@@ -102,27 +102,6 @@ inline std::vector<std::uint64_t> countsByChannel(const Sample& sample) {
     return counts;
 }
 
-/// A bag directory in the test's temporary folder, removed with everything in it when it goes.
-class ScratchBag {
-  public:
-    explicit ScratchBag(const std::string& name)
-        : m_path(::testing::TempDir() + std::to_string(::getpid()) + "_" + name) {
-        std::filesystem::remove_all(m_path);
-        std::filesystem::create_directories(m_path);
-    }
-    ~ScratchBag() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    ScratchBag(const ScratchBag&) = delete;
-    ScratchBag& operator=(const ScratchBag&) = delete;
-    const std::string& path() const { return m_path; }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-
-  private:
-    std::string m_path;
-};
-
 /// One storage file of a sample bag: its name and the messages it holds.
 struct BagFilePart {
     std::string name;

@@ -82,7 +82,7 @@ TEST(CliBagInfo, PrintsTheInfoTextOfHumbleAndJazzyBagsWithTheCountsWritten) {
     const Sample sample = sampleBagContent(10);
     for (const BagWriting& writing :
          {BagWriting{5, "zstd", true}, BagWriting{9, "lz4", true}, BagWriting{9, "", false}}) {
-        ScratchBag bag("info_v" + std::to_string(writing.metadataVersion));
+        ScratchBag bag("info_v" + std::to_string(writing.metadataVersion), ScratchBag::CREATED);
         writeRosbag(bag, splitInto(sample, 6, "run"), writing);
         const RunResult run = runCliSplit("bag info " + shellQuoted(bag.path()), kDomain);
         EXPECT_EQ(run.exitCode, 0) << describe(run);
@@ -106,7 +106,7 @@ TEST(CliBagInfo, PrintsTheInfoTextOfHumbleAndJazzyBagsWithTheCountsWritten) {
 
 TEST(CliBagInfo, DescribesABagWithoutMetadataFromItsFilesAndWarnsThatItDid) {
     const Sample sample = sampleBagContent(7);
-    ScratchBag bag("info_killed");
+    ScratchBag bag("info_killed", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 4, "killed"), {0, "zstd", false});
     const RunResult run = runCliSplit("bag info " + shellQuoted(bag.path()), kDomain);
     EXPECT_EQ(run.exitCode, 0) << describe(run);
@@ -127,7 +127,7 @@ TEST(CliBagInfo, DescribesABagWithoutMetadataFromItsFilesAndWarnsThatItDid) {
 
 TEST(CliBagInfo, DescribesASingleMcapFile) {
     const Sample sample = sampleBagContent(5);
-    ScratchBag bag("info_single");
+    ScratchBag bag("info_single", ScratchBag::CREATED);
     peerWrite(bag.file("one.mcap"), sample, true, "zstd", true);
     const RunResult run = runCliSplit("bag info " + shellQuoted(bag.file("one.mcap")), kDomain);
     EXPECT_EQ(run.exitCode, 0) << describe(run);
@@ -140,7 +140,7 @@ TEST(CliBagInfo, DescribesASingleMcapFile) {
 
 TEST(CliBagInfo, WarnsAboutADamagedFileAndStillDescribesTheBag) {
     const Sample sample = sampleBagContent(6);
-    ScratchBag bag("info_damaged");
+    ScratchBag bag("info_damaged", ScratchBag::CREATED);
     writeRosbag(bag, {{"run_0.mcap", sample}}, {5, "", true});
     ASSERT_FALSE(flipByteInChunk(bag.file("run_0.mcap"), 0).empty());
     const RunResult run = runCliSplit("bag info " + shellQuoted(bag.path()), kDomain);
@@ -172,7 +172,7 @@ RunResult play(const std::string& arguments) {
 
 TEST(CliBagPlay, PublishesEveryMessageByteForByteInOrderAtTheRecordedQos) {
     const Sample sample = sampleBagContent(12, 50'000'000);
-    ScratchBag bag("play_all");
+    ScratchBag bag("play_all", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 5, "run"), {5, "zstd", true});
     Listener chatter("/chatter", "std_msgs/msg/String", deepQos(true, true));
     Listener blob("/blob", "acme_msgs/msg/Blob", deepQos(false, false));
@@ -190,7 +190,7 @@ TEST(CliBagPlay, PublishesEveryMessageByteForByteInOrderAtTheRecordedQos) {
 
 TEST(CliBagPlay, ALateSubscriberOfATransientLocalTopicGetsWhatWasAlreadyPlayed) {
     const Sample sample = sampleBagContent(30, 200'000'000);
-    ScratchBag bag("play_late");
+    ScratchBag bag("play_late", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 30, "run"), {9, "lz4", true});
     Listener status("/status", "std_msgs/msg/String", deepQos(true, false));
     auto player =
@@ -212,7 +212,7 @@ TEST(CliBagPlay, ALateSubscriberOfATransientLocalTopicGetsWhatWasAlreadyPlayed) 
 
 TEST(CliBagPlay, PlaysOnlyTheTopicsAskedForUnderTheirRemappedNames) {
     const Sample sample = sampleBagContent(9, 50'000'000);
-    ScratchBag bag("play_topics");
+    ScratchBag bag("play_topics", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 9, "run"), {9, "", true});
     Listener chatter("/chatter", "std_msgs/msg/String", deepQos(true, true));
     Listener renamed("/renamed", "std_msgs/msg/String", deepQos(true, false));
@@ -227,7 +227,7 @@ TEST(CliBagPlay, PlaysOnlyTheTopicsAskedForUnderTheirRemappedNames) {
 
 TEST(CliBagPlay, StartsAtTheStartOffset) {
     const Sample sample = sampleBagContent(12, 100'000'000);
-    ScratchBag bag("play_offset");
+    ScratchBag bag("play_offset", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 12, "run"), {5, "zstd", true});
     Listener chatter("/chatter", "std_msgs/msg/String", deepQos(true, true));
     const RunResult run = play("--start-offset 0.55 " + shellQuoted(bag.path()));
@@ -237,7 +237,7 @@ TEST(CliBagPlay, StartsAtTheStartOffset) {
 
 TEST(CliBagPlay, AnOverrideFileReplacesTheRecordedQosOfItsTopicAndTheRateIsSet) {
     const Sample sample = sampleBagContent(9, 50'000'000);
-    ScratchBag bag("play_override");
+    ScratchBag bag("play_override", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 9, "run"), {9, "zstd", true});
     std::ofstream(bag.file("overrides.yaml")) << "/blob:\n  reliability: reliable\n"
                                                  "  history: keep_last\n  depth: 20\n";
@@ -257,7 +257,7 @@ TEST(CliBagPlay, AnOverrideFileReplacesTheRecordedQosOfItsTopicAndTheRateIsSet) 
 
 TEST(CliBagPlay, StartsPausedWhenAskedAndCtrlCEndsItPromptly) {
     const Sample sample = sampleBagContent(6, 10'000'000);
-    ScratchBag bag("play_paused");
+    ScratchBag bag("play_paused", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 6, "run"), {5, "", true});
     Listener status("/status", "std_msgs/msg/String", deepQos(true, false));
     auto player =
@@ -277,7 +277,7 @@ TEST(CliBagPlay, StartsPausedWhenAskedAndCtrlCEndsItPromptly) {
 
 TEST(CliBagPlay, LoopPlaysTheBagAgainUntilStopped) {
     const Sample sample = sampleBagContent(6, 50'000'000);
-    ScratchBag bag("play_loop");
+    ScratchBag bag("play_loop", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 6, "run"), {5, "lz4", true});
     Listener status("/status", "std_msgs/msg/String", deepQos(true, false));
     auto player = qorCliTest::startCli(
@@ -300,7 +300,7 @@ TEST(CliBagPlay, LoopPlaysTheBagAgainUntilStopped) {
 
 TEST(CliBagPlay, ClockTicksCarryTheBagsTime) {
     const Sample sample = sampleBagContent(20, 100'000'000);
-    ScratchBag bag("play_clock");
+    ScratchBag bag("play_clock", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 20, "run"), {5, "", true});
     Listener clock("/clock", "rosgraph_msgs/msg/Clock",
                    QOS{QOS::VOLATILE, QOS::BEST_EFFORT, QOS::KEEP_LAST, 1000});
@@ -344,7 +344,7 @@ TEST(CliBagPlay, SkipsADamagedChunkWithAWarningAndPlaysTheOthers) {
             message.data = stringMessage(std::string(2100, 'x') + std::to_string(message.sequence));
         }
     }
-    ScratchBag bag("play_damaged");
+    ScratchBag bag("play_damaged", ScratchBag::CREATED);
     writeRosbag(bag, {{"run_0.mcap", sample}}, {5, "", true});
     const std::vector<TopRecord> chunks = flipByteInChunk(bag.file("run_0.mcap"), 1);
     ASSERT_GE(chunks.size(), 3u);
@@ -369,7 +369,7 @@ TEST(CliBagPlay, ReportsMessagesThatAreNotCdrOnceATopicAndPlaysTheRest) {
             message.data = {0xff, 0xff, 0xff, 0xff};
         }
     }
-    ScratchBag bag("play_not_cdr");
+    ScratchBag bag("play_not_cdr", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 12, "run"), {5, "", true});
     Listener chatter("/chatter", "std_msgs/msg/String", deepQos(true, true));
     const RunResult run = play(shellQuoted(bag.path()));
@@ -385,7 +385,7 @@ TEST(CliBagPlay, ReportsMessagesThatAreNotCdrOnceATopicAndPlaysTheRest) {
 // with rosbag2's words; Ctrl-C ends the loop, and the terminal's settings are as they were.
 TEST(CliBagPlay, KeysInATerminalControlPlaybackAndTheTerminalIsGivenBack) {
     const Sample sample = sampleBagContent(6, 100'000'000);
-    ScratchBag bag("play_keys");
+    ScratchBag bag("play_keys", ScratchBag::CREATED);
     writeRosbag(bag, splitInto(sample, 6, "run"), {5, "", true});
     const std::string inner = "trap true INT; stty -g > " + shellQuoted(bag.file("before")) + "; " +
                               QOR_ROS2_CLI + " bag play --loop " + shellQuoted(bag.path()) +
@@ -414,7 +414,7 @@ TEST(CliBagPlay, KeysInATerminalControlPlaybackAndTheTerminalIsGivenBack) {
 }
 
 TEST(CliBagPlay, RefusesBadValuesWithArgparsesWords) {
-    ScratchBag bag("play_args");
+    ScratchBag bag("play_args", ScratchBag::CREATED);
     writeRosbag(bag, {{"run_0.mcap", sampleBagContent(2)}}, {5, "", true});
     const std::string path = shellQuoted(bag.path());
     const struct {
