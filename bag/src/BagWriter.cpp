@@ -117,9 +117,9 @@ struct BagWriter::Impl {
             file->addMetadata("rosbag2", {{"ROS_DISTRO", distribution}});
         }
         schemaIds.clear();
-        channelIds.assign(topics.size(), 0);
         {
             std::lock_guard<std::mutex> lock(mutex);
+            channelIds.assign(topics.size(), 0);
             metadata.relativeFilePaths.push_back(relative);
             FileInformation information;
             information.path = relative;
@@ -147,7 +147,13 @@ struct BagWriter::Impl {
     }
 
     void registerInFile(std::size_t index) {
-        const BagTopic& topic = topics[index];
+        // A copy, taken under the lock: the caller's thread may add topics meanwhile, and the
+        // vector that holds them moves when it grows.
+        BagTopic topic;
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            topic = topics[index];
+        }
         auto schema = schemaIds.find(topic.type);
         if (schema == schemaIds.end()) {
             // rosbag2's MCAP storage leaves the encoding empty when it has no definition.

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <filesystem>
 #include <future>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -156,6 +157,39 @@ TEST(BagWriter, WritesOneFileAndMetadataYamlWithWhatWasRecorded) {
     ASSERT_EQ(read["metadata"].size(), 1u);
     EXPECT_EQ(read["metadata"][0]["name"], "rosbag2");
     EXPECT_TRUE(read["metadata"][0]["entries"].contains("ROS_DISTRO")) << read.dump();
+}
+
+// A recorder adds topics as they appear while the writing thread registers the earlier ones:
+// every topic reaches the file under its own name, whatever the two threads interleave.
+TEST(BagWriter, TopicsAddedWhileItWritesKeepTheirNames) {
+    ScratchBag bag("writer_growing");
+    constexpr std::size_t kTopics = 300;
+    {
+        BagWriter writer(bag.path());
+        for (std::size_t i = 0; i < kTopics; ++i) {
+            // Names too long for the short-string buffer, so that a stale one reads freed memory.
+            const std::string topic = "/a_topic_added_while_writing_" + std::to_string(i);
+            writer.addTopic({topic, "mystery_msgs/msg/Unknown", "cdr", {}, "", ""});
+            const Bytes bytes = payload(8, i);
+            const auto time = kStart + static_cast<std::int64_t>(i);
+            ASSERT_TRUE(writer.write(topic, bytes.data(), bytes.size(), time, time));
+        }
+        writer.close();
+        EXPECT_EQ(writer.written(), kTopics);
+    }
+    const BagMetadata metadata = readBagMetadata(bag.path());
+    ASSERT_EQ(metadata.topicsWithMessageCount.size(), kTopics);
+    for (std::size_t i = 0; i < kTopics; ++i) {
+        EXPECT_EQ(metadata.topicsWithMessageCount[i].topicMetadata.name,
+                  "/a_topic_added_while_writing_" + std::to_string(i));
+    }
+    const nlohmann::json read = qorTest::peerRead(bag.firstFile());
+    ASSERT_FALSE(read.contains("error")) << read.dump();
+    std::set<std::string> topics;
+    for (const auto& channel : read["channels"]) {
+        topics.insert(channel["topic"].get<std::string>());
+    }
+    EXPECT_EQ(topics.size(), kTopics);
 }
 
 TEST(BagWriter, WritesTheJazzyLayoutForVersionNine) {

@@ -30,6 +30,9 @@ using qorROS2::bag::BagReader;
 
 constexpr const char* kPlayerLogger = "rosbag2_player";
 constexpr const char* kStorageLogger = "rosbag2_storage";
+// How long play waits at its end for the subscribers of each reliable topic to acknowledge the
+// last samples.
+constexpr std::chrono::seconds kAcknowledgmentWait{2};
 
 std::string fullName(const std::string& name) {
     return !name.empty() && name[0] == '/' ? name : "/" + name;
@@ -142,9 +145,24 @@ class Player {
                 m_clock.sleepUntil(m_clock.now());
             }
         } while (m_options.loop && !stopRequested());
+        waitForTheLastSamples();
     }
 
   private:
+    // The publishers go when play ends, and a reliable sample not yet acknowledged goes with
+    // them: the subscribers would miss the end of the bag. Each gets a bounded wait, so that a
+    // subscriber that stopped reading cannot hold the player.
+    void waitForTheLastSamples() const {
+        if (stopRequested()) {
+            return;
+        }
+        for (const auto& publisher : m_publishers) {
+            if (publisher != nullptr) {
+                (void)publisher->waitForAcknowledgments(kAcknowledgmentWait);
+            }
+        }
+    }
+
     void setRate(double rate) {
         if (m_clock.setRate(rate)) {
             rosLog(LogLevel::INFO, kPlayerLogger, "Set rate to " + streamed(rate));

@@ -3,6 +3,7 @@
 // Sends samples of any ROS 2 message type on a topic as serialized bytes, for programs that pass
 // samples through without knowing their type at build time (a bag player, a bridge).
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -56,6 +57,12 @@ class QORNTROS2_EXPORT RawPublisher {
 
     /// The number of subscriptions this publisher has matched right now.
     std::size_t matchedSubscriptions() const;
+
+    /// Waits until every matched reliable subscription has acknowledged every sample published
+    /// so far (true), or `timeout` has passed (false): a program that ends right after its last
+    /// publish waits here, or the samples still in flight may never arrive. A best-effort
+    /// publisher returns true at once.
+    bool waitForAcknowledgments(std::chrono::nanoseconds timeout) const;
 
     /// The number of subscriptions found so far that cannot match this publisher because of
     /// their QoS. Each was reported once with a warning.

@@ -60,6 +60,10 @@ std::size_t RawPublisher::matchedSubscriptions() const {
     return m_endpoint != nullptr ? m_endpoint->matchedSubscriptions() : 0;
 }
 
+bool RawPublisher::waitForAcknowledgments(std::chrono::nanoseconds timeout) const {
+    return m_endpoint == nullptr || m_endpoint->waitForAcknowledgments(timeout);
+}
+
 std::uint64_t RawPublisher::incompatibleSubscriptions() const {
     return m_endpoint != nullptr ? m_endpoint->incompatibleSubscriptions() : 0;
 }

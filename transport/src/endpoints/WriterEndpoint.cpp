@@ -178,6 +178,14 @@ bool WriterEndpoint::writeAt(const WireSample& sample, std::int64_t sourceTimest
     }
 }
 
+bool WriterEndpoint::waitForAcknowledgments(std::chrono::nanoseconds timeout) const {
+    const auto nanoseconds = std::max<std::int64_t>(timeout.count(), 0);
+    const eprosima::fastrtps::Duration_t wait(
+        static_cast<std::int32_t>(nanoseconds / 1'000'000'000),
+        static_cast<std::uint32_t>(nanoseconds % 1'000'000'000));
+    return m_writer->wait_for_acknowledgments(wait) == ReturnCode_t::RETCODE_OK;
+}
+
 std::size_t WriterEndpoint::matchedSubscriptions() const {
     dds::PublicationMatchedStatus status;
     if (m_writer->get_publication_matched_status(status) != ReturnCode_t::RETCODE_OK) {

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "endpoints/LeasedEndpoint.h"
-#include "endpoints/WireSample.h"
 #include "endpoints/SampleIdentity.h"
+#include "endpoints/WireSample.h"
 
 namespace qorROS2::transport::endpoints {
 
@@ -57,6 +57,10 @@ class WriterEndpoint : public LeasedEndpoint {
     static bool validSourceTimestamp(std::int64_t sourceTimestampNs);
 
     std::size_t matchedSubscriptions() const;
+
+    /// Waits until every matched reliable reader has acknowledged every sample written so far
+    /// (true) or `timeout` has passed (false). A best-effort writer returns true at once.
+    bool waitForAcknowledgments(std::chrono::nanoseconds timeout) const;
 
     /// The subscriptions found so far whose QoS cannot match this writer's.
     std::uint64_t incompatibleSubscriptions() const { return m_incompatible.count(); }

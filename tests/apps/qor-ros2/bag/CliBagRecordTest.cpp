@@ -361,7 +361,9 @@ TEST(CliBagRecord, AFullDiskEndsTheRecordingWithOneErrorAndAReadableBag) {
     }
     const std::string output = recorder.output();
     EXPECT_EQ(code, 1) << output;
-    EXPECT_EQ(occurrences(output, "File too large"), 1u) << output;
+    // Counted by our own words: the middleware may also say "File too large" at start, when
+    // the limit is below its shared-memory segment and it falls back to UDP.
+    EXPECT_EQ(occurrences(output, "cannot write MCAP file"), 1u) << output;
     EXPECT_NE(output.find("[ERROR] "), std::string::npos) << output;
     EXPECT_NE(output.find("cannot write MCAP file '" + bag.firstFile() + "': File too large"),
               std::string::npos)
