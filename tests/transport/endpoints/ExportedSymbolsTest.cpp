@@ -76,7 +76,8 @@ std::set<std::string> exportedMembers(const std::string& scope) {
 TEST(TransportSymbols, RawEndpointsExportTheirMembers) {
     EXPECT_EQ(exportedMembers(kRawPublisherScope),
               (std::set<std::string>{"RawPublisher", "~RawPublisher", "operator=", "publish",
-                                     "matchedSubscriptions", "incompatibleSubscriptions"}));
+                                     "matchedSubscriptions", "waitForAcknowledgments",
+                                     "incompatibleSubscriptions"}));
     EXPECT_EQ(exportedMembers(kRawSubscriberScope),
               (std::set<std::string>{"RawSubscriber", "~RawSubscriber", "operator=", "takeSample",
                                      "waitForSample", "onSample", "matchedPublications",
