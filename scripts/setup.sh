@@ -36,10 +36,11 @@ debian_packages=(
   libcli11-dev      # the command line of qor-ros2 and qor-ros2-demo: options, help, errors
   libzstd-dev       # Zstandard: compressed chunks of MCAP bags
   zlib1g-dev        # zlib's CRC32, which is MCAP's
-  nlohmann-json3-dev  # JSON messages of the Foxglove WebSocket protocol
+  nlohmann-json3-dev  # JSON of the Foxglove WebSocket protocol, and of the test peers' reports
   libssl-dev        # OpenSSL: keystores of `qor-ros2 security`, SHA-256 of the type hashes
   nftables          # drops packets between network namespaces in the packet-loss test
   ninja-build
+  pkg-config        # finds libzstd and liblz4 for the bag library
   openssl           # the openssl tool, to check keystores independently in the tests
   nodejs            # runs the independent message-definition and CDR peers
 )
