@@ -6,10 +6,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <random>
 #include <set>
 #include <string>
@@ -106,6 +108,11 @@ class FakeSegment {
     FakeSegment& operator=(const FakeSegment&) = delete;
 
     void lock() { ASSERT_EQ(::flock(m_lock, LOCK_EX | LOCK_NB), 0); }
+    /// Dates the segment a minute back, as one left by a process that ended a while ago.
+    void age() {
+        const timespec past[2] = {{std::time(nullptr) - 60, 0}, {std::time(nullptr) - 60, 0}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, path().c_str(), past, 0), 0);
+    }
     const std::string& name() const { return m_name; }
     std::string path() const { return "/dev/shm/" + m_name; }
     std::string lockPath() const { return path() + "_el"; }
@@ -118,13 +125,22 @@ class FakeSegment {
 
 TEST(EndedProcessSegments, AreRemovedWithTheirLockFiles) {
     FakeSegment left(1);
+    left.age();
     EXPECT_GE(removeSegmentsOfEndedProcesses(readSharedMemoryPortUse()), 1U);
     EXPECT_FALSE(left.exists());
     EXPECT_NE(::access(left.lockPath().c_str(), F_OK), 0);
 }
 
+// Made by a process that has not locked or mapped it yet: removing it would strand that process.
+TEST(EndedProcessSegments, KeepASegmentJustMade) {
+    FakeSegment fresh(4);
+    removeSegmentsOfEndedProcesses(readSharedMemoryPortUse());
+    EXPECT_TRUE(fresh.exists());
+}
+
 TEST(EndedProcessSegments, KeepTheSegmentOfALiveProcess) {
     FakeSegment live(2);
+    live.age();
     live.lock();
     removeSegmentsOfEndedProcesses(readSharedMemoryPortUse());
     EXPECT_TRUE(live.exists());

@@ -3,9 +3,11 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <ctime>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -121,6 +123,16 @@ bool isDataSegmentName(const std::string& name) {
 // Whether the process that made `lockFile` has ended: then nobody holds the lock. The lock is
 // taken only to look and let go at once; a process that was just making the file meanwhile finds
 // it taken and, as Fast DDS does then, picks another name.
+// A segment made since the maps were read is neither mapped in them nor, for a moment, locked
+// by its maker: it is left alone until it is older than that moment can be.
+bool justMade(const std::string& segment) {
+    struct stat status {};
+    if (::stat(segment.c_str(), &status) != 0) {
+        return false;
+    }
+    return std::time(nullptr) - status.st_mtime < 2;
+}
+
 bool ownerHasEnded(const std::string& lockFile) {
     const int fd = ::open(lockFile.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
@@ -171,6 +183,7 @@ std::size_t removeSegmentsOfEndedProcesses(const SharedMemoryPortUse& use) {
     while (const dirent* entry = ::readdir(directory.get())) {
         const std::string name = entry->d_name;
         if (isDataSegmentName(name) && use.mappedSegments.count(name) == 0 &&
+            !justMade(kSharedMemoryDirectory + "/" + name) &&
             ownerHasEnded(kSharedMemoryDirectory + "/" + name + kLockSuffix)) {
             ended.push_back(name);
         }
