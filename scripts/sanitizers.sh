@@ -7,6 +7,9 @@ set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
 export CCACHE_BASEDIR="$root" CCACHE_NOHASHDIR=1
+# The optimised and the sanitizer build together need about 10 GB of cache; ccache's default
+# 5 GB would evict one build's objects while the other compiles.
+export CCACHE_MAXSIZE=${CCACHE_MAXSIZE:-16G}
 
 labels=${QOR_SANITIZER_LABELS:-'^(unit|wire|platform)$'}
 start=$(date +%s)
