@@ -1,0 +1,108 @@
+// Loads the live view's page in headless Chromium (driven by playwright-core) and uses it as a
+// user would, printing one line per thing it saw, for the test to check:
+//   camera <distinct pixel values in the camera canvas> <width>x<height>
+//   joints <joint stamp> <joint stamp later>
+//   control <button id> <enabled|disabled> <its title>
+//   moved <joint> <value>
+//   table <joint> <position shown once it came within 0.05 of the value>
+//   screenshot <path>
+//   error <what did not happen>, then the page's text and console: it exits 1
+// Usage: node live-view.js URL SCREENSHOT.png JOINT VALUE [SECONDS]
+// SECONDS bounds each wait (default 30).
+"use strict";
+
+const fs = require("fs");
+const os = require("os");
+const path = require("path");
+const { chromium } = require("playwright-core");
+
+const [url, screenshot, joint, valueText, secondsText] = process.argv.slice(2);
+if (!url || !screenshot || !joint || !Number.isFinite(Number(valueText))) {
+  console.log("error usage: node live-view.js URL SCREENSHOT.png JOINT VALUE [SECONDS]");
+  process.exit(2);
+}
+const value = Number(valueText);
+const timeout = 1000 * (Number(secondsText) || 30);
+
+const consoleLines = [];
+
+async function main(page) {
+  page.on("console", (message) => consoleLines.push(`${message.type()}: ${message.text()}`));
+  page.on("pageerror", (error) => consoleLines.push(`pageerror: ${error.message}`));
+  const response = await page.goto(url, { timeout });
+  if (!response || !response.ok()) throw new Error(`GET ${url} answered ${response ? response.status() : "nothing"}`);
+
+  // The camera canvas shows an image once it holds more than a handful of distinct pixels.
+  const camera = await page.waitForFunction(() => {
+    const canvas = document.getElementById("camera");
+    const pixels = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height).data;
+    const seen = new Set();
+    for (let i = 0; i < pixels.length; i += 4) seen.add((pixels[i] << 16) | (pixels[i + 1] << 8) | pixels[i + 2]);
+    return seen.size > 50 ? `${seen.size} ${canvas.width}x${canvas.height}` : false;
+  }, null, { timeout, polling: 200 });
+  console.log(`camera ${await camera.jsonValue()}`);
+
+  // The joint table follows the joint states: its stamp moves on.
+  const stamp = () => page.$eval("#joint-stamp", (e) => e.textContent);
+  await page.waitForFunction(() => /^[0-9.]+$/.test(document.getElementById("joint-stamp").textContent), null, { timeout });
+  const first = await stamp();
+  await page.waitForFunction((before) => document.getElementById("joint-stamp").textContent !== before, first, { timeout });
+  console.log(`joints ${first} ${await stamp()}`);
+
+  for (const id of ["play", "pause", "step", "reset"]) {
+    const [disabled, title] = await page.$eval(`#${id}`, (b) => [b.disabled, b.title]);
+    console.log(`control ${id} ${disabled ? "disabled" : "enabled"} ${title}`);
+  }
+
+  // The slider is moved as a user drags it: its value changes, then an input event.
+  const slider = page.locator(`#joints input[type=range][data-joint="${joint}"]`);
+  await slider.waitFor({ timeout });
+  await slider.evaluate((element, target) => {
+    element.value = String(target);
+    element.dispatchEvent(new Event("input", { bubbles: true }));
+  }, value);
+  console.log(`moved ${joint} ${await slider.inputValue()}`);
+
+  const shown = await page.waitForFunction(([name, target]) => {
+    const row = document.querySelector(`#joints tr[data-joint="${name}"]`);
+    const position = row ? Number(row.cells[1].textContent) : NaN;
+    return Math.abs(position - target) < 0.05 ? String(position) : false;
+  }, [joint, value], { timeout, polling: 100 });
+  console.log(`table ${joint} ${await shown.jsonValue()}`);
+
+  await page.screenshot({ path: screenshot, fullPage: true });
+  console.log(`screenshot ${screenshot}`);
+}
+
+(async () => {
+  // A profile of its own, removed afterwards: nothing of an earlier run or of the user's.
+  const profile = fs.mkdtempSync(path.join(os.tmpdir(), "qor-live-view-"));
+  let context = null;
+  let code = 0;
+  try {
+    context = await chromium.launchPersistentContext(profile, {
+      executablePath: "/usr/bin/chromium",
+      headless: true,
+      viewport: { width: 1100, height: 900 },
+      args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+             "--disable-background-networking", "--disable-component-update", "--disable-sync"],
+    });
+    const page = context.pages()[0] || (await context.newPage());
+    try {
+      await main(page);
+    } catch (error) {
+      code = 1;
+      console.log(`error ${error.message.split("\n")[0]}`);
+      const text = await page.evaluate(() => document.body.innerText).catch(() => "(no page)");
+      console.log(`page text:\n${text}`);
+    }
+  } catch (error) {
+    code = 1;
+    console.log(`error cannot start the browser: ${error.message.split("\n")[0]}`);
+  } finally {
+    if (consoleLines.length > 0) console.log(`console:\n${consoleLines.slice(-40).join("\n")}`);
+    if (context) await context.close().catch(() => {});
+    fs.rmSync(profile, { recursive: true, force: true });
+  }
+  process.exit(code);
+})();
