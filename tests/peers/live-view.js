@@ -11,10 +11,7 @@
 // SECONDS bounds each wait (default 30).
 "use strict";
 
-const fs = require("fs");
-const os = require("os");
-const path = require("path");
-const { chromium } = require("playwright-core");
+const { withPage } = require("./headless-chromium");
 
 const [url, screenshot, joint, valueText, secondsText] = process.argv.slice(2);
 if (!url || !screenshot || !joint || !Number.isFinite(Number(valueText))) {
@@ -24,11 +21,7 @@ if (!url || !screenshot || !joint || !Number.isFinite(Number(valueText))) {
 const value = Number(valueText);
 const timeout = 1000 * (Number(secondsText) || 30);
 
-const consoleLines = [];
-
 async function main(page) {
-  page.on("console", (message) => consoleLines.push(`${message.type()}: ${message.text()}`));
-  page.on("pageerror", (error) => consoleLines.push(`pageerror: ${error.message}`));
   const response = await page.goto(url, { timeout });
   if (!response || !response.ok()) throw new Error(`GET ${url} answered ${response ? response.status() : "nothing"}`);
 
@@ -74,35 +67,4 @@ async function main(page) {
   console.log(`screenshot ${screenshot}`);
 }
 
-(async () => {
-  // A profile of its own, removed afterwards: nothing of an earlier run or of the user's.
-  const profile = fs.mkdtempSync(path.join(os.tmpdir(), "qor-live-view-"));
-  let context = null;
-  let code = 0;
-  try {
-    context = await chromium.launchPersistentContext(profile, {
-      executablePath: "/usr/bin/chromium",
-      headless: true,
-      viewport: { width: 1100, height: 900 },
-      args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-             "--disable-background-networking", "--disable-component-update", "--disable-sync"],
-    });
-    const page = context.pages()[0] || (await context.newPage());
-    try {
-      await main(page);
-    } catch (error) {
-      code = 1;
-      console.log(`error ${error.message.split("\n")[0]}`);
-      const text = await page.evaluate(() => document.body.innerText).catch(() => "(no page)");
-      console.log(`page text:\n${text}`);
-    }
-  } catch (error) {
-    code = 1;
-    console.log(`error cannot start the browser: ${error.message.split("\n")[0]}`);
-  } finally {
-    if (consoleLines.length > 0) console.log(`console:\n${consoleLines.slice(-40).join("\n")}`);
-    if (context) await context.close().catch(() => {});
-    fs.rmSync(profile, { recursive: true, force: true });
-  }
-  process.exit(code);
-})();
+withPage(main).then((code) => process.exit(code));

@@ -15,7 +15,7 @@
 
   // What each panel shows: one channel per role, chosen among the advertised ones.
   const roles = {
-    camera: { schema: "sensor_msgs/msg/Image", prefer: /image_raw$/, label: "camera-topic" },
+    camera: { schema: "sensor_msgs/msg/Image", prefer: /image_raw$/, label: "camera-topic", topic: params.get("image") },
     cloud: { schema: "sensor_msgs/msg/PointCloud2", prefer: /points$/, label: "cloud-topic" },
     joints: { schema: "sensor_msgs/msg/JointState", prefer: /joint_states$/, label: "joints-topic" },
     clock: { schema: "rosgraph_msgs/msg/Clock", prefer: /^\/clock$/ },
@@ -150,7 +150,9 @@
   function chooseChannels() {
     for (const [role, want] of Object.entries(roles)) {
       if (chosen[role] !== undefined) continue;
-      const fitting = [...channels.values()].filter((c) => c.schemaName === want.schema && c.topic !== commandTopic);
+      // A topic named in the page's address (?image=/depth/image_raw) is the only one taken.
+      const fitting = [...channels.values()].filter((c) => c.schemaName === want.schema && c.topic !== commandTopic &&
+                                                          (!want.topic || c.topic === want.topic));
       const best = fitting.find((c) => want.prefer.test(c.topic)) || (want.only ? undefined : fitting[0]);
       if (!best) continue;
       chosen[role] = best.id;
