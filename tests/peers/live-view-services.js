@@ -5,6 +5,7 @@
 // It checks, printing "ok <what>" for each and "error <what, expected and seen>" at the first
 // that fails (exit 1):
 //   - bgr8, mono8 with padded rows, little- and big-endian 16-bit depth, drawn pixel for pixel;
+//   - an image and a cloud larger than their bytes, and a sample cut short, each said once;
 //   - the simulation time and the real-time factor of a clock running at half speed;
 //   - a slider's range from the robot description's URDF, and the position command it publishes;
 //   - Pause, Step and Reset calling their services, and the answers shown.
@@ -78,6 +79,14 @@ const samples = [
     { header, height: 1, width: 2, encoding: "mono16", is_bigendian: 1, step: 4, data: new Uint8Array([0x03, 0xe8, 0x00, 0xfa]) })],
   [channel("/robot_description", "std_msgs/msg/String"), encode("std_msgs/String", {
     data: '<robot name="r"><link name="l"/><joint name="b" type="revolute"><limit lower="-0.5" upper="0.25" effort="1" velocity="0"/></joint></robot>' })],
+  // Bad samples: sizes their bytes do not hold, and a sample cut short.
+  [channel("/camera/bad", "sensor_msgs/msg/Image"), encode("sensor_msgs/Image",
+    { header, height: 1000000, width: 2, encoding: "rgb8", is_bigendian: 0, step: 0, data: new Uint8Array(6) })],
+  [channel("/camera/cut", "sensor_msgs/msg/Image"), encode("sensor_msgs/Image",
+    { header, height: 1, width: 2, encoding: "rgb8", is_bigendian: 0, step: 6, data: new Uint8Array(6) }).subarray(0, 40)],
+  [channel("/lidar/points", "sensor_msgs/msg/PointCloud2"), encode("sensor_msgs/PointCloud2", {
+    header, height: 1, width: 1000000000, is_bigendian: false, point_step: 0, row_step: 0, data: new Uint8Array(0), is_dense: true,
+    fields: [{ name: "x", offset: 0, datatype: 7, count: 1 }, { name: "y", offset: 4, datatype: 7, count: 1 }] })],
   [channel("/joint_states", "sensor_msgs/msg/JointState"), null],
   [channel("/clock", "rosgraph_msgs/msg/Clock"), null],
 ];
@@ -86,8 +95,8 @@ setInterval(() => {
   // The clock runs at half the wall clock's speed.
   const sim = (Date.now() - started) / 2000;
   const stamp = { sec: Math.floor(sim), nanosec: Math.round((sim % 1) * 1e9) % 1000000000 };
-  samples[5][1] = encode("sensor_msgs/JointState", { header: { stamp, frame_id: "" }, name: ["a", "b"], position: [0.1, -0.2], velocity: [0, 0], effort: [] });
-  samples[6][1] = encode("rosgraph_msgs/Clock", { clock: stamp });
+  samples[samples.length - 2][1] = encode("sensor_msgs/JointState", { header: { stamp, frame_id: "" }, name: ["a", "b"], position: [0.1, -0.2], velocity: [0, 0], effort: [] });
+  samples[samples.length - 1][1] = encode("rosgraph_msgs/Clock", { clock: stamp });
   for (const [id, bytes] of samples) server.sendMessage(id, BigInt(Date.now()) * 1000000n, bytes);
 }, 50);
 
@@ -166,6 +175,19 @@ async function main(page, base) {
   check("16UC1 depth scaled to its farthest value", [0, 0, 0, 255, 128, 128, 128, 255, 255, 255, 255, 255],
         await cameraPixels(page, base, "/camera/depth", 3, 1));
   check("big-endian mono16", [255, 255, 255, 255, 64, 64, 64, 255], await cameraPixels(page, base, "/camera/depth_be", 2, 1));
+
+  // What cannot be drawn is said once, and nothing is sized after it.
+  await page.goto(`${base}/?image=/camera/bad`, { timeout });
+  const bad = await waitUntil("the bad image's note", () => page.$eval("#camera-info", (e) => e.textContent.startsWith("cannot") && e.textContent));
+  check("the bad image's note", "cannot show rgb8 2×1000000: step 0 and 6 bytes do not fit", bad);
+  check("the canvas after a bad image", [320, 240], await page.$eval("#camera", (c) => [c.width, c.height]));
+  const cloud = await waitUntil("the bad cloud's note", () => page.$eval("#cloud-info", (e) => e.textContent));
+  check("the bad cloud's note", "cannot show a cloud of 1000000000 points of 0 bytes in 0 bytes (it needs float x and y within each point)", cloud);
+  await page.goto(`${base}/?image=/camera/cut`, { timeout });
+  await waitUntil("the cut sample's log line", () => page.$eval("#log", (l) => l.innerText.includes("cannot read a message")));
+  await new Promise((resolve) => setTimeout(resolve, 1500));  // some 30 more of them
+  check("the cut samples' log lines", ["cannot read a message (1 so far): the sample has 40 bytes, 41 needed"],
+        await page.$$eval("#log li", (items) => items.map((i) => i.textContent)));
 
   // Half speed: the factor of sim time over wall time, once a few seconds have been seen.
   await waitUntil("the real-time factor", () => page.$eval("#rtf", (e) => e.textContent !== "–"));

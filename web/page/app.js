@@ -336,9 +336,16 @@
   function drawImage(image) {
     const canvas = $("camera");
     const { width, height, step, data, encoding } = image;
-    const pixels = width * height;
-    if (pixels === 0 || step * (height - 1) > data.length) {
-      $("camera-info").textContent = `an image of ${width}×${height} with ${data.length} bytes cannot be shown`;
+    const channelsOf = { rgb8: 3, bgr8: 3, rgba8: 4, bgra8: 4, mono8: 1, "8UC1": 1, mono16: 2, "16UC1": 2 };
+    const bytesPerPixel = channelsOf[encoding];
+    if (bytesPerPixel === undefined) {
+      $("camera-info").textContent = `cannot show the encoding ${encoding}`;
+      return;
+    }
+    // Checked before the canvas takes the size: an image is never larger than its bytes.
+    if (width === 0 || height === 0 || step < width * bytesPerPixel ||
+        step * (height - 1) + width * bytesPerPixel > data.length) {
+      $("camera-info").textContent = `cannot show ${encoding} ${width}×${height}: step ${step} and ${data.length} bytes do not fit`;
       return;
     }
     const context = canvas.getContext("2d");
@@ -348,16 +355,6 @@
     }
     const out = context.createImageData(width, height);
     const rgba = out.data;
-    const channelsOf = { rgb8: 3, bgr8: 3, rgba8: 4, bgra8: 4, mono8: 1, "8UC1": 1, mono16: 2, "16UC1": 2 };
-    const bytesPerPixel = channelsOf[encoding];
-    if (bytesPerPixel === undefined) {
-      $("camera-info").textContent = `cannot show the encoding ${encoding}`;
-      return;
-    }
-    if (step < width * bytesPerPixel || step * (height - 1) + width * bytesPerPixel > data.length) {
-      $("camera-info").textContent = `${encoding} ${width}×${height}: step ${step} and ${data.length} bytes do not fit`;
-      return;
-    }
     const view = new DataView(data.buffer, data.byteOffset, data.byteLength);
     let scale = 1;
     if (bytesPerPixel === 2) {
@@ -387,8 +384,14 @@
     const field = (name) => cloud.fields.find((f) => f.name === name && (f.datatype === 7 || f.datatype === 8));
     const x = field("x"), y = field("y"), z = field("z");
     const count = cloud.width * cloud.height;
-    if (!x || !y || count * cloud.point_step > cloud.data.length) {
-      $("cloud-info").textContent = "a cloud without float x and y, or shorter than its points, cannot be shown";
+    const size = (f) => (f.datatype === 7 ? 4 : 8);
+    // Points that fit in their step and steps that fit in the bytes: the loop below is bounded by
+    // the sample's size, whatever width and height say.
+    const fits = x && y && [x, y, z].every((f) => !f || f.offset + size(f) <= cloud.point_step) &&
+                 count * cloud.point_step <= cloud.data.length;
+    if (!fits) {
+      $("cloud-info").textContent = `cannot show a cloud of ${count} points of ${cloud.point_step} bytes in ${cloud.data.length} bytes ` +
+        "(it needs float x and y within each point)";
       return;
     }
     const view = new DataView(cloud.data.buffer, cloud.data.byteOffset, cloud.data.byteLength);
@@ -406,11 +409,11 @@
       high = Math.max(high, pz);
     }
     reach = Math.ceil(reach);
-    const size = canvas.width;
-    const half = size / 2;
+    const side = canvas.width;
+    const half = side / 2;
     const metre = half / reach;
     context.fillStyle = "#000";
-    context.fillRect(0, 0, size, size);
+    context.fillRect(0, 0, side, side);
     context.strokeStyle = "#2e3a46";
     for (let r = 1; r <= reach; r++) {
       context.beginPath();

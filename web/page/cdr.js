@@ -23,8 +23,7 @@
 
     need(size) {
       if (this.offset + size > this.bytes.byteLength) {
-        throw new Error(`the sample ends at byte ${this.bytes.byteLength}, ` +
-                        `${this.offset + size - this.bytes.byteLength} bytes short`);
+        throw new Error(`the sample has ${this.bytes.byteLength} bytes, ${this.offset + size} needed`);
       }
     }
 
