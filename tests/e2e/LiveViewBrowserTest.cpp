@@ -128,6 +128,16 @@ TEST(LiveViewBrowser, ShowsTheDemoAndMovesAJointFromItsSlider) {
     const auto camera = wordsAfter(lines, "camera ");
     ASSERT_TRUE(camera && camera->size() == 2) << evidence;
     EXPECT_GT(std::stoul(camera->at(0)), 50u) << evidence;
+    // The lidar's cloud, drawn from above in its own frame.
+    const auto cloud = wordsAfter(lines, "cloud ");
+    ASSERT_TRUE(cloud && cloud->size() == 2) << evidence;
+    EXPECT_GT(std::stoul(cloud->at(0)), 100u) << evidence;
+    EXPECT_EQ(cloud->at(1), "lidar_link") << evidence;
+    // The simulation time runs, and so does the real-time factor, whatever the machine's load.
+    const auto clock = wordsAfter(lines, "clock ");
+    ASSERT_TRUE(clock && clock->size() == 2) << evidence;
+    EXPECT_GT(std::stod(clock->at(0)), 0.0) << evidence;
+    EXPECT_GT(std::stod(clock->at(1)), 0.0) << evidence;
     // The joint table followed the joint states.
     const auto joints = wordsAfter(lines, "joints ");
     ASSERT_TRUE(joints && joints->size() == 2) << evidence;

@@ -1,7 +1,9 @@
 // Loads the live view's page in headless Chromium (driven by playwright-core) and uses it as a
 // user would, printing one line per thing it saw, for the test to check:
 //   camera <distinct pixel values in the camera canvas> <width>x<height>
+//   cloud <points drawn> <frame>
 //   joints <joint stamp> <joint stamp later>
+//   clock <sim time> <real-time factor>
 //   control <button id> <enabled|disabled> <its title>
 //   moved <joint> <value>
 //   table <joint> <position shown once it came within 0.05 of the value>
@@ -35,12 +37,22 @@ async function main(page) {
   }, null, { timeout, polling: 200 });
   console.log(`camera ${await camera.jsonValue()}`);
 
+  // The lidar's cloud from above, every point it could place.
+  const cloud = await page.waitForFunction(() => {
+    const match = /^(\d+) points in (\S+),/.exec(document.getElementById("cloud-info").textContent);
+    return match && Number(match[1]) > 0 ? `${match[1]} ${match[2]}` : false;
+  }, null, { timeout, polling: 200 });
+  console.log(`cloud ${await cloud.jsonValue()}`);
+
   // The joint table follows the joint states: its stamp moves on.
   const stamp = () => page.$eval("#joint-stamp", (e) => e.textContent);
   await page.waitForFunction(() => /^[0-9.]+$/.test(document.getElementById("joint-stamp").textContent), null, { timeout });
   const first = await stamp();
   await page.waitForFunction((before) => document.getElementById("joint-stamp").textContent !== before, first, { timeout });
   console.log(`joints ${first} ${await stamp()}`);
+
+  await page.waitForFunction(() => document.getElementById("rtf").textContent !== "–", null, { timeout });
+  console.log(`clock ${await page.$eval("#sim-time", (e) => e.textContent)} ${await page.$eval("#rtf", (e) => e.textContent)}`);
 
   for (const id of ["play", "pause", "step", "reset"]) {
     const [disabled, title] = await page.$eval(`#${id}`, (b) => [b.disabled, b.title]);
