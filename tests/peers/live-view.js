@@ -54,10 +54,9 @@ async function main(page) {
   await page.waitForFunction(() => document.getElementById("rtf").textContent !== "–", null, { timeout });
   console.log(`clock ${await page.$eval("#sim-time", (e) => e.textContent)} ${await page.$eval("#rtf", (e) => e.textContent)}`);
 
-  for (const id of ["play", "pause", "step", "reset"]) {
-    const [disabled, title] = await page.$eval(`#${id}`, (b) => [b.disabled, b.title]);
-    console.log(`control ${id} ${disabled ? "disabled" : "enabled"} ${title}`);
-  }
+  // One look at the four buttons: each call into a loaded browser takes its time.
+  const controls = await page.$$eval("header button", (buttons) => buttons.map((b) => [b.id, b.disabled, b.title]));
+  for (const [id, disabled, title] of controls) console.log(`control ${id} ${disabled ? "disabled" : "enabled"} ${title}`);
 
   // The slider is moved as a user drags it: its value changes, then an input event.
   const slider = page.locator(`#joints input[type=range][data-joint="${joint}"]`);
