@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
@@ -167,6 +168,40 @@ TEST(LiveViewBrowser, ShowsTheDemoAndMovesAJointFromItsSlider) {
     if (kept == nullptr || *kept == '\0') {
         std::filesystem::remove(screenshot);
     }
+}
+
+// qor-ros2 in a copy of the build tree without its share/ folder serves Foxglove all the same,
+// and says why a browser gets no page.
+TEST(LiveViewBrowser, TheBridgeSaysWhenItFindsNoPage) {
+    namespace fs = std::filesystem;
+    const fs::path program(QOR_ROS2_CLI);  // <build>/apps/qor-ros2/qor-ros2
+    const fs::path build = program.parent_path().parent_path().parent_path();
+    const fs::path alone =
+        fs::path(::testing::TempDir()) / ("qor_lone_bridge_" + std::to_string(::getpid()));
+    fs::remove_all(alone);
+    fs::create_directories(alone / "apps/qor-ros2");
+    // Everything else stays where it is, for the libraries the program finds relative to itself.
+    for (const fs::directory_entry& entry : fs::directory_iterator(build)) {
+        if (entry.path().filename() != "share" && entry.path().filename() != "apps") {
+            fs::create_directory_symlink(entry.path(), alone / entry.path().filename());
+        }
+    }
+    fs::copy_file(program, alone / "apps/qor-ros2/qor-ros2");
+    {
+        qorTest::ChildProcess bridge(
+            {(alone / "apps/qor-ros2/qor-ros2").string(), "bridge", "web", "--port", "0"},
+            {qorTest::ChildProcess::MERGED, {"ROS_DOMAIN_ID=" + std::to_string(kDomain)}, ""});
+        EXPECT_TRUE(bridge.waitForLine(
+            "warning: the web bridge finds no page of its own (share/qorROS2/web above this "
+            "program): browsers get 404, Foxglove still connects",
+            qorTest::kDeliveryDeadline))
+            << bridge.output();
+        EXPECT_EQ(bridge.lines().size(), 2u) << bridge.output();
+        EXPECT_EQ(bridge.lines().front().rfind("Serving the ROS 2 graph of domain 109", 0), 0u)
+            << bridge.output();
+        EXPECT_EQ(bridge.stop(SIGINT, qorTest::kDeliveryDeadline), SIGINT) << bridge.output();
+    }
+    fs::remove_all(alone);
 }
 
 }  // namespace

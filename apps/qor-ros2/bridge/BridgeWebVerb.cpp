@@ -66,10 +66,10 @@ class BridgeWebVerb : public Verb {
                     static_cast<unsigned>(bridge.port()),
                     m_token.empty() ? "" : " (with ?token=...)");
         if (options.staticDirectory.empty()) {
-            std::fprintf(
-                stderr,
-                "qor-ros2: warning: the live view's page is not installed beside this program "
-                "(share/qorROS2/web): a browser gets 404\n");
+            std::fflush(stdout);  // the warning comes after the address it is about
+            std::fprintf(stderr,
+                         "warning: the web bridge finds no page of its own (share/qorROS2/web "
+                         "above this program): browsers get 404, Foxglove still connects\n");
         } else {
             std::printf("Live view in a browser: http://%s%s%s:%u/%s\n", v6 ? "[" : "",
                         m_address.c_str(), v6 ? "]" : "", static_cast<unsigned>(bridge.port()),
