@@ -6,7 +6,8 @@
 // that fails (exit 1):
 //   - bgr8, mono8 with padded rows, little- and big-endian 16-bit depth, drawn pixel for pixel;
 //   - an image and a cloud larger than their bytes, and a sample cut short, each said once;
-//   - the simulation time and the real-time factor of a clock running at half speed;
+//   - the simulation time and the real-time factor of a clock running at half speed, and the
+//     server's time once the clock topic goes;
 //   - a slider's range from the robot description's URDF, and the position command it publishes;
 //   - Pause, Step and Reset calling their services, and the answers shown.
 // Usage: node live-view-services.js PAGE_DIR [SECONDS]  (SECONDS bounds each wait, default 30)
@@ -59,7 +60,7 @@ const httpServer = http.createServer((request, response) => {
   response.writeHead(200, { "Content-Type": types[path.extname(file)] || "application/octet-stream" });
   response.end(fs.readFileSync(file));
 });
-const server = new FoxgloveServer({ name: "services peer", capabilities: ["services", "clientPublish"], supportedEncodings: ["cdr"] });
+const server = new FoxgloveServer({ name: "services peer", capabilities: ["services", "clientPublish", "time"], supportedEncodings: ["cdr"] });
 const sockets = new WebSocketServer({ server: httpServer, handleProtocols: (protocols) => server.handleProtocols(protocols) });
 sockets.on("connection", (connection, request) => server.handleConnection(connection, `${request.socket.remotePort}`));
 server.on("error", (error) => console.log(`server error ${error.message}`));
@@ -97,7 +98,9 @@ setInterval(() => {
   const stamp = { sec: Math.floor(sim), nanosec: Math.round((sim % 1) * 1e9) % 1000000000 };
   samples[samples.length - 2][1] = encode("sensor_msgs/JointState", { header: { stamp, frame_id: "" }, name: ["a", "b"], position: [0.1, -0.2], velocity: [0, 0], effort: [] });
   samples[samples.length - 1][1] = encode("rosgraph_msgs/Clock", { clock: stamp });
-  for (const [id, bytes] of samples) server.sendMessage(id, BigInt(Date.now()) * 1000000n, bytes);
+  for (const [id, bytes] of samples) if (id !== null) server.sendMessage(id, BigInt(Date.now()) * 1000000n, bytes);
+  // The server's own time, 1000 s ahead of the clock topic: what the page shows once that goes.
+  server.broadcastTime(BigInt(Math.round((1000 + sim) * 1e9)));
 }, 50);
 
 const request = (text) => new MessageReader(parse(text, { ros2: true }));
@@ -199,6 +202,11 @@ async function main(page, base) {
   const expectedSim = (Date.now() - started) / 2000;
   if (!(Math.abs(simTime - expectedSim) < 1)) throw new Error(`sim time: expected about ${expectedSim}, seen ${simTime}`);
   console.log("ok sim time");
+  // Without a clock topic, the server's time is the simulation's.
+  server.removeChannel(samples[samples.length - 1][0]);
+  samples[samples.length - 1][0] = null;
+  const serverTime = await waitUntil("the server's time", () => page.$eval("#sim-time", (e) => Number(e.textContent) >= 1000 && e.textContent));
+  console.log(`ok sim time from the server's time ${serverTime}`);
 
   const slider = page.locator('#joints input[type=range][data-joint="b"]');
   await waitUntil("b's slider range from the URDF", () => slider.evaluate((e) => e.min === "-0.5" && e.max === "0.25"));
