@@ -9,6 +9,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 debian_packages=(
   binutils          # nm, to check the library's exported symbols
   ccache
+  chromium          # the headless browser that loads the live view's page in its test
   clang             # builds the libFuzzer targets (skipped without it)
   cmake
   cyclonedds-dev    # an independent DDS for the live interoperability tests

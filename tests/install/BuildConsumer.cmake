@@ -11,6 +11,12 @@ function(run_step what)
 endfunction()
 
 run_step("install" ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${SCRATCH_DIR}/prefix")
+# The live view's page, where the installed programs look for it.
+foreach(file index.html app.js cdr.js style.css)
+  if(NOT EXISTS "${SCRATCH_DIR}/prefix/share/qorROS2/web/${file}")
+    message(FATAL_ERROR "the installed package has no share/qorROS2/web/${file}")
+  endif()
+endforeach()
 run_step("configure consumer" ${CMAKE_COMMAND} -S "${CONSUMER_DIR}" -B "${SCRATCH_DIR}/build"
   -G "${GENERATOR}" -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
   "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINKER_FLAGS}"

@@ -15,6 +15,7 @@
 #include "cli/ToolDomain.h"
 #include "cli/UsageError.h"
 #include "cli/Verb.h"
+#include "qorROS2/web/BundledPage.h"
 
 namespace qorCli {
 namespace {
@@ -57,12 +58,23 @@ class BridgeWebVerb : public Verb {
         options.name = "qor-ros2 bridge web";
         options.metadata = {{"ROS_DOMAIN_ID", std::to_string(domain)}};
         options.token = m_token;
+        options.staticDirectory = qorROS2::web::bundledPageDirectory();
         WebBridge bridge(domain, whitelist, options);
         const bool v6 = m_address.find(':') != std::string::npos;
         std::printf("Serving the ROS 2 graph of domain %d to Foxglove on ws://%s%s%s:%u%s\n",
                     static_cast<int>(domain), v6 ? "[" : "", m_address.c_str(), v6 ? "]" : "",
                     static_cast<unsigned>(bridge.port()),
                     m_token.empty() ? "" : " (with ?token=...)");
+        if (options.staticDirectory.empty()) {
+            std::fflush(stdout);  // the warning comes after the address it is about
+            std::fprintf(stderr,
+                         "warning: the web bridge finds no page of its own (share/qorROS2/web "
+                         "above this program): browsers get 404, Foxglove still connects\n");
+        } else {
+            std::printf("Live view in a browser: http://%s%s%s:%u/%s\n", v6 ? "[" : "",
+                        m_address.c_str(), v6 ? "]" : "", static_cast<unsigned>(bridge.port()),
+                        m_token.empty() ? "" : "?token=...");
+        }
         std::fflush(stdout);
         while (!stopRequested()) {
             bridge.refresh();
