@@ -153,12 +153,21 @@ int main(int argc, char** argv) {
                 static_cast<long long>(published) - static_cast<long long>(recorded),
                 static_cast<double>(bagBytes) / 1e6,
                 WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
+    // The recorder counts what its cache dropped; the rest of the loss happened before, in the
+    // middleware's histories (keep last 10 on both sides), while the recorder was not taking.
+    long long cacheLost = 0;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
         if (line.find("[INFO]") == std::string::npos) {
             std::printf("recorder: %s\n", line.c_str());
         }
+        const auto total = line.find("Total lost: ");
+        if (total != std::string::npos) {
+            cacheLost = std::atoll(line.c_str() + total + 12);
+        }
     }
+    std::printf("lost in the recorder's cache %lld, before it %lld\n", cacheLost,
+                static_cast<long long>(published) - static_cast<long long>(recorded) - cacheLost);
     std::filesystem::remove_all(bag);
     std::filesystem::remove(log);
     return recorded == static_cast<std::uint64_t>(published) ? 0 : 1;
