@@ -24,10 +24,13 @@ declare -A runs=(
   [qorTransportLatencyBenchmark]="$bench/crossprocess/qorTransportLatencyBenchmark --repetitions 3"
   [qorTransportThroughputBenchmark]="$bench/crossprocess/qorTransportThroughputBenchmark --repetitions 3"
   [qor_lockstep_benchmark]="$bench/simulationcontrol/qor_lockstep_benchmark"
+  # The bag benchmarks write their files in the build folder, on the disk a recording would use.
+  [qorBagWriteBenchmark]="env -C build/default bench/bag/qorBagWriteBenchmark"
+  [qorBagRecordStreamBenchmark]="env -C build/default bench/bag/qorBagRecordStreamBenchmark"
 )
 order=(qorCodecBenchmark qorConverterBenchmark qorPhysicsBenchmark qorStepBridgeBenchmark
        qorDemoBenchmark qorTransportLatencyBenchmark qorTransportThroughputBenchmark
-       qor_lockstep_benchmark)
+       qor_lockstep_benchmark qorBagWriteBenchmark qorBagRecordStreamBenchmark)
 selected=("$@")
 [ ${#selected[@]} -gt 0 ] || selected=("${order[@]}")
 

@@ -209,6 +209,52 @@ inline nlohmann::json peerRead(const std::string& path, bool stream = false) {
     return nlohmann::json::parse(output, nullptr, false);
 }
 
+/// Expects that the peer decoded, with the schema stored in the file, every message of every
+/// channel that has a ros2msg schema, and returns how many it decoded.
+inline std::size_t expectAllDecoded(const nlohmann::json& read) {
+    EXPECT_EQ(read.value("decodeFailureCount", -1), 0)
+        << read.value("decodeFailures", nlohmann::json()).dump();
+    const nlohmann::json channels = read.value("decoded", nlohmann::json::object());
+    EXPECT_FALSE(channels.empty()) << "nothing decoded: " << read.dump();
+    std::size_t decoded = 0;
+    for (auto channel = channels.begin(); channel != channels.end(); ++channel) {
+        const std::size_t count = channel->value("decoded", std::size_t{0});
+        if (!channel->contains("skipped")) {
+            EXPECT_EQ(count, channel->value("messages", std::size_t{0}))
+                << "channel " << channel.key() << ": " << channel->dump();
+        }
+        decoded += count;
+    }
+    return decoded;
+}
+
+/// Plain CDR after the little-endian encapsulation header, aligned as ROS 2 aligns it: from the
+/// end of the header.
+class CdrBytes {
+  public:
+    CdrBytes& u32(std::uint32_t value) { return put(&value, sizeof value); }
+    CdrBytes& i32(std::int32_t value) { return put(&value, sizeof value); }
+    CdrBytes& f64(double value) { return put(&value, sizeof value); }
+    CdrBytes& text(const std::string& value) {
+        u32(static_cast<std::uint32_t>(value.size() + 1));
+        m_bytes.insert(m_bytes.end(), value.begin(), value.end());
+        m_bytes.push_back(0);
+        return *this;
+    }
+    const Bytes& bytes() const { return m_bytes; }
+
+  private:
+    CdrBytes& put(const void* value, std::size_t size) {
+        while ((m_bytes.size() - 4) % size != 0) {
+            m_bytes.push_back(0);
+        }
+        const auto* bytes = static_cast<const std::uint8_t*>(value);
+        m_bytes.insert(m_bytes.end(), bytes, bytes + size);
+        return *this;
+    }
+    Bytes m_bytes{0x00, 0x01, 0x00, 0x00};
+};
+
 /// Has @mcap/core's writer write `sample` to `path`.
 inline void peerWrite(const std::string& path, const Sample& sample, bool chunked,
                       const std::string& compression, bool summary, bool statistics = true) {

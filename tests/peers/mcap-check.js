@@ -1,16 +1,91 @@
 // Reads an MCAP file with @mcap/core (the indexed reader when the file has a summary, else the
 // stream reader; `--stream` forces the stream reader), checks its CRCs and prints one JSON
 // object: the header, schemas, channels, metadata, per-channel counts and every message.
+// Every message of a "cdr" channel whose schema is "ros2msg" is also decoded with that schema
+// (@foxglove/rosmsg and @foxglove/rosmsg2-serialization, which share no code with ours):
+//   decoded: { channel id: { topic, messages, decoded, skipped: why none was tried } }
+//   decodeFailureCount, decodeFailures: [{ channel, topic, sequence, error }] (the first 100)
+// A message fails when the decoder runs out of bytes, or leaves 4 or more of them unread (fewer
+// are the alignment padding a writer may add).
 // Usage: node mcap-check.js FILE [--stream]
 "use strict";
 const fs = require("fs");
 const zlib = require("zlib");
 const { McapIndexedReader, McapStreamReader } = require("@mcap/core");
 const { loadDecompressHandlers } = require("@mcap/support");
+const { parse } = require("@foxglove/rosmsg");
+const { MessageReader } = require("@foxglove/rosmsg2-serialization");
+
+const kListedFailures = 100;
+const kPadding = 4;
 
 const hex = (bytes) => Buffer.from(bytes.buffer, bytes.byteOffset, bytes.byteLength).toString("hex");
 const text = (bytes) => Buffer.from(bytes.buffer, bytes.byteOffset, bytes.byteLength).toString("latin1");
 const entries = (map) => Object.fromEntries([...map.entries()].sort());
+
+const firstLine = (error) => String(error?.message ?? error).split("\n")[0];
+
+// Decodes messages per channel with the channel's schema, counting what fits and what does not.
+class Decoder {
+  constructor() {
+    this.channels = new Map(); // channel id -> { topic, messages, decoded, skipped, reader, schemaError }
+    this.failureCount = 0;
+    this.failures = [];
+  }
+
+  channel(channel, schema) {
+    let entry = this.channels.get(channel.id);
+    if (entry !== undefined) return entry;
+    entry = { topic: channel.topic, messages: 0, decoded: 0 };
+    if (channel.messageEncoding !== "cdr") {
+      entry.skipped = `message encoding '${channel.messageEncoding}'`;
+    } else if (schema === undefined) {
+      entry.skipped = "no schema";
+    } else if (schema.encoding !== "ros2msg") {
+      entry.skipped = `schema encoding '${schema.encoding}'`;
+    } else {
+      try {
+        entry.reader = new MessageReader(parse(text(schema.data), { ros2: true }));
+      } catch (error) {
+        entry.schemaError = `schema ${schema.name}: ${firstLine(error)}`;
+      }
+    }
+    this.channels.set(channel.id, entry);
+    return entry;
+  }
+
+  decode(m, channel, schema) {
+    const entry = this.channel(channel, schema);
+    ++entry.messages;
+    if (entry.skipped !== undefined) return;
+    let error = entry.schemaError;
+    if (error === undefined) {
+      try {
+        entry.reader.readMessage(m.data);
+        const unread = m.data.byteLength - entry.reader.lastReadByteLength();
+        if (unread >= kPadding) error = `${unread} bytes left after the message`;
+      } catch (thrown) {
+        error = firstLine(thrown);
+      }
+    }
+    if (error === undefined) {
+      ++entry.decoded;
+      return;
+    }
+    if (++this.failureCount <= kListedFailures) {
+      this.failures.push({ channel: m.channelId, topic: entry.topic, sequence: m.sequence, error });
+    }
+  }
+
+  report(out) {
+    out.decoded = {};
+    for (const [id, { topic, messages, decoded, skipped }] of [...this.channels.entries()].sort((a, b) => a[0] - b[0])) {
+      out.decoded[id] = skipped === undefined ? { topic, messages, decoded } : { topic, messages, decoded, skipped };
+    }
+    out.decodeFailureCount = this.failureCount;
+    out.decodeFailures = this.failures;
+  }
+}
 
 function messageJson(m) {
   return {
@@ -54,7 +129,13 @@ async function indexed(bytes, decompressHandlers) {
     out.dataSectionCrcChecked = true;
   }
   out.messages = [];
-  for await (const m of reader.readMessages({ validateCrcs: true })) out.messages.push(messageJson(m));
+  const decoder = new Decoder();
+  for await (const m of reader.readMessages({ validateCrcs: true })) {
+    out.messages.push(messageJson(m));
+    const channel = reader.channelsById.get(m.channelId);
+    decoder.decode(m, channel, reader.schemasById.get(channel.schemaId));
+  }
+  decoder.report(out);
   out.metadata = [];
   for await (const m of reader.readMetadata()) out.metadata.push({ name: m.name, entries: entries(m.metadata) });
   out.chunkCount = reader.chunkIndexes.length;
@@ -76,6 +157,7 @@ function stream(bytes, decompressHandlers) {
   const out = { mode: "stream", messages: [], metadata: [], chunkCount: 0 };
   const schemas = new Map();
   const channels = new Map();
+  const decoder = new Decoder();
   for (let record; (record = reader.nextRecord()) !== undefined; ) {
     switch (record.type) {
       case "Header":
@@ -88,9 +170,12 @@ function stream(bytes, decompressHandlers) {
       case "Channel":
         channels.set(record.id, record);
         break;
-      case "Message":
+      case "Message": {
         out.messages.push(messageJson(record));
+        const channel = channels.get(record.channelId);
+        if (channel !== undefined) decoder.decode(record, channel, schemas.get(channel.schemaId));
         break;
+      }
       case "Metadata":
         out.metadata.push({ name: record.name, entries: entries(record.metadata) });
         break;
@@ -102,6 +187,7 @@ function stream(bytes, decompressHandlers) {
     }
   }
   out.complete = reader.done();
+  decoder.report(out);
   describe(out, schemas, channels);
   return out;
 }

@@ -90,9 +90,11 @@ bool matched(const qorROS2::RawPublisher& publisher) {
 }
 
 /// The messages @mcap/core reads from every file of the bag, per topic, after checking that each
-/// file reads whole and holds as many messages as metadata.yaml says.
+/// file reads whole, holds as many messages as metadata.yaml says, and that every message of a
+/// type with a schema decodes with it (how many did, added to `decoded`).
 std::map<std::string, std::vector<Bytes>> checkedMessages(const ScratchBag& bag,
-                                                          const BagMetadata& metadata) {
+                                                          const BagMetadata& metadata,
+                                                          std::size_t* decoded = nullptr) {
     std::map<std::string, std::vector<Bytes>> messages;
     std::map<std::string, std::uint64_t> perTopic;
     for (const auto& file : metadata.files) {
@@ -103,6 +105,10 @@ std::map<std::string, std::vector<Bytes>> checkedMessages(const ScratchBag& bag,
         }
         EXPECT_EQ(read["profile"], "ros2");
         EXPECT_EQ(read["messages"].size(), file.messageCount) << file.path;
+        const std::size_t fileDecoded = qorTest::expectAllDecoded(read);
+        if (decoded != nullptr) {
+            *decoded += fileDecoded;
+        }
         std::map<int, std::string> topics;
         for (const auto& channel : read["channels"]) {
             topics[channel["id"].get<int>()] = channel["topic"].get<std::string>();
@@ -226,7 +232,10 @@ TEST(CliBagRecord, RecordsEveryPublisherUntilCtrlCAndLeavesACompleteBag) {
 
     const BagMetadata metadata = readBagMetadata(bag.path());
     EXPECT_EQ(metadata.version, kHumbleMetadataVersion);
-    const auto messages = checkedMessages(bag, metadata);
+    std::size_t decoded = 0;
+    const auto messages = checkedMessages(bag, metadata, &decoded);
+    // The Strings decode with the schema the recorder stored; the Blob's type has none.
+    EXPECT_EQ(decoded, latchedSent.size() + reliableSent.size());
     EXPECT_EQ(messages.at("/bag_rec/latched"), latchedSent);
     EXPECT_EQ(messages.at("/bag_rec/reliable"), reliableSent);
     ASSERT_GE(messages.at("/bag_rec/late").size(), 1u);
@@ -409,6 +418,7 @@ TEST(CliBagRecord, StampsMessagesWithTheSimulationClock) {
     ASSERT_EQ(metadata.messageCount, 10u) << recorder->output();
     const nlohmann::json read = qorTest::peerRead(bag.firstFile());
     ASSERT_FALSE(read.contains("error")) << read.dump();
+    EXPECT_EQ(qorTest::expectAllDecoded(read), 10u);
     for (const auto& message : read["messages"]) {
         const auto logTime = std::stoull(message["logTime"].get<std::string>());
         EXPECT_TRUE(logTime == 100'000'000'000ULL || logTime == 200'000'000'000ULL) << logTime;
