@@ -9,6 +9,7 @@
 #include <functional>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "common/PngFile.h"
 
@@ -100,6 +101,7 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
     line.add_flag("--fast", options.asFastAsPossible);
     line.add_flag("--paused", options.startPaused);
     line.add_flag("--design-conventions", options.designConventions);
+    line.add_flag("--use-sim-time", options.recordSimulatedTime);
     bool noTf = false;
     line.add_flag("--no-tf", noTf);
     valued("--scene", [&](const std::string& value) {
@@ -204,10 +206,16 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
         throw UsageError("cannot read the robot description '" + options.robotDescriptionPath +
                          "'");
     }
-    if (options.recordDirectory.empty() && (!compression.empty() || !version.empty())) {
-        throw UsageError(
-            std::string(compression.empty() ? "--rosbag2-version" : "--compression-format") +
-            " applies to the bag of --record, which is not given");
+    if (options.recordDirectory.empty()) {
+        for (const auto& [flag, given] :
+             {std::pair<const char*, bool>{"--compression-format", !compression.empty()},
+              {"--rosbag2-version", !version.empty()},
+              {"--use-sim-time", options.recordSimulatedTime}}) {
+            if (given) {
+                throw UsageError(std::string(flag) +
+                                 " applies to the bag of --record, which is not given");
+            }
+        }
     }
     // The recording reads the sensors without a subscription.
     options.sensorsUnsubscribed = !options.recordDirectory.empty();
@@ -280,6 +288,8 @@ std::string demoUsage() {
             "  --compression-format zstd|lz4\n"
             "                        compress the chunks of the bag (default: none)\n"
             "  --rosbag2-version 5|9 bag layout of ROS 2 Humble (5, default) or Jazzy (9)\n"
+            "  --use-sim-time        stamp the bag's messages with the simulation's /clock\n"
+            "                        instead of the wall clock, as bag record --use-sim-time\n"
             "  --design-conventions  publish camera infos and clouds as the library's\n"
             "                        converters make them (focal length as the lens gives it,\n"
             "                        principal point (0, 0), row_step in points) instead of in\n"

@@ -73,6 +73,7 @@ struct DemoOptions {
     std::string recordDirectory;       ///< bag directory to record the run into; empty: none
     std::string recordCompression;     ///< "", "zstd" or "lz4": chunk compression of the bag
     int recordVersion = 5;             ///< metadata.yaml version of the bag: 5 or 9
+    bool recordSimulatedTime = false;  ///< log the bag's messages at /clock's time, not the wall's
     bool sensorsUnsubscribed = false;  ///< the sensors work with nobody subscribed (--record)
     bool help = false;                 ///< print the usage and stop
 };

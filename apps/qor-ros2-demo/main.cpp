@@ -44,7 +44,8 @@ std::shared_ptr<qorDemo::DemoRecorder> startRecording(const qorDemo::DemoOptions
         bag.compression = qorROS2::bag::McapCompression::lz4;
     }
     bag.metadataVersion = options.recordVersion;
-    auto recorder = std::make_shared<qorDemo::DemoRecorder>(options.recordDirectory, bag);
+    auto recorder = std::make_shared<qorDemo::DemoRecorder>(options.recordDirectory, bag,
+                                                            options.recordSimulatedTime);
     qorROS2::observePublications(recorder);
     return recorder;
 }

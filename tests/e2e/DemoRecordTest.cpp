@@ -222,4 +222,48 @@ TEST(DemoRecord, ARunThatEndsOnItsOwnWritesTheJazzyLayoutWithCompressedChunks) {
         << "no chunk compressed with zstd";
 }
 
+// As bag record --use-sim-time: log times from /clock, nothing before the first clock but the
+// transient local samples a recorder subscribing then would still get.
+TEST(DemoRecord, OnSimulatedTimeMessagesAreLoggedAtTheClocksTime) {
+    ScratchBag ours("demo_record_sim_time");
+    const qorTest::RunResult run =
+        qorTest::runToCompletion({QOR_DEMO, "--fast", "--duration", "0.2", "--camera-size", "64x48",
+                                  "--record", ours.path(), "--use-sim-time"},
+                                 inDomain(), kRunDeadline);
+    ASSERT_EQ(run.exitCode, 0) << run.output;
+    const Recorded recorded = recordedLine(run.output, ours.path());
+    const BagMetadata metadata = readBagMetadata(ours.path());
+    EXPECT_EQ(metadata.messageCount, recorded.messages);
+    EXPECT_EQ(countOf(metadata, "/robot_description"), 1u);
+    EXPECT_EQ(countOf(metadata, "/tf_static"), 1u);
+    EXPECT_EQ(countOf(metadata, "/clock"), recorded.steps);
+    const nlohmann::json read = qorTest::peerRead(ours.firstFile());
+    ASSERT_FALSE(read.is_discarded() || read.contains("error")) << read.dump();
+    std::map<int, std::string> topics;
+    for (const auto& channel : read["channels"]) {
+        topics[channel["id"].get<int>()] = channel["topic"].get<std::string>();
+    }
+    std::int64_t clock = -1;
+    for (const auto& message : read["messages"]) {
+        const std::int64_t logTime = std::stoll(message["logTime"].get<std::string>());
+        const std::string& topic = topics[message["channel"].get<int>()];
+        if (topic == "/clock") {
+            clock = clockNanoseconds(qorTest::bytesOfHex(message["data"].get<std::string>()));
+            EXPECT_EQ(logTime, clock);
+        } else if (clock >= 0) {
+            // Written after the clock they were published under, and stamped with it.
+            EXPECT_EQ(logTime, clock) << topic;
+        } else {
+            // Only the held ones come before the first clock in the file, stamped with it.
+            EXPECT_TRUE(topic == "/robot_description" || topic == "/tf_static") << topic;
+            EXPECT_LE(logTime, 2'000'000) << topic;
+        }
+        // Sent at the wall clock's time, long after 1970.
+        EXPECT_GT(std::stoll(message["publishTime"].get<std::string>()), 1'600'000'000'000'000'000)
+            << topic;
+    }
+    // Each step sends the time it starts from: 0 to 0.198 s over 100 steps of 2 ms.
+    EXPECT_EQ(clock, 198'000'000);
+}
+
 }  // namespace

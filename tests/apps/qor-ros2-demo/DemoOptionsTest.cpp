@@ -110,18 +110,20 @@ TEST(DemoOptions, ARecordingTakesItsDirectoryAndTheBagsLayoutAndIsInTheUsage) {
     EXPECT_EQ(none.recordCompression, "");
     EXPECT_EQ(none.recordVersion, 5);
     EXPECT_FALSE(none.sensorsUnsubscribed);
+    EXPECT_FALSE(none.recordSimulatedTime);
     const auto humble = parseDemoOptions({"--record", "run1"}, kNoVariables);
     EXPECT_EQ(humble.recordDirectory, "run1");
     EXPECT_EQ(humble.recordCompression, "");
     EXPECT_EQ(humble.recordVersion, 5);
     // The recording reads the sensors, which otherwise wait for a subscriber.
     EXPECT_TRUE(humble.sensorsUnsubscribed);
-    const auto jazzy = parseDemoOptions(
-        {"--record", "run2", "--compression-format", "lz4", "--rosbag2-version", "9"},
-        kNoVariables);
+    const auto jazzy = parseDemoOptions({"--record", "run2", "--compression-format", "lz4",
+                                         "--rosbag2-version", "9", "--use-sim-time"},
+                                        kNoVariables);
     EXPECT_EQ(jazzy.recordDirectory, "run2");
     EXPECT_EQ(jazzy.recordCompression, "lz4");
     EXPECT_EQ(jazzy.recordVersion, 9);
+    EXPECT_TRUE(jazzy.recordSimulatedTime);
     EXPECT_NE(qorDemo::demoUsage().find("  --record DIR          record every topic the demo "
                                         "publishes into the bag DIR\n"),
               std::string::npos)
@@ -172,6 +174,7 @@ TEST(DemoOptions, MistakesAreNamed) {
          "--compression-format applies to the bag of --record, which is not given"},
         {{"--rosbag2-version", "9"},
          "--rosbag2-version applies to the bag of --record, which is not given"},
+        {{"--use-sim-time"}, "--use-sim-time applies to the bag of --record, which is not given"},
     };
     for (const Mistake& mistake : mistakes) {
         try {
