@@ -20,7 +20,9 @@ declare -A runs=(
   [qorConverterBenchmark]="$bench/sensor/qorConverterBenchmark ${google_benchmark[*]}"
   [qorPhysicsBenchmark]="$bench/platform/qorPhysicsBenchmark ${google_benchmark[*]}"
   [qorStepBridgeBenchmark]="$bench/bridge/qorStepBridgeBenchmark ${google_benchmark[*]}"
-  [qorDemoBenchmark]="$bench/demo/qorDemoBenchmark ${google_benchmark[*]}"
+  [qorDemoBenchmark]="$bench/demo/qorDemoBenchmark ${google_benchmark[*]} --benchmark_filter=-demoRecord"
+  # What --record costs the demo at --fast: real-time factors without and with it, and their ratio.
+  [qorDemoRecordBenchmark]="$bench/demo/qorDemoBenchmark --benchmark_filter=demoRecordRealTimeFactor --benchmark_enable_random_interleaving=true"
   [qorTransportLatencyBenchmark]="$bench/crossprocess/qorTransportLatencyBenchmark --repetitions 3"
   [qorTransportThroughputBenchmark]="$bench/crossprocess/qorTransportThroughputBenchmark --repetitions 3"
   [qor_lockstep_benchmark]="$bench/simulationcontrol/qor_lockstep_benchmark"
@@ -29,8 +31,9 @@ declare -A runs=(
   [qorBagRecordStreamBenchmark]="env -C build/default bench/bag/qorBagRecordStreamBenchmark"
 )
 order=(qorCodecBenchmark qorConverterBenchmark qorPhysicsBenchmark qorStepBridgeBenchmark
-       qorDemoBenchmark qorTransportLatencyBenchmark qorTransportThroughputBenchmark
-       qor_lockstep_benchmark qorBagWriteBenchmark qorBagRecordStreamBenchmark)
+       qorDemoBenchmark qorDemoRecordBenchmark qorTransportLatencyBenchmark
+       qorTransportThroughputBenchmark qor_lockstep_benchmark qorBagWriteBenchmark
+       qorBagRecordStreamBenchmark)
 selected=("$@")
 [ ${#selected[@]} -gt 0 ] || selected=("${order[@]}")
 

@@ -76,7 +76,8 @@ std::uint64_t multipleAfter(double time, double period) {
 
 DemoBridge::DemoBridge(const DemoOptions& options)
     : m_simulation(qorSDK::Simulation::createFromFile(options.scenePath)),
-      m_designConventions(options.designConventions) {
+      m_designConventions(options.designConventions),
+      m_sensorsUnsubscribed(options.sensorsUnsubscribed) {
     const std::vector<std::string> joints = m_simulation->getJointNames();
     for (const auto& [name, mode] : options.jointModes) {
         if (std::find(joints.begin(), joints.end(), name) == joints.end()) {
@@ -294,12 +295,14 @@ void DemoBridge::reschedule(Schedule& schedule, double rate) const {
     }
 }
 
+// A recording in the process is a reader that no publisher counts.
 bool DemoBridge::cameraWanted() const {
-    return m_imagePublisher->matchedSubscriptions() + m_infoPublisher->matchedSubscriptions() > 0;
+    return m_sensorsUnsubscribed ||
+           m_imagePublisher->matchedSubscriptions() + m_infoPublisher->matchedSubscriptions() > 0;
 }
 
 bool DemoBridge::lidarWanted() const {
-    return m_cloudPublisher->matchedSubscriptions() > 0;
+    return m_sensorsUnsubscribed || m_cloudPublisher->matchedSubscriptions() > 0;
 }
 
 void DemoBridge::publishCamera(double time) {

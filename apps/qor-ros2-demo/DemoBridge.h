@@ -39,7 +39,8 @@ struct DemoTopic {
 /// is published as odometry. The services of simulation_interfaces play, pause, stop, reset and
 /// step it (simulationControl()); a reset puts the joints' drives back as they were at start,
 /// drops the commands that wait, restarts the sensors' schedules and sends the new time on /clock
-/// and the joints' state at once.
+/// and the joints' state at once. With DemoOptions::sensorsUnsubscribed (a recorded run) the
+/// sensors work without subscribers too.
 class DemoBridge {
   public:
     /// Loads the scene, registers every joint with the control interface and prepares the
@@ -138,7 +139,8 @@ class DemoBridge {
     void publishRobotDescription(const std::string& path, std::int8_t domainId);
 
     qor::ref_ptr<qorSDK::Simulation> m_simulation;
-    bool m_designConventions;  ///< publish the converters' records untouched
+    bool m_designConventions;    ///< publish the converters' records untouched
+    bool m_sensorsUnsubscribed;  ///< the sensors work without subscribers too (--record)
     std::vector<qor::ref_ptr<qor::Constraint1DOF>> m_constraints;
     std::vector<std::string> m_jointSummary;
     std::vector<std::pair<std::string, CommandInterface>> m_jointModes;

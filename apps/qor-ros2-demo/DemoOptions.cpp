@@ -4,10 +4,12 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "common/PngFile.h"
 
@@ -99,6 +101,7 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
     line.add_flag("--fast", options.asFastAsPossible);
     line.add_flag("--paused", options.startPaused);
     line.add_flag("--design-conventions", options.designConventions);
+    line.add_flag("--use-sim-time", options.recordSimulatedTime);
     bool noTf = false;
     line.add_flag("--no-tf", noTf);
     valued("--scene", [&](const std::string& value) {
@@ -148,6 +151,26 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
         options.robotDescriptionPath = value;
         descriptionChosen = true;
     });
+    valued("--record", [&](const std::string& value) {
+        if (value.empty()) {
+            throw UsageError("--record needs a directory name");
+        }
+        options.recordDirectory = value;
+    });
+    std::string compression;
+    valued("--compression-format", [&](const std::string& value) {
+        if (value != "zstd" && value != "lz4") {
+            throw UsageError("--compression-format expects zstd or lz4, got '" + value + "'");
+        }
+        compression = value;
+    });
+    std::string version;
+    valued("--rosbag2-version", [&](const std::string& value) {
+        if (value != "5" && value != "9") {
+            throw UsageError("--rosbag2-version expects 5 or 9, got '" + value + "'");
+        }
+        version = value;
+    });
     valued("--snapshot", [&](const std::string& value) {
         if (value.empty()) {
             throw UsageError("--snapshot needs a file name");
@@ -182,6 +205,27 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
         !std::ifstream(options.robotDescriptionPath).good()) {
         throw UsageError("cannot read the robot description '" + options.robotDescriptionPath +
                          "'");
+    }
+    if (options.recordDirectory.empty()) {
+        for (const auto& [flag, given] :
+             {std::pair<const char*, bool>{"--compression-format", !compression.empty()},
+              {"--rosbag2-version", !version.empty()},
+              {"--use-sim-time", options.recordSimulatedTime}}) {
+            if (given) {
+                throw UsageError(std::string(flag) +
+                                 " applies to the bag of --record, which is not given");
+            }
+        }
+    }
+    // The recording reads the sensors without a subscription.
+    options.sensorsUnsubscribed = !options.recordDirectory.empty();
+    options.recordCompression = compression;
+    options.recordVersion = version == "9" ? 9 : 5;
+    // As `bag record` does, a bag is never written into a directory that is there already.
+    if (!options.help && !options.recordDirectory.empty() &&
+        std::filesystem::exists(options.recordDirectory)) {
+        throw UsageError("--record: the directory '" + options.recordDirectory +
+                         "' already exists");
     }
     // A snapshot is written after the whole run: what would keep it from being written is
     // refused now, before the simulation starts.
@@ -236,6 +280,16 @@ std::string demoUsage() {
             "                        publishes them from /joint_states instead); another\n"
             "                        scene than the bundled arm publishes none\n"
             "  --snapshot FILE.png   write a camera image of the final state to FILE.png\n"
+            "  --record DIR          record every topic the demo publishes into the bag DIR\n"
+            "                        (MCAP and metadata.yaml, as `qor-ros2 bag record -a`),\n"
+            "                        from inside the process; the camera and lidar then\n"
+            "                        always work. With --fast nothing is dropped: the\n"
+            "                        simulation waits for the disk instead\n"
+            "  --compression-format zstd|lz4\n"
+            "                        compress the chunks of the bag (default: none)\n"
+            "  --rosbag2-version 5|9 bag layout of ROS 2 Humble (5, default) or Jazzy (9)\n"
+            "  --use-sim-time        stamp the bag's messages with the simulation's /clock\n"
+            "                        instead of the wall clock, as bag record --use-sim-time\n"
             "  --design-conventions  publish camera infos and clouds as the library's\n"
             "                        converters make them (focal length as the lens gives it,\n"
             "                        principal point (0, 0), row_step in points) instead of in\n"

@@ -70,12 +70,18 @@ struct DemoOptions {
     bool designConventions = false;    ///< infos and clouds as the converters make them
     bool publishTf = true;             ///< the arm's frames on /tf and /tf_static
     bool startPaused = false;          ///< start in STATE_PAUSED, stepped by step_simulation
+    std::string recordDirectory;       ///< bag directory to record the run into; empty: none
+    std::string recordCompression;     ///< "", "zstd" or "lz4": chunk compression of the bag
+    int recordVersion = 5;             ///< metadata.yaml version of the bag: 5 or 9
+    bool recordSimulatedTime = false;  ///< log the bag's messages at /clock's time, not the wall's
+    bool sensorsUnsubscribed = false;  ///< the sensors work with nobody subscribed (--record)
     bool help = false;                 ///< print the usage and stop
 };
 
 /// Reads the command line (without the program name) and the domain of `environment`.
 /// Throws UsageError for an unknown flag, a missing or malformed value, a missing scene file, or
-/// a snapshot that could not be written (see qorApps::canWritePng).
+/// a snapshot that could not be written (see qorApps::canWritePng), a bag directory that exists
+/// already, or a bag option without --record.
 DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
                              const qorROS2::RosEnvironment& environment);
 

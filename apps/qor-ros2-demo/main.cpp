@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -13,11 +14,13 @@
 #include "DemoBridge.h"
 #include "DemoOptions.h"
 #include "DemoParameters.h"
+#include "DemoRecorder.h"
 #include "ParameterArguments.h"
 #include "StartupText.h"
 #include "StatusLine.h"
 #include "qor/Notify.h"
 #include "qorROS2/NodeIdentity.h"
+#include "qorROS2/PublicationObserver.h"
 #include "qorROS2/ROS2RosoutPublisher.h"
 #include "qorROS2/ROS2SimulationControlServer.h"
 
@@ -29,7 +32,27 @@ void requestStop(int /*signal*/) {
     g_stopRequested = 1;
 }
 
+// The recorder of --record, seeing every publisher made from now on; null without --record.
+std::shared_ptr<qorDemo::DemoRecorder> startRecording(const qorDemo::DemoOptions& options) {
+    if (options.recordDirectory.empty()) {
+        return nullptr;
+    }
+    qorROS2::bag::BagWriterOptions bag;
+    if (options.recordCompression == "zstd") {
+        bag.compression = qorROS2::bag::McapCompression::zstd;
+    } else if (options.recordCompression == "lz4") {
+        bag.compression = qorROS2::bag::McapCompression::lz4;
+    }
+    bag.metadataVersion = options.recordVersion;
+    auto recorder = std::make_shared<qorDemo::DemoRecorder>(options.recordDirectory, bag,
+                                                            options.recordSimulatedTime);
+    qorROS2::observePublications(recorder);
+    return recorder;
+}
+
 int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& overrides) {
+    // Before any publisher is made, so that every topic is in the bag from its first message.
+    const std::shared_ptr<qorDemo::DemoRecorder> recorder = startRecording(options);
     // The settings are parameters of the node; -p and parameter files may change them before
     // the scene is built from them.
     qorDemo::DemoParameters parameters(options, overrides);
@@ -92,6 +115,12 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
         }
         // The steps of a step_simulation request are made at once, unpaced.
         const bool inRun = control.stepping();
+        if (recorder != nullptr) {
+            // A paced run keeps its pace and drops what the disk cannot take, as `bag record`
+            // never holds a publisher up; an unpaced run has no pace to keep, so it waits for
+            // the disk and records everything.
+            recorder->waitForWriter(pacing.asFastAsPossible || inRun);
+        }
         bridge.step();
         ran += bridge.time() - timeSeen;
         timeSeen = bridge.time();
@@ -116,6 +145,16 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
         status.update(current());
     }
     status.finish(current());
+    if (recorder != nullptr) {
+        qorROS2::observePublications(nullptr);
+        const bool recorded = recorder->finish(stderr);
+        std::printf("qor-ros2-demo: recorded %llu messages of %llu steps into %s\n",
+                    static_cast<unsigned long long>(recorder->written()),
+                    static_cast<unsigned long long>(steps), options.recordDirectory.c_str());
+        if (!recorded) {
+            return 1;
+        }
+    }
 
     if (!options.snapshotPath.empty()) {
         std::string error;

@@ -77,6 +77,7 @@ struct BagWriter::Impl {
 
     mutable std::mutex mutex;
     std::condition_variable wake;
+    std::condition_variable room;  // the writing thread took a message or stopped
     std::deque<QueuedItem> queue;
     std::size_t queuedBytes = 0;
     bool closing = false;
@@ -244,6 +245,38 @@ struct BagWriter::Impl {
         ++written;
     }
 
+    bool enqueue(const std::string& topicName, const std::uint8_t* data, std::size_t size,
+                 std::int64_t receiveTimeNs, std::int64_t sendTimeNs, bool waitForRoom) {
+        std::unique_lock<std::mutex> lock(mutex);
+        const auto found = topicIndex.find(topicName);
+        if (found == topicIndex.end()) {
+            throw BagError("Failed to write on topic '" + topicName +
+                           "'. Call create_topic() before first write.");
+        }
+        // A message larger than the whole queue would wait for ever: it is dropped either way.
+        if (waitForRoom && size <= options.queueBytes) {
+            room.wait(lock, [&] {
+                return closing || !error.empty() || size <= options.queueBytes - queuedBytes;
+            });
+        }
+        if (closing || !error.empty()) {
+            return false;
+        }
+        if (size > options.queueBytes - queuedBytes) {
+            ++drops[topicName];
+            return false;
+        }
+        QueuedItem item;
+        item.topic = found->second;
+        item.data.assign(data, data + size);
+        item.receiveTimeNs = receiveTimeNs;
+        item.sendTimeNs = sendTimeNs;
+        queuedBytes += size;
+        queue.push_back(std::move(item));
+        wake.notify_one();
+        return true;
+    }
+
     void run() {
         bool stopped = false;
         for (;;) {
@@ -258,6 +291,7 @@ struct BagWriter::Impl {
                 queue.pop_front();
                 queuedBytes -= item.data.size();
             }
+            room.notify_all();
             if (stopped) {
                 continue;
             }
@@ -268,9 +302,12 @@ struct BagWriter::Impl {
                     writeMessage(item);
                 }
             } catch (const std::exception& failure) {
-                std::lock_guard<std::mutex> lock(mutex);
-                error = failure.what();
-                stopped = true;
+                {
+                    std::lock_guard<std::mutex> lock(mutex);
+                    error = failure.what();
+                    stopped = true;
+                }
+                room.notify_all();
             }
         }
     }
@@ -349,28 +386,12 @@ void BagWriter::addTopic(const BagTopic& topic) {
 
 bool BagWriter::write(const std::string& topic, const std::uint8_t* data, std::size_t size,
                       std::int64_t receiveTimeNs, std::int64_t sendTimeNs) {
-    std::lock_guard<std::mutex> lock(m_impl->mutex);
-    const auto found = m_impl->topicIndex.find(topic);
-    if (found == m_impl->topicIndex.end()) {
-        throw BagError("Failed to write on topic '" + topic +
-                       "'. Call create_topic() before first write.");
-    }
-    if (m_impl->closing || !m_impl->error.empty()) {
-        return false;
-    }
-    if (size > m_impl->options.queueBytes - m_impl->queuedBytes) {
-        ++m_impl->drops[topic];
-        return false;
-    }
-    QueuedItem item;
-    item.topic = found->second;
-    item.data.assign(data, data + size);
-    item.receiveTimeNs = receiveTimeNs;
-    item.sendTimeNs = sendTimeNs;
-    m_impl->queuedBytes += size;
-    m_impl->queue.push_back(std::move(item));
-    m_impl->wake.notify_one();
-    return true;
+    return m_impl->enqueue(topic, data, size, receiveTimeNs, sendTimeNs, false);
+}
+
+bool BagWriter::writeWaiting(const std::string& topic, const std::uint8_t* data, std::size_t size,
+                             std::int64_t receiveTimeNs, std::int64_t sendTimeNs) {
+    return m_impl->enqueue(topic, data, size, receiveTimeNs, sendTimeNs, true);
 }
 
 void BagWriter::close() {
@@ -384,6 +405,7 @@ void BagWriter::close() {
         impl.closed = true;
     }
     impl.wake.notify_all();
+    impl.room.notify_all();
     if (impl.thread.joinable()) {
         impl.thread.join();
     }
@@ -435,6 +457,19 @@ const std::string& BagWriter::directory() const {
 BagMetadata BagWriter::metadata() const {
     std::lock_guard<std::mutex> lock(m_impl->mutex);
     return m_impl->finishedMetadata();
+}
+
+std::string lostMessagesText(const std::map<std::string, std::uint64_t>& dropped) {
+    if (dropped.empty()) {
+        return std::string();
+    }
+    std::string text = "Cache buffers lost messages per topic: ";
+    std::uint64_t total = 0;
+    for (const auto& [topic, count] : dropped) {
+        text += "\n\t" + topic + ": " + std::to_string(count);
+        total += count;
+    }
+    return text + "\nTotal lost: " + std::to_string(total);
 }
 
 }  // namespace qorROS2::bag

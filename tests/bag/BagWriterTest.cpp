@@ -389,6 +389,61 @@ TEST(BagWriter, DropsWhatDoesNotFitTheQueueAndCountsItPerTopic) {
     EXPECT_THROW(writer.write("/nobody", small.data(), small.size(), 0, 0), BagError);
 }
 
+// The writing thread is held in the split that the second message starts (it came more than
+// the duration limit after the first), so that the queue stays as full as the test makes it.
+TEST(BagWriter, WriteWaitingWaitsForRoomInsteadOfDropping) {
+    ScratchBag bag("writer_waits");
+    std::promise<void> inSplit;
+    std::future<void> splitting = inSplit.get_future();
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    BagWriterOptions options;
+    options.maxBagDurationSeconds = 1;
+    options.queueBytes = 250;
+    options.onSplit = [&inSplit, released](const BagSplit&) {
+        inSplit.set_value();
+        released.wait();
+    };
+    BagWriter writer(bag.path(), options);
+    writer.addTopic(jointStates());
+    const Bytes bytes = payload(200, 3);
+    ASSERT_TRUE(writer.write("/joint_states", bytes.data(), bytes.size(), kStart, kStart));
+    const std::int64_t later = kStart + 2'000'000'000;
+    // Two do not fit: this one waits until the writing thread has taken the first.
+    ASSERT_TRUE(writer.writeWaiting("/joint_states", bytes.data(), bytes.size(), later, later));
+    if (splitting.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+        release.set_value();
+        FAIL() << "the writer never split";
+    }
+    // The queue holds one message of 200 bytes now; a second does not fit in 250.
+    ASSERT_TRUE(writer.write("/joint_states", bytes.data(), bytes.size(), later, later));
+    auto waiting = std::async(std::launch::async, [&] {
+        return writer.writeWaiting("/joint_states", bytes.data(), bytes.size(), later, later);
+    });
+    const bool returnedEarly =
+        waiting.wait_for(std::chrono::milliseconds(200)) == std::future_status::ready;
+    // One larger than the whole queue would never fit: dropped at once, not waited for.
+    const Bytes huge = payload(300, 4);
+    const bool hugeQueued =
+        writer.writeWaiting("/joint_states", huge.data(), huge.size(), later, later);
+    release.set_value();
+    EXPECT_FALSE(returnedEarly) << "writeWaiting returned while the queue was full";
+    EXPECT_TRUE(waiting.get());
+    EXPECT_FALSE(hugeQueued);
+    writer.close();
+    const auto dropped = writer.dropped();
+    ASSERT_EQ(dropped.size(), 1u);
+    EXPECT_EQ(dropped.at("/joint_states"), 1u);
+    EXPECT_EQ(readBagMetadata(bag.path()).messageCount, 4u);
+}
+
+TEST(BagWriter, LostMessagesAreToldPerTopicWithTheirTotal) {
+    EXPECT_EQ(lostMessagesText({}), "");
+    EXPECT_EQ(lostMessagesText({{"/camera/image_raw", 3}, {"/clock", 1}}),
+              "Cache buffers lost messages per topic: \n\t/camera/image_raw: 3\n\t/clock: 1\n"
+              "Total lost: 4");
+}
+
 // The file size limit stands in for a full disk, in a child that ignores SIGXFSZ so that the
 // write fails with EFBIG instead of killing it.
 TEST(BagWriter, AFullDiskStopsWritingWithOneErrorAndLeavesReadableFiles) {

@@ -77,19 +77,6 @@ std::string defaultBagName() {
     return name;
 }
 
-// rclpy's rule, which rosbag2 follows: a name with a token that starts with '_' is hidden.
-bool isHidden(const std::string& topic) {
-    std::size_t start = 0;
-    while (start < topic.size()) {
-        const std::size_t end = std::min(topic.find('/', start), topic.size());
-        if (end > start && topic[start] == '_') {
-            return true;
-        }
-        start = end + 1;
-    }
-    return false;
-}
-
 // What the recorder needs to know of a topic now.
 struct SeenTopic {
     std::vector<std::string> types;         // of every endpoint, sorted, without repeats
@@ -279,7 +266,7 @@ class BagRecordVerb : public Verb {
             }
             return false;
         }
-        if (!m_includeHidden && isHidden(name)) {
+        if (!m_includeHidden && qorROS2::isHiddenTopicName(name)) {
             if (!m_hiddenWarned) {
                 m_hiddenWarned = true;
                 transportWarning(
@@ -410,16 +397,9 @@ class BagRecordVerb : public Verb {
             logLine("ERROR", "rosbag2_cpp", error.what());
             failed = true;
         }
-        const auto dropped = m_writer->dropped();
-        if (!dropped.empty()) {
-            std::string text = "Cache buffers lost messages per topic: ";
-            std::uint64_t total = 0;
-            for (const auto& [topic, count] : dropped) {
-                text += "\n\t" + topic + ": " + std::to_string(count);
-                total += count;
-            }
-            text += "\nTotal lost: " + std::to_string(total);
-            logLine("WARN", "rosbag2_cpp", text);
+        const std::string lost = qorROS2::bag::lostMessagesText(m_writer->dropped());
+        if (!lost.empty()) {
+            logLine("WARN", "rosbag2_cpp", lost);
         }
         recorderInfo("Recording stopped");
         return failed;

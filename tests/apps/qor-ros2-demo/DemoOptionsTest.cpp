@@ -104,6 +104,32 @@ TEST(DemoOptions, TheArmsFramesArePublishedUnlessNoTfOrAnotherScene) {
     EXPECT_FALSE(parseDemoOptions({"--scene", QOR_DEMO_DEFAULT_SCENE}, kNoVariables).publishTf);
 }
 
+TEST(DemoOptions, ARecordingTakesItsDirectoryAndTheBagsLayoutAndIsInTheUsage) {
+    const auto none = parseDemoOptions({}, kNoVariables);
+    EXPECT_EQ(none.recordDirectory, "");
+    EXPECT_EQ(none.recordCompression, "");
+    EXPECT_EQ(none.recordVersion, 5);
+    EXPECT_FALSE(none.sensorsUnsubscribed);
+    EXPECT_FALSE(none.recordSimulatedTime);
+    const auto humble = parseDemoOptions({"--record", "run1"}, kNoVariables);
+    EXPECT_EQ(humble.recordDirectory, "run1");
+    EXPECT_EQ(humble.recordCompression, "");
+    EXPECT_EQ(humble.recordVersion, 5);
+    // The recording reads the sensors, which otherwise wait for a subscriber.
+    EXPECT_TRUE(humble.sensorsUnsubscribed);
+    const auto jazzy = parseDemoOptions({"--record", "run2", "--compression-format", "lz4",
+                                         "--rosbag2-version", "9", "--use-sim-time"},
+                                        kNoVariables);
+    EXPECT_EQ(jazzy.recordDirectory, "run2");
+    EXPECT_EQ(jazzy.recordCompression, "lz4");
+    EXPECT_EQ(jazzy.recordVersion, 9);
+    EXPECT_TRUE(jazzy.recordSimulatedTime);
+    EXPECT_NE(qorDemo::demoUsage().find("  --record DIR          record every topic the demo "
+                                        "publishes into the bag DIR\n"),
+              std::string::npos)
+        << qorDemo::demoUsage();
+}
+
 TEST(DemoOptions, HelpNeedsNoSceneFile) {
     EXPECT_TRUE(parseDemoOptions({"--scene", "/nonexistent.xml", "-h"}, kNoVariables).help);
     EXPECT_TRUE(parseDemoOptions({"--help"}, kNoVariables).help);
@@ -136,6 +162,19 @@ TEST(DemoOptions, MistakesAreNamed) {
          "--snapshot writes PNG only: '" + ::testing::TempDir() + "' does not end in .png"},
         {{"--snapshot", "shot.png", "--camera-rate", "0"},
          "--snapshot needs the camera, which --camera-rate 0 turns off"},
+        {{"--record"}, "--record needs a value"},
+        {{"--record", ""}, "--record needs a directory name"},
+        {{"--record", ::testing::TempDir()},
+         "--record: the directory '" + ::testing::TempDir() + "' already exists"},
+        {{"--record", "bag", "--compression-format", "gzip"},
+         "--compression-format expects zstd or lz4, got 'gzip'"},
+        {{"--record", "bag", "--rosbag2-version", "8"},
+         "--rosbag2-version expects 5 or 9, got '8'"},
+        {{"--compression-format", "zstd"},
+         "--compression-format applies to the bag of --record, which is not given"},
+        {{"--rosbag2-version", "9"},
+         "--rosbag2-version applies to the bag of --record, which is not given"},
+        {{"--use-sim-time"}, "--use-sim-time applies to the bag of --record, which is not given"},
     };
     for (const Mistake& mistake : mistakes) {
         try {

@@ -133,7 +133,8 @@ const std::set<std::string> kNodeIdentityFunctions = {
     "qorROS2::nodeIdentity",           "qorROS2::setNodeIdentity",
     "qorROS2::validNodeName",          "qorROS2::applyRosArguments",
     "qorROS2::NodeIdentity::fullName", "qorROS2::DiscoveredNode::fullName",
-    "qorROS2::resolveTopicName",       "qorROS2::resolveServiceName"};
+    "qorROS2::resolveTopicName",       "qorROS2::resolveServiceName",
+    "qorROS2::isHiddenTopicName"};
 
 // The name without its parameters and without the ABI tag of a function returning a string.
 std::string withoutParameters(const std::string& name) {
@@ -172,6 +173,14 @@ const std::set<std::string> kQosAndEnvironmentFunctions = {
     "qorROS2::RosEnvironmentOnce::get"};
 
 // What action servers and clients share, without their parameter lists.
+// What lets a process see its own publications, without their parameter lists.
+const std::set<std::string> kObserverFunctions = {"qorROS2::observePublications",
+                                                  "qorROS2::publicationObserver"};
+
+TEST(TransportSymbols, PublicationObserverFunctionsAreExported) {
+    EXPECT_EQ(exportedAmong(kObserverFunctions), kObserverFunctions);
+}
+
 const std::set<std::string> kActionFunctions = {"qorROS2::goalStatusName", "qorROS2::goalIdText",
                                                 "qorROS2::actionEndpointNames",
                                                 "qorROS2::knownActionTypeHashes"};
@@ -197,6 +206,7 @@ TEST(TransportSymbols, NothingButEndpointsTopicDiscoveryAndNodeIdentityIsExporte
             kNodeIdentityFunctions.count(withoutParameters(name)) != 0 ||
             kQosAndEnvironmentFunctions.count(withoutParameters(name)) != 0 ||
             kActionFunctions.count(withoutParameters(name)) != 0 ||
+            kObserverFunctions.count(withoutParameters(name)) != 0 ||
             name == "qorROS2::rosDomainId(char const*)" ||
             name.rfind("qorROS2::knownServiceTypeHashes(", 0) == 0 ||
             name == "qorROS2::rosDomainIdFromEnvironment()";

@@ -268,4 +268,15 @@ TEST_F(RosNames, PublishersAndSubscribersUseTheResolvedNames) {
     EXPECT_EQ(rawPublisher.matchedSubscriptions(), 1U);
 }
 
+// rclpy's rule, which ros2 bag record follows: any token that starts with '_' hides the name.
+TEST(HiddenTopicNames, AnyTokenStartingWithAnUnderscoreHidesTheName) {
+    EXPECT_TRUE(isHiddenTopicName("/_hidden"));
+    EXPECT_TRUE(isHiddenTopicName("/simulate_steps/_action/feedback"));
+    EXPECT_TRUE(isHiddenTopicName("/a/b/_c"));
+    EXPECT_FALSE(isHiddenTopicName("/joint_states"));
+    EXPECT_FALSE(isHiddenTopicName("/camera_/image_raw"));
+    EXPECT_FALSE(isHiddenTopicName("/"));
+    EXPECT_FALSE(isHiddenTopicName(""));
+}
+
 }  // namespace

@@ -22,4 +22,8 @@ QORNTROS2_EXPORT std::string resolveTopicName(const std::string& name);
 /// for topics only ("rostopic://...") are skipped and those for services only are not.
 QORNTROS2_EXPORT std::string resolveServiceName(const std::string& name);
 
+/// Whether the topic `name` is hidden by rclpy's rule, which the ros2 tools and rosbag2 follow:
+/// one of its tokens starts with '_' ("/simulate_steps/_action/feedback").
+QORNTROS2_EXPORT bool isHiddenTopicName(const std::string& name);
+
 }  // namespace qorROS2

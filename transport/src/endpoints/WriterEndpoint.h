@@ -10,6 +10,7 @@
 #include <string>
 
 #include "endpoints/LeasedEndpoint.h"
+#include "endpoints/ObservedPublisher.h"
 #include "endpoints/SampleIdentity.h"
 #include "endpoints/WireSample.h"
 
@@ -65,12 +66,18 @@ class WriterEndpoint : public LeasedEndpoint {
     /// The subscriptions found so far whose QoS cannot match this writer's.
     std::uint64_t incompatibleSubscriptions() const { return m_incompatible.count(); }
 
+    /// The observer a typed publisher shows its samples to; null when none was installed as it
+    /// was made.
+    ObservedPublisher* observed() const { return m_observed.get(); }
+    void observe(std::unique_ptr<ObservedPublisher> observed) { m_observed = std::move(observed); }
+
   private:
     class Listener;
 
     void create(const QOS& qos);
 
     std::unique_ptr<Listener> m_listener;
+    std::unique_ptr<ObservedPublisher> m_observed;
     eprosima::fastdds::dds::Publisher* m_publisher = nullptr;
     eprosima::fastdds::dds::DataWriter* m_writer = nullptr;
 };

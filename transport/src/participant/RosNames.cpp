@@ -1,5 +1,7 @@
 #include "qorROS2/RosNames.h"
 
+#include <algorithm>
+
 #include "common/TopicName.h"
 #include "participant/RemapRules.h"
 #include "qorROS2/NodeIdentity.h"
@@ -32,6 +34,18 @@ std::string resolveTopicName(const std::string& name) {
 
 std::string resolveServiceName(const std::string& name) {
     return resolveName(name, NameKind::Service);
+}
+
+bool isHiddenTopicName(const std::string& name) {
+    std::size_t start = 0;
+    while (start < name.size()) {
+        const std::size_t end = std::min(name.find('/', start), name.size());
+        if (end > start && name[start] == '_') {
+            return true;
+        }
+        start = end + 1;
+    }
+    return false;
 }
 
 }  // namespace qorROS2

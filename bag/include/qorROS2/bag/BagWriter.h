@@ -83,6 +83,11 @@ class QORBAG_EXPORT BagWriter {
     /// or writing has stopped on an error or a close. Throws BagError for a topic never added.
     bool write(const std::string& topic, const std::uint8_t* data, std::size_t size,
                std::int64_t receiveTimeNs, std::int64_t sendTimeNs);
+    /// As write(), but a full queue holds the caller up until the writing thread has made room,
+    /// for a producer that would rather slow down than lose messages. A message larger than the
+    /// whole queue is still dropped and counted, as it would never fit.
+    bool writeWaiting(const std::string& topic, const std::uint8_t* data, std::size_t size,
+                      std::int64_t receiveTimeNs, std::int64_t sendTimeNs);
     /// Writes what is queued, closes the last file and writes metadata.yaml. Throws BagError
     /// once with the write error that stopped writing, if any; the files stay readable up to
     /// it. Calling it again does nothing.
@@ -103,5 +108,10 @@ class QORBAG_EXPORT BagWriter {
     struct Impl;
     std::unique_ptr<Impl> m_impl;
 };
+
+/// rosbag2's warning at the end of a recording that lost messages, without its log prefix:
+/// "Cache buffers lost messages per topic: \n\t/topic: N...\nTotal lost: N"; "" when `dropped`
+/// (as BagWriter::dropped() gives it) holds none.
+QORBAG_EXPORT std::string lostMessagesText(const std::map<std::string, std::uint64_t>& dropped);
 
 }  // namespace qorROS2::bag
