@@ -65,12 +65,16 @@ struct DemoOptions {
     unsigned int lidarColumns = 1024;  ///< beams side by side
     double lidarRate = 10.0;           ///< scans per simulated second; 0 turns the lidar off
     SensorReliability sensorQos = SensorReliability::RELIABLE;  ///< camera and lidar topics
-    std::string robotDescriptionPath;  ///< URDF published on /robot_description; empty: none
-    std::string snapshotPath;          ///< where to write the last camera image as PNG
-    bool designConventions = false;    ///< infos and clouds as the converters make them
-    bool publishTf = true;             ///< the arm's frames on /tf and /tf_static
-    bool startPaused = false;          ///< start in STATE_PAUSED, stepped by step_simulation
-    bool help = false;                 ///< print the usage and stop
+    std::string robotDescriptionPath;      ///< URDF published on /robot_description; empty: none
+    std::string snapshotPath;              ///< where to write the last camera image as PNG
+    bool designConventions = false;        ///< infos and clouds as the converters make them
+    bool publishTf = true;                 ///< the arm's frames on /tf and /tf_static
+    bool startPaused = false;              ///< start in STATE_PAUSED, stepped by step_simulation
+    bool web = false;                      ///< serve the topics to web clients (Foxglove) too
+    std::uint16_t webPort = 8765;          ///< TCP port of the web view; 0: any free port
+    std::string webAddress = "127.0.0.1";  ///< address the web view listens on
+    std::string webToken;                  ///< token every web client must give; empty: none
+    bool help = false;                     ///< print the usage and stop
 };
 
 /// Reads the command line (without the program name) and the domain of `environment`.

@@ -5,14 +5,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "DemoBridge.h"
 #include "DemoOptions.h"
 #include "DemoParameters.h"
+#include "DemoWebFeed.h"
 #include "ParameterArguments.h"
 #include "StartupText.h"
 #include "StatusLine.h"
@@ -29,6 +32,24 @@ void requestStop(int /*signal*/) {
     g_stopRequested = 1;
 }
 
+// Serves the demo's topics to web clients as --web asks, and says where.
+std::unique_ptr<qorDemo::DemoWebFeed> startWebFeed(const qorDemo::DemoOptions& options,
+                                                   const qorDemo::DemoBridge& bridge) {
+    qorROS2::web::ServerOptions server;
+    server.address = options.webAddress;
+    server.port = options.webPort;
+    server.name = "qor-ros2-demo";
+    server.metadata = {{"ROS_DOMAIN_ID", std::to_string(options.domainId)}};
+    server.token = options.webToken;
+    auto web = std::make_unique<qorDemo::DemoWebFeed>(bridge.topics(), options.domainId,
+                                                      std::move(server));
+    const bool v6 = options.webAddress.find(':') != std::string::npos;
+    std::printf("Serving the demo's topics to Foxglove on ws://%s%s%s:%u%s\n", v6 ? "[" : "",
+                options.webAddress.c_str(), v6 ? "]" : "", static_cast<unsigned>(web->port()),
+                options.webToken.empty() ? "" : " (with ?token=...)");
+    return web;
+}
+
 int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& overrides) {
     // The settings are parameters of the node; -p and parameter files may change them before
     // the scene is built from them.
@@ -39,6 +60,10 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
     std::printf("%s", qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics(),
                                            options.robotDescriptionPath)
                           .c_str());
+    std::unique_ptr<qorDemo::DemoWebFeed> web;
+    if (options.web) {
+        web = startWebFeed(options, bridge);
+    }
     std::fflush(stdout);
 
     qorDemo::StatusLine status(stdout);
@@ -71,6 +96,9 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
                                bridge.incompatibleSubscriptions()};
     };
     while (g_stopRequested == 0 && (options.duration <= 0.0 || ran < options.duration)) {
+        if (web) {
+            web->setTime(bridge.time());
+        }
         // Requests are answered between steps: a changed setting applies from the next one.
         control.handleRequests();
         bridge.entities().handleRequests();
