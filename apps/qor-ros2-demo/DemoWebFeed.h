@@ -48,6 +48,9 @@ class DemoWebFeed {
     /// second.
     void setTime(double seconds);
 
+    /// The server, for its clients' statistics.
+    const qorROS2::web::FoxgloveServer& server() const { return *m_server; }
+
     /// Samples handed to the server so far, over all channels.
     std::uint64_t samplesServed() const { return m_samplesServed.load(); }
 
