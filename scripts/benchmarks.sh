@@ -21,12 +21,13 @@ declare -A runs=(
   [qorPhysicsBenchmark]="$bench/platform/qorPhysicsBenchmark ${google_benchmark[*]}"
   [qorStepBridgeBenchmark]="$bench/bridge/qorStepBridgeBenchmark ${google_benchmark[*]}"
   [qorDemoBenchmark]="$bench/demo/qorDemoBenchmark ${google_benchmark[*]}"
+  [qorDemoWebBenchmark]="$bench/demo/qorDemoWebBenchmark"
   [qorTransportLatencyBenchmark]="$bench/crossprocess/qorTransportLatencyBenchmark --repetitions 3"
   [qorTransportThroughputBenchmark]="$bench/crossprocess/qorTransportThroughputBenchmark --repetitions 3"
   [qor_lockstep_benchmark]="$bench/simulationcontrol/qor_lockstep_benchmark"
 )
 order=(qorCodecBenchmark qorConverterBenchmark qorPhysicsBenchmark qorStepBridgeBenchmark
-       qorDemoBenchmark qorTransportLatencyBenchmark qorTransportThroughputBenchmark
+       qorDemoBenchmark qorDemoWebBenchmark qorTransportLatencyBenchmark qorTransportThroughputBenchmark
        qor_lockstep_benchmark)
 selected=("$@")
 [ ${#selected[@]} -gt 0 ] || selected=("${order[@]}")
