@@ -32,7 +32,7 @@ void requestStop(int /*signal*/) {
     g_stopRequested = 1;
 }
 
-// Serves the demo's topics to web clients as --web asks, and says where.
+// Serves the demo's topics to web clients as --web asks. An address that is none is a usage error.
 std::unique_ptr<qorDemo::DemoWebFeed> startWebFeed(const qorDemo::DemoOptions& options,
                                                    const qorDemo::DemoBridge& bridge) {
     qorROS2::web::ServerOptions server;
@@ -41,13 +41,20 @@ std::unique_ptr<qorDemo::DemoWebFeed> startWebFeed(const qorDemo::DemoOptions& o
     server.name = "qor-ros2-demo";
     server.metadata = {{"ROS_DOMAIN_ID", std::to_string(options.domainId)}};
     server.token = options.webToken;
-    auto web = std::make_unique<qorDemo::DemoWebFeed>(bridge.topics(), options.domainId,
+    try {
+        return std::make_unique<qorDemo::DemoWebFeed>(bridge.topics(), options.domainId,
                                                       std::move(server));
+    } catch (const std::invalid_argument& error) {
+        throw qorDemo::UsageError(std::string("--web-address: ") + error.what());
+    }
+}
+
+// Where the web view is, after the startup text.
+void printWebAddress(const qorDemo::DemoOptions& options, const qorDemo::DemoWebFeed& web) {
     const bool v6 = options.webAddress.find(':') != std::string::npos;
     std::printf("Serving the demo's topics to Foxglove on ws://%s%s%s:%u%s\n", v6 ? "[" : "",
-                options.webAddress.c_str(), v6 ? "]" : "", static_cast<unsigned>(web->port()),
+                options.webAddress.c_str(), v6 ? "]" : "", static_cast<unsigned>(web.port()),
                 options.webToken.empty() ? "" : " (with ?token=...)");
-    return web;
 }
 
 int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& overrides) {
@@ -57,12 +64,16 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
     qorDemo::DemoBridge bridge(options);
     qorDemo::Pacing pacing{options.rateFactor, options.asFastAsPossible};
     parameters.bind(bridge, pacing);
-    std::printf("%s", qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics(),
-                                           options.robotDescriptionPath)
-                          .c_str());
+    // Started first: an address or port it cannot have ends the demo before it says anything.
     std::unique_ptr<qorDemo::DemoWebFeed> web;
     if (options.web) {
         web = startWebFeed(options, bridge);
+    }
+    std::printf("%s", qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics(),
+                                           options.robotDescriptionPath)
+                          .c_str());
+    if (web) {
+        printWebAddress(options, *web);
     }
     std::fflush(stdout);
 

@@ -122,6 +122,31 @@ TEST(DemoWeb, AFoxgloveClientSeesTheTopicsDecodesTheirFramesAndMovesTheArm) {
     EXPECT_TRUE(lineStartingWith(client, "close ")) << client.output();
 }
 
+TEST(DemoWeb, AnAddressOrPortTheServerCannotHaveEndsTheDemoBeforeItStarts) {
+    const qorTest::ChildProcess::Options options{
+        qorTest::ChildProcess::SEPARATE, {"ROS_DOMAIN_ID=" + std::to_string(kDomain)}, {}};
+    const auto notAnAddress = qorTest::runToCompletion(
+        {QOR_DEMO, "--web", "0", "--web-address", "localhost.example", "--duration", "0.1"},
+        options, qorTest::kDeliveryDeadline);
+    EXPECT_EQ(notAnAddress.exitCode, 2) << notAnAddress.errors;
+    EXPECT_EQ(notAnAddress.errors,
+              "qor-ros2-demo: --web-address: web server: 'localhost.example' is not an IP "
+              "address (such as 127.0.0.1 or ::1)\n");
+    EXPECT_EQ(notAnAddress.output, "");
+
+    // A port this test holds.
+    qorROS2::web::ServerOptions holder;
+    holder.port = 0;
+    const qorROS2::web::FoxgloveServer taken(holder);
+    const std::string port = std::to_string(taken.port());
+    const auto busy = qorTest::runToCompletion({QOR_DEMO, "--web", port, "--duration", "0.1"},
+                                               options, qorTest::kDeliveryDeadline);
+    EXPECT_EQ(busy.exitCode, 1) << busy.errors;
+    EXPECT_EQ(busy.errors, "qor-ros2-demo: web server: cannot listen on 127.0.0.1 port " + port +
+                               ": Address already in use\n");
+    EXPECT_EQ(busy.output, "");
+}
+
 TEST(DemoWeb, AClientThatStopsReadingMissesFramesAndHoldsUpNoStep) {
     qorDemo::DemoOptions options = qorDemoTest::smallDemo(kDomain, 640, 480);
     options.cameraRate = 100.0;
