@@ -106,6 +106,16 @@ TEST(DemoWeb, AFoxgloveClientSeesTheTopicsDecodesTheirFramesAndMovesTheArm) {
     EXPECT_GT(std::abs(*positionOf(decodedOf(*first), "elbow") - 0.8), 0.1)
         << "the elbow was there before the command: " << *first;
 
+    // A topic the demo does not read is refused with the one it does.
+    auto stranger = qorWebTest::startFoxgloveClient(qorWebTest::localUrl(port),
+                                                    {"--publish-hex", "/elsewhere", "00010000"});
+    const auto refused = lineStartingWith(stranger, "status ");
+    ASSERT_TRUE(refused) << stranger.output();
+    EXPECT_NE(refused->find("the demo reads no topic /elsewhere; clients may publish on "
+                            "/joint_commands (sensor_msgs/msg/JointState)"),
+              std::string::npos)
+        << *refused;
+
     // The simulation time goes on.
     const auto firstTime = lineStartingWith(client, "time ");
     ASSERT_TRUE(firstTime) << client.output();
