@@ -106,18 +106,23 @@ class WebReader {
     }
 
   private:
+    // Reads each message into one buffer that is kept, as a client that shows frames would,
+    // rather than into a new string each time.
     void run() {
-        for (auto frame = m_socket.read(); !frame.closed; frame = m_socket.read()) {
+        boost::beast::flat_buffer buffer;
+        boost::beast::error_code error;
+        for (m_socket.stream().read(buffer, error); !error; m_socket.stream().read(buffer, error)) {
             const std::int64_t arrived = nowNs();
-            if (frame.text || frame.data.size() < 13 || frame.data[0] != 1) {
-                continue;
+            const auto* bytes = static_cast<const char*>(buffer.data().data());
+            if (!m_socket.stream().got_text() && buffer.size() >= 13 && bytes[0] == 1) {
+                std::uint32_t subscription = 0;
+                std::int64_t logTime = 0;
+                std::memcpy(&subscription, bytes + 1, sizeof subscription);
+                std::memcpy(&logTime, bytes + 5, sizeof logTime);
+                m_latencies[m_topics[subscription]].push_back(
+                    static_cast<double>(arrived - logTime) / 1e6);
             }
-            std::uint32_t subscription = 0;
-            std::int64_t logTime = 0;
-            std::memcpy(&subscription, frame.data.data() + 1, sizeof subscription);
-            std::memcpy(&logTime, frame.data.data() + 5, sizeof logTime);
-            m_latencies[m_topics[subscription]].push_back(static_cast<double>(arrived - logTime) /
-                                                          1e6);
+            buffer.consume(buffer.size());
         }
     }
 
