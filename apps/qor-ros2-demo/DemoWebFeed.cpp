@@ -27,7 +27,7 @@ std::string typeHashOf(const std::string& type) {
 
 DemoWebFeed::DemoWebFeed(const std::vector<DemoTopic>& topics, std::int8_t domainId,
                          qorROS2::web::ServerOptions options)
-    : m_domainId(domainId), m_timeNs(kNoTime) {
+    : m_domainId(domainId), m_servesPage(!options.staticDirectory.empty()), m_timeNs(kNoTime) {
     options.onClientMessage = [this](const qorROS2::web::ClientMessage& message) {
         publishFromClient(message);
     };

@@ -48,6 +48,9 @@ class DemoWebFeed {
     /// second.
     void setTime(double seconds);
 
+    /// Whether the server has a folder of static files to serve over HTTP.
+    bool servesPage() const { return m_servesPage; }
+
     /// The server, for its clients' statistics.
     const qorROS2::web::FoxgloveServer& server() const { return *m_server; }
 
@@ -68,6 +71,7 @@ class DemoWebFeed {
     void wake(bool subscriptionsChanged);
 
     std::int8_t m_domainId;
+    bool m_servesPage;
     std::vector<DemoTopic> m_read;  ///< the topics the demo reads, which clients may publish on
     std::vector<Served> m_served;   ///< used by the feed's thread only, once it runs
     std::atomic<std::int64_t> m_timeNs{-1};

@@ -23,6 +23,7 @@
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/ROS2RosoutPublisher.h"
 #include "qorROS2/ROS2SimulationControlServer.h"
+#include "qorROS2/web/BundledPage.h"
 
 namespace {
 
@@ -41,6 +42,8 @@ std::unique_ptr<qorDemo::DemoWebFeed> startWebFeed(const qorDemo::DemoOptions& o
     server.name = "qor-ros2-demo";
     server.metadata = {{"ROS_DOMAIN_ID", std::to_string(options.domainId)}};
     server.token = options.webToken;
+    // The page qor-ros2 bridge web serves: a browser pointed at the address shows the demo.
+    server.staticDirectory = qorROS2::web::bundledPageDirectory();
     try {
         return std::make_unique<qorDemo::DemoWebFeed>(bridge.topics(), options.domainId,
                                                       std::move(server));
@@ -49,12 +52,22 @@ std::unique_ptr<qorDemo::DemoWebFeed> startWebFeed(const qorDemo::DemoOptions& o
     }
 }
 
-// Where the web view is, after the startup text.
+// Where the web view is, after the startup text, and its page if there is one.
 void printWebAddress(const qorDemo::DemoOptions& options, const qorDemo::DemoWebFeed& web) {
     const bool v6 = options.webAddress.find(':') != std::string::npos;
-    std::printf("Serving the demo's topics to Foxglove on ws://%s%s%s:%u%s\n", v6 ? "[" : "",
-                options.webAddress.c_str(), v6 ? "]" : "", static_cast<unsigned>(web.port()),
+    const std::string host = v6 ? "[" + options.webAddress + "]" : options.webAddress;
+    const auto port = static_cast<unsigned>(web.port());
+    std::printf("Serving the demo's topics to Foxglove on ws://%s:%u%s\n", host.c_str(), port,
                 options.webToken.empty() ? "" : " (with ?token=...)");
+    if (web.servesPage()) {
+        std::printf("Live view in a browser: http://%s:%u/%s\n", host.c_str(), port,
+                    options.webToken.empty() ? "" : "?token=...");
+    } else {
+        std::fflush(stdout);  // the warning comes after the address it is about
+        std::fprintf(stderr,
+                     "warning: the demo finds no page of its own (share/qorROS2/web above this "
+                     "program): browsers get 404, Foxglove still connects\n");
+    }
 }
 
 int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& overrides) {

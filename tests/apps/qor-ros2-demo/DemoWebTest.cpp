@@ -53,6 +53,14 @@ TEST(DemoWeb, AFoxgloveClientSeesTheTopicsDecodesTheirFramesAndMovesTheArm) {
     const auto line = lineStartingWith(demo, serving);
     ASSERT_TRUE(line) << demo.output();
     const auto port = static_cast<std::uint16_t>(std::stoul(line->substr(serving.size())));
+    // The live view's own page, as qor-ros2 bridge web serves it.
+    EXPECT_TRUE(
+        demo.waitForLine("Live view in a browser: http://127.0.0.1:" + std::to_string(port) + "/",
+                         qorTest::kDeliveryDeadline))
+        << demo.output();
+    const auto page = qorWebTest::httpRequest(port, "/");
+    EXPECT_EQ(page.status, 200u);
+    EXPECT_NE(page.body.find("<html"), std::string::npos) << page.body;
 
     auto client = qorWebTest::startFoxgloveClient(
         qorWebTest::localUrl(port),
