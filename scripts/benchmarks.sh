@@ -23,6 +23,7 @@ declare -A runs=(
   [qorDemoBenchmark]="$bench/demo/qorDemoBenchmark ${google_benchmark[*]} --benchmark_filter=-demoRecord"
   # What --record costs the demo at --fast: real-time factors without and with it, and their ratio.
   [qorDemoRecordBenchmark]="$bench/demo/qorDemoBenchmark --benchmark_filter=demoRecordRealTimeFactor --benchmark_enable_random_interleaving=true"
+  [qorDemoWebBenchmark]="$bench/demo/qorDemoWebBenchmark"
   [qorTransportLatencyBenchmark]="$bench/crossprocess/qorTransportLatencyBenchmark --repetitions 3"
   [qorTransportThroughputBenchmark]="$bench/crossprocess/qorTransportThroughputBenchmark --repetitions 3"
   [qor_lockstep_benchmark]="$bench/simulationcontrol/qor_lockstep_benchmark"
@@ -31,7 +32,7 @@ declare -A runs=(
   [qorBagRecordStreamBenchmark]="env -C build/default bench/bag/qorBagRecordStreamBenchmark"
 )
 order=(qorCodecBenchmark qorConverterBenchmark qorPhysicsBenchmark qorStepBridgeBenchmark
-       qorDemoBenchmark qorDemoRecordBenchmark qorTransportLatencyBenchmark
+       qorDemoBenchmark qorDemoRecordBenchmark qorDemoWebBenchmark qorTransportLatencyBenchmark
        qorTransportThroughputBenchmark qor_lockstep_benchmark qorBagWriteBenchmark
        qorBagRecordStreamBenchmark)
 selected=("$@")

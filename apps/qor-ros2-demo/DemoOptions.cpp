@@ -70,6 +70,15 @@ SensorReliability parseSensorQos(const std::string& text) {
     throw UsageError("--sensor-qos expects reliable or best_effort, got '" + text + "'");
 }
 
+// A TCP port: a whole number from 0 to 65535.
+std::uint16_t parsePort(const std::string& flag, const std::string& text) {
+    const double value = parseNumber(flag, text);
+    if (value < 0.0 || value > 65535.0 || std::floor(value) != value) {
+        throw UsageError(flag + " expects a port from 0 to 65535, got '" + text + "'");
+    }
+    return static_cast<std::uint16_t>(value);
+}
+
 std::int8_t domainOf(const qorROS2::RosEnvironment& environment) {
     try {
         return environment.domainId();
@@ -177,6 +186,17 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
         }
         options.snapshotPath = value;
     });
+    // --web takes its port only when one follows: "--web --fast" serves on the default port.
+    std::string webPort;
+    CLI::Option* web = line.add_option("--web", webPort)->expected(0, 1);
+    web->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    valued("--web-address", [&](const std::string& value) {
+        if (value.empty()) {
+            throw UsageError("--web-address needs an IP address");
+        }
+        options.webAddress = value;
+    });
+    valued("--web-token", [&](const std::string& value) { options.webToken = value; });
 
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
     try {
@@ -190,6 +210,15 @@ DemoOptions parseDemoOptions(const std::vector<std::string>& arguments,
     }
     if (!line.remaining().empty()) {
         throw UsageError("unknown option '" + line.remaining().front() + "' (see --help)");
+    }
+    options.web = web->count() > 0;
+    if (options.web && !webPort.empty()) {
+        options.webPort = parsePort("--web", webPort);
+    }
+    for (const char* flag : {"--web-address", "--web-token"}) {
+        if (!options.web && line.count(flag) > 0) {
+            throw UsageError(std::string(flag) + " needs --web");
+        }
     }
     if (!options.help && !std::ifstream(options.scenePath).good()) {
         throw UsageError("cannot read the scene file '" + options.scenePath + "'");
@@ -279,6 +308,14 @@ std::string demoUsage() {
             "  --no-tf               publish no /tf and /tf_static (robot_state_publisher\n"
             "                        publishes them from /joint_states instead); another\n"
             "                        scene than the bundled arm publishes none\n"
+            "  --web [PORT]          serve every topic live to Foxglove (or any client of its\n"
+            "                        WebSocket protocol) on ws://127.0.0.1:PORT (default 8765;\n"
+            "                        0: any free port, printed), and the live view's page at\n"
+            "                        http://127.0.0.1:PORT/; clients may publish joint commands\n"
+            "  --web-address ADDRESS address the web view listens on (default 127.0.0.1, this\n"
+            "                        machine only; 0.0.0.0 serves every network, with a warning)\n"
+            "  --web-token TOKEN     require this token from every web client: ?token=TOKEN in\n"
+            "                        the address or the header \"Authorization: Bearer TOKEN\"\n"
             "  --snapshot FILE.png   write a camera image of the final state to FILE.png\n"
             "  --record DIR          record every topic the demo publishes into the bag DIR\n"
             "                        (MCAP and metadata.yaml, as `qor-ros2 bag record -a`),\n"

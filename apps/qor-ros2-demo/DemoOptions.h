@@ -75,7 +75,11 @@ struct DemoOptions {
     int recordVersion = 5;             ///< metadata.yaml version of the bag: 5 or 9
     bool recordSimulatedTime = false;  ///< log the bag's messages at /clock's time, not the wall's
     bool sensorsUnsubscribed = false;  ///< the sensors work with nobody subscribed (--record)
-    bool help = false;                 ///< print the usage and stop
+    bool web = false;                  ///< serve the topics to web clients (Foxglove) too
+    std::uint16_t webPort = 8765;      ///< TCP port of the web view; 0: any free port
+    std::string webAddress = "127.0.0.1";  ///< address the web view listens on
+    std::string webToken;                  ///< token every web client must give; empty: none
+    bool help = false;                     ///< print the usage and stop
 };
 
 /// Reads the command line (without the program name) and the domain of `environment`.

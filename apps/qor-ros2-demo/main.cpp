@@ -9,12 +9,14 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "DemoBridge.h"
 #include "DemoOptions.h"
 #include "DemoParameters.h"
 #include "DemoRecorder.h"
+#include "DemoWebFeed.h"
 #include "ParameterArguments.h"
 #include "StartupText.h"
 #include "StatusLine.h"
@@ -23,6 +25,7 @@
 #include "qorROS2/PublicationObserver.h"
 #include "qorROS2/ROS2RosoutPublisher.h"
 #include "qorROS2/ROS2SimulationControlServer.h"
+#include "qorROS2/web/BundledPage.h"
 
 namespace {
 
@@ -50,6 +53,43 @@ std::shared_ptr<qorDemo::DemoRecorder> startRecording(const qorDemo::DemoOptions
     return recorder;
 }
 
+// Serves the demo's topics to web clients as --web asks. An address that is none is a usage error.
+std::unique_ptr<qorDemo::DemoWebFeed> startWebFeed(const qorDemo::DemoOptions& options,
+                                                   const qorDemo::DemoBridge& bridge) {
+    qorROS2::web::ServerOptions server;
+    server.address = options.webAddress;
+    server.port = options.webPort;
+    server.name = "qor-ros2-demo";
+    server.metadata = {{"ROS_DOMAIN_ID", std::to_string(options.domainId)}};
+    server.token = options.webToken;
+    // The page qor-ros2 bridge web serves: a browser pointed at the address shows the demo.
+    server.staticDirectory = qorROS2::web::bundledPageDirectory();
+    try {
+        return std::make_unique<qorDemo::DemoWebFeed>(bridge.topics(), options.domainId,
+                                                      std::move(server));
+    } catch (const std::invalid_argument& error) {
+        throw qorDemo::UsageError(std::string("--web-address: ") + error.what());
+    }
+}
+
+// Where the web view is, after the startup text, and its page if there is one.
+void printWebAddress(const qorDemo::DemoOptions& options, const qorDemo::DemoWebFeed& web) {
+    const bool v6 = options.webAddress.find(':') != std::string::npos;
+    const std::string host = v6 ? "[" + options.webAddress + "]" : options.webAddress;
+    const auto port = static_cast<unsigned>(web.port());
+    std::printf("Serving the demo's topics to Foxglove on ws://%s:%u%s\n", host.c_str(), port,
+                options.webToken.empty() ? "" : " (with ?token=...)");
+    if (web.servesPage()) {
+        std::printf("Live view in a browser: http://%s:%u/%s\n", host.c_str(), port,
+                    options.webToken.empty() ? "" : "?token=...");
+    } else {
+        std::fflush(stdout);  // the warning comes after the address it is about
+        std::fprintf(stderr,
+                     "warning: the demo finds no page of its own (share/qorROS2/web above this "
+                     "program): browsers get 404, Foxglove still connects\n");
+    }
+}
+
 int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& overrides) {
     // Before any publisher is made, so that every topic is in the bag from its first message.
     const std::shared_ptr<qorDemo::DemoRecorder> recorder = startRecording(options);
@@ -59,9 +99,17 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
     qorDemo::DemoBridge bridge(options);
     qorDemo::Pacing pacing{options.rateFactor, options.asFastAsPossible};
     parameters.bind(bridge, pacing);
+    // Started first: an address or port it cannot have ends the demo before it says anything.
+    std::unique_ptr<qorDemo::DemoWebFeed> web;
+    if (options.web) {
+        web = startWebFeed(options, bridge);
+    }
     std::printf("%s", qorDemo::startupText(options.domainId, bridge.jointSummary(), bridge.topics(),
                                            options.robotDescriptionPath)
                           .c_str());
+    if (web) {
+        printWebAddress(options, *web);
+    }
     std::fflush(stdout);
 
     qorDemo::StatusLine status(stdout);
@@ -94,6 +142,9 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
                                bridge.incompatibleSubscriptions()};
     };
     while (g_stopRequested == 0 && (options.duration <= 0.0 || ran < options.duration)) {
+        if (web) {
+            web->setTime(bridge.time());
+        }
         // Requests are answered between steps: a changed setting applies from the next one.
         control.handleRequests();
         bridge.entities().handleRequests();

@@ -6,17 +6,20 @@
 //   channel <id> <topic> <schemaName> <encoding> <schemaEncoding> <schema as a JSON string>
 //   unadvertise <id>
 //   message <topic> <log time ns> <the sample decoded with the advertised schema, as JSON>
+//   latency <topic> <ns>   (with --latency, instead of message: arrival minus log time)
 //   time <ns>
 //   status <level> <message>
 //   published <topic> <count>
 //   close <code> <reason> | error <text>
 // Usage: node foxglove-client.js URL [--subprotocol NAME] [--subscribe TOPIC]...
 //                                [--publish TOPIC NAME POSITION] [--publish-count N]
-//                                [--publish-hex TOPIC HEX]
+//                                [--publish-hex TOPIC HEX] [--brief] [--latency]
 // --publish advertises TOPIC as sensor_msgs/msg/JointState and sends, every 100 ms, a JointState
 // with one joint NAME at POSITION (header stamp 7 s 42 ns, frame "web"), N times (default: until
 // it is stopped). --publish-hex advertises TOPIC the same way and sends the bytes HEX once, as
-// they are: what the server makes of bytes that are no sample.
+// they are: what the server makes of bytes that are no sample. --brief prints an array of more
+// than 64 numbers as {"length": N, "distinct": how many different values}. --latency decodes
+// nothing and prints when each message arrived, on the system clock, less its log time.
 "use strict";
 
 const WebSocket = require("ws");
@@ -32,12 +35,16 @@ const wanted = new Set();
 let publish = null;
 let publishCount = Infinity;
 let publishHex = null;
+let brief = false;
+let latency = false;
 while (args.length > 0) {
   const flag = args.shift();
   if (flag === "--subprotocol") subprotocol = args.shift();
   else if (flag === "--subscribe") wanted.add(args.shift());
   else if (flag === "--publish") publish = { topic: args.shift(), name: args.shift(), position: Number(args.shift()) };
   else if (flag === "--publish-count") publishCount = Number(args.shift());
+  else if (flag === "--brief") brief = true;
+  else if (flag === "--latency") latency = true;
   else if (flag === "--publish-hex") publishHex = { topic: args.shift(), bytes: Buffer.from(args.shift(), "hex") };
   else {
     console.log(`error unknown argument ${flag}`);
@@ -48,6 +55,9 @@ while (args.length > 0) {
 // JSON cannot hold BigInt or typed arrays: numbers as text, arrays as arrays.
 function plain(key, value) {
   if (typeof value === "bigint") return value.toString();
+  if (ArrayBuffer.isView(value) && brief && value.length > 64) {
+    return { length: value.length, distinct: new Set(value).size };
+  }
   if (ArrayBuffer.isView(value)) return Array.from(value);
   return value;
 }
@@ -93,6 +103,11 @@ client.on("message", (event) => {
   const channel = subscriptions.get(event.subscriptionId);
   if (!channel) {
     console.log(`error message for unknown subscription ${event.subscriptionId}`);
+    return;
+  }
+  if (latency) {
+    const arrivedNs = BigInt(Math.round((performance.timeOrigin + performance.now()) * 1e6));
+    console.log(`latency ${channel.topic} ${arrivedNs - event.timestamp}`);
     return;
   }
   let text;

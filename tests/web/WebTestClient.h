@@ -112,6 +112,8 @@ class RawWebSocket {
     }
 
     tcp::socket& socket() { return beast::get_lowest_layer(m_socket); }
+    /// The WebSocket itself, for a client that reads into buffers of its own.
+    websocket::stream<tcp::socket>& stream() { return m_socket; }
 
   private:
     boost::asio::io_context m_context;

@@ -130,6 +130,34 @@ TEST(DemoOptions, ARecordingTakesItsDirectoryAndTheBagsLayoutAndIsInTheUsage) {
         << qorDemo::demoUsage();
 }
 
+TEST(DemoOptions, TheWebViewIsOffUnlessAskedForAndTakesItsPortWhenOneFollows) {
+    const auto none = parseDemoOptions({}, kNoVariables);
+    EXPECT_FALSE(none.web);
+
+    const auto bare = parseDemoOptions({"--web", "--fast"}, kNoVariables);
+    EXPECT_TRUE(bare.web);
+    EXPECT_TRUE(bare.asFastAsPossible);
+    EXPECT_EQ(bare.webPort, 8765);
+    EXPECT_EQ(bare.webAddress, "127.0.0.1");
+    EXPECT_EQ(bare.webToken, "");
+
+    const auto last = parseDemoOptions({"--web"}, kNoVariables);
+    EXPECT_TRUE(last.web);
+    EXPECT_EQ(last.webPort, 8765);
+
+    const auto chosen = parseDemoOptions(
+        {"--web", "9000", "--web-address", "::1", "--web-token", "secret"}, kNoVariables);
+    EXPECT_TRUE(chosen.web);
+    EXPECT_EQ(chosen.webPort, 9000);
+    EXPECT_EQ(chosen.webAddress, "::1");
+    EXPECT_EQ(chosen.webToken, "secret");
+    EXPECT_EQ(parseDemoOptions({"--web", "0"}, kNoVariables).webPort, 0);
+
+    EXPECT_NE(qorDemo::demoUsage().find("  --web [PORT]          serve every topic live"),
+              std::string::npos)
+        << qorDemo::demoUsage();
+}
+
 TEST(DemoOptions, HelpNeedsNoSceneFile) {
     EXPECT_TRUE(parseDemoOptions({"--scene", "/nonexistent.xml", "-h"}, kNoVariables).help);
     EXPECT_TRUE(parseDemoOptions({"--help"}, kNoVariables).help);
@@ -175,6 +203,13 @@ TEST(DemoOptions, MistakesAreNamed) {
         {{"--rosbag2-version", "9"},
          "--rosbag2-version applies to the bag of --record, which is not given"},
         {{"--use-sim-time"}, "--use-sim-time applies to the bag of --record, which is not given"},
+        {{"--web", "65536"}, "--web expects a port from 0 to 65535, got '65536'"},
+        {{"--web", "-1"}, "--web expects a port from 0 to 65535, got '-1'"},
+        {{"--web", "80.5"}, "--web expects a port from 0 to 65535, got '80.5'"},
+        {{"--web", "http"}, "--web expects a number, got 'http'"},
+        {{"--web-address", "0.0.0.0"}, "--web-address needs --web"},
+        {{"--web-token", "secret"}, "--web-token needs --web"},
+        {{"--web", "--web-address"}, "--web-address needs a value"},
     };
     for (const Mistake& mistake : mistakes) {
         try {
