@@ -122,7 +122,9 @@ TEST(ParticipantQos, SubnetHasTheBuiltinTransportsWithASegmentForTwoFullHdImages
 TEST(ParticipantQos, LocalhostSharedMemoryHasTheSameSegment) {
     NetworkSettings settings;
     settings.range = DiscoveryRange::LOCALHOST;
-    const auto* shm = sharedMemoryOf(applied(settings));
+    // Kept: the descriptor lives only as long as the settings that hold it.
+    const dds::DomainParticipantQos qos = applied(settings);
+    const auto* shm = sharedMemoryOf(qos);
     ASSERT_NE(shm, nullptr);
     EXPECT_EQ(shm->segment_size(), 16U * 1024U * 1024U);
 }
