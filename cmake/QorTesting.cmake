@@ -3,11 +3,28 @@
 # Builds one GoogleTest executable and registers each of its tests with CTest under the labels
 # given (the suite's scope: unit, wire, interop, platform, e2e). LOCKS names the resources (such
 # as ros_domain_100) that no other test may use at the same time. With QOR_TEST_WHOLE_PROGRAMS the
-# executable is registered as one CTest test that runs all of its tests in one process.
+# executable is registered as one CTest test that runs all of its tests in one process. With
+# QOR_TEST_LABELS, a program none of whose labels matches that expression is neither built nor
+# registered.
 function(qor_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT;LOCKS;PROPERTIES" ${ARGN})
   if(NOT ARG_LABELS)
     set(ARG_LABELS unit)
+  endif()
+  set(registered TRUE)
+  if(QOR_TEST_LABELS)
+    set(registered FALSE)
+    foreach(label IN LISTS ARG_LABELS)
+      if(label MATCHES "${QOR_TEST_LABELS}")
+        set(registered TRUE)
+      endif()
+    endforeach()
+  endif()
+  if(NOT registered)
+    # Still a target, for the settings that follow it; built only when asked for by name.
+    add_executable(${name} EXCLUDE_FROM_ALL ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)
+    return()
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock GTest::gtest_main)

@@ -13,7 +13,7 @@ export CCACHE_MAXSIZE=${CCACHE_MAXSIZE:-16G}
 
 labels=${QOR_SANITIZER_LABELS:-'^(unit|wire|platform)$'}
 start=$(date +%s)
-cmake --preset asan --log-level=WARNING
+cmake --preset asan --log-level=WARNING -DQOR_TEST_LABELS="$labels"
 cmake --build --preset asan
 built=$(date +%s)
 ctest --preset asan --parallel "$(nproc)" -L "$labels" "$@"
