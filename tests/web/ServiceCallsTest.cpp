@@ -294,6 +294,24 @@ TEST(FoxgloveServerServices, AHandlerThatThrowsFailsTheCallWithItsMessage) {
     EXPECT_EQ(message.at("message"), "cannot read the request of /step_simulation");
 }
 
+TEST(FoxgloveServerServices, AHandlerMayAnswerAtOnceOnTheServersThread) {
+    ServerOptions options;
+    options.port = 0;
+    options.onServiceCall = [](const ServiceCall& call, const ServiceReply& reply) {
+        // The request's bytes back, reversed.
+        reply.respond(std::vector<std::uint8_t>(call.request.rbegin(), call.request.rend()));
+    };
+    FoxgloveServer server(options);
+    const auto id = server.addService(kStep);
+    RawWebSocket client(server.port());
+    client.sendBinary(callFrame(id, 5, "cdr", {1, 2, 3}));
+    const std::string frame = nextBinary(client);
+    ASSERT_EQ(frame.size(), 19u);
+    EXPECT_EQ(u32At(frame, 5), 5u);
+    EXPECT_EQ(frame.substr(16), std::string("\x03\x02\x01", 3));
+    EXPECT_FALSE(ServiceReply().respond({})) << "a reply of no call answered";
+}
+
 TEST(FoxgloveServerServices, AFrameThatIsNoCallGetsAnErrorStatus) {
     CallBox box;
     FoxgloveServer server(serviceServer(box));

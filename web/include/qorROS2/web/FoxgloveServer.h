@@ -61,7 +61,9 @@ struct ServiceCall {
 /// call timed out, after the client left or after the server stopped.
 class QORWEB_EXPORT ServiceReply {
   public:
+    /// Answers nothing: respond() and fail() return false.
     ServiceReply() = default;
+    /// Made by the server for each call it hands over.
     ServiceReply(std::weak_ptr<detail::ServerCore> core, std::uint64_t ticket)
         : m_core(std::move(core)), m_ticket(ticket) {}
 
