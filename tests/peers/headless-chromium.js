@@ -46,4 +46,16 @@ async function withPage(use) {
   return code;
 }
 
-module.exports = { withPage };
+// Resolves to the first true value `condition()` gives, asked every 100 ms; throws, naming
+// `what`, once `timeout` ms have passed without one.
+async function waitUntil(what, condition, timeout) {
+  const end = Date.now() + timeout;
+  for (;;) {
+    const value = await condition();
+    if (value) return value;
+    if (Date.now() > end) throw new Error(`${what}: not within ${timeout / 1000} s`);
+    await new Promise((resolve) => setTimeout(resolve, 100));
+  }
+}
+
+module.exports = { withPage, waitUntil };

@@ -182,12 +182,19 @@ std::int64_t sceneStepNs() {
     return std::llround(std::stod(step[1].str()) * 1e9);
 }
 
+// The demo with --web on any free port, rendering no sensor: the services are what is looked at.
+std::unique_ptr<qorTest::ChildProcess> startDemoForServices() {
+    return std::make_unique<qorTest::ChildProcess>(
+        std::vector<std::string>{QOR_DEMO, "--web", "0", "--camera-rate", "0", "--lidar-rate", "0"},
+        qorTest::ChildProcess::Options{
+            qorTest::ChildProcess::MERGED, {"ROS_DOMAIN_ID=" + std::to_string(kDomain)}, {}});
+}
+
 TEST(DemoWeb, AFoxgloveClientPausesStepsAndResetsTheSimulationThroughItsServices) {
     const std::int64_t stepNs = sceneStepNs();
     ASSERT_GT(stepNs, 0) << "no timestep in " << QOR_DEMO_SCENE;
-    qorTest::ChildProcess demo(
-        {QOR_DEMO, "--web", "0", "--camera-rate", "0", "--lidar-rate", "0"},
-        {qorTest::ChildProcess::MERGED, {"ROS_DOMAIN_ID=" + std::to_string(kDomain)}, {}});
+    const auto started = startDemoForServices();
+    qorTest::ChildProcess& demo = *started;
     const std::string serving = "Serving the demo's topics to Foxglove on ws://127.0.0.1:";
     const auto line = lineStartingWith(demo, serving);
     ASSERT_TRUE(line) << demo.output();
@@ -230,6 +237,30 @@ TEST(DemoWeb, AFoxgloveClientPausesStepsAndResetsTheSimulationThroughItsServices
     }
 
     // The demo went on through it all, and ends as it always does.
+    EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
+}
+
+TEST(DemoWeb, TheLiveViewPagesButtonsPauseStepResetAndPlayTheDemo) {
+    const std::int64_t stepNs = sceneStepNs();
+    ASSERT_GT(stepNs, 0) << "no timestep in " << QOR_DEMO_SCENE;
+    const auto started = startDemoForServices();
+    qorTest::ChildProcess& demo = *started;
+    const std::string page = "Live view in a browser: ";
+    const auto line = lineStartingWith(demo, page);
+    ASSERT_TRUE(line) << demo.output();
+
+    std::ostringstream step;
+    step << static_cast<double>(stepNs) / 1e9;
+    qorTest::ChildProcess browser({QOR_NODE_EXECUTABLE, QOR_TEST_PEERS_DIR "/live-view-buttons.js",
+                                   line->substr(page.size()), step.str(), "30"},
+                                  {qorTest::ChildProcess::MERGED, {}, {}});
+    const auto exit = browser.waitForExit(std::chrono::seconds(150));
+    ASSERT_TRUE(exit) << browser.output() << demo.output();
+    EXPECT_EQ(*exit, 0) << browser.output() << demo.output();
+    for (const std::string check :
+         {"ok buttons enabled", "ok paused at ", "ok stepped to ", "ok reset to ", "ok playing"}) {
+        EXPECT_TRUE(lineStartingWith(browser, check)) << check << "\n" << browser.output();
+    }
     EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
 }
 
