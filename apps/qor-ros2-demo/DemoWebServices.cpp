@@ -1,6 +1,7 @@
 #include "DemoWebServices.h"
 
 #include <exception>
+#include <iterator>
 #include <utility>
 
 #include "qorROS2/NodeIdentity.h"
@@ -65,32 +66,36 @@ void DemoWebServices::advertise(qorROS2::web::FoxgloveServer& server) {
 }
 
 std::size_t DemoWebServices::handleCalls(qorROS2::ROS2SimulationControlServer& control) {
+    std::deque<Waiting> calls;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        calls.swap(m_waiting);
+    }
+    // The step_simulation calls that wait for the run under way, in the order they came.
+    std::deque<Waiting> held;
     std::size_t taken = 0;
-    for (;;) {
-        Waiting waiting;
-        {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_waiting.empty()) {
-                return taken;
-            }
-            waiting = m_waiting.front();
+    for (Waiting& waiting : calls) {
+        const bool step = waiting.call.type == std::string(kPackage) + "StepSimulation";
+        if (step && (!held.empty() || control.stepping())) {
+            held.push_back(std::move(waiting));
+            continue;
         }
-        bool answered = true;
         try {
-            answered = answer(waiting, control);
+            answer(waiting, control);
         } catch (const std::exception& error) {
             waiting.reply.fail(error.what());
         }
-        if (!answered) {
-            return taken;
-        }
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_waiting.pop_front();
         ++taken;
     }
+    if (!held.empty()) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_waiting.insert(m_waiting.begin(), std::make_move_iterator(held.begin()),
+                         std::make_move_iterator(held.end()));
+    }
+    return taken;
 }
 
-bool DemoWebServices::answer(const Waiting& waiting,
+void DemoWebServices::answer(const Waiting& waiting,
                              qorROS2::ROS2SimulationControlServer& control) {
     const qorROS2::web::ServiceCall& call = waiting.call;
     const qorROS2::web::ServiceReply& reply = waiting.reply;
@@ -113,9 +118,6 @@ bool DemoWebServices::answer(const Waiting& waiting,
         respond(call, reply, srv::ResetSimulation::Response{control.reset(request.scope)});
     } else if (type == "StepSimulation") {
         const auto request = decodeRequest<srv::StepSimulation::Request>(call);
-        if (control.stepping()) {
-            return false;
-        }
         // Answered after the run's last step, or when something ends it early.
         const Result started =
             control.startSteps(request.steps, {}, [call, reply](const Result& result) {
@@ -127,7 +129,6 @@ bool DemoWebServices::answer(const Waiting& waiting,
     } else {
         reply.fail("the demo does not serve " + call.type);
     }
-    return true;
 }
 
 }  // namespace qorDemo

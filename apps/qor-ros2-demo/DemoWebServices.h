@@ -27,8 +27,9 @@ class DemoWebServices {
     void advertise(qorROS2::web::FoxgloveServer& server);
 
     /// Between steps, on the step loop's thread: answers the calls that wait, in order. A
-    /// step_simulation call that comes during a run of steps waits for its end, and so do the
-    /// calls behind it, as the ROS 2 requests of step_simulation do. Returns how many it took.
+    /// step_simulation call that comes during a run of steps waits for its end, in order, as the
+    /// ROS 2 requests of step_simulation do; the other services are answered at once (a change
+    /// of state ends the run). Returns how many it took.
     std::size_t handleCalls(qorROS2::ROS2SimulationControlServer& control);
 
   private:
@@ -37,8 +38,8 @@ class DemoWebServices {
         qorROS2::web::ServiceReply reply;
     };
 
-    /// Answers `waiting`; false when it must wait for the run under way.
-    bool answer(const Waiting& waiting, qorROS2::ROS2SimulationControlServer& control);
+    /// Answers `waiting` through `control`.
+    static void answer(const Waiting& waiting, qorROS2::ROS2SimulationControlServer& control);
 
     std::mutex m_mutex;
     std::deque<Waiting> m_waiting;

@@ -8,7 +8,8 @@
 //   - pausing (set_simulation_state PAUSED) and get_simulation_state answering PAUSED;
 //   - /clock standing still while paused;
 //   - step_simulation of STEPS steps advancing /clock by exactly STEPS times STEP_NS;
-//   - reset_simulation taking the server's time back;
+//   - reset_simulation answered during an endless run with a step waiting behind it, ending the
+//     run, and taking the server's time back;
 //   - an unknown service id and a request that is no CDR answered with serviceCallFailure, a
 //     call frame cut short with an error status;
 //   - playing again, and /clock moving again.
@@ -34,6 +35,7 @@ const stillMs = 2000;
 const PAUSED = 2;
 const PLAYING = 1;
 const RESULT_OK = 1;
+const RESULT_OPERATION_FAILED = 4;
 const wanted = ["get_simulation_state", "set_simulation_state", "step_simulation", "reset_simulation"];
 
 function fail(what) {
@@ -194,7 +196,17 @@ async function main() {
   }
   console.log(`ok clock advanced by ${after - before} ns`);
 
-  expectOk("reset", await call("reset_simulation", { scope: 0 }));
+  // A run far too long to end, a step behind it, and a reset: the reset is answered although the
+  // step waits, and ends the run, after which the waiting step is made.
+  const endless = call("step_simulation", { steps: 1000000000000n });
+  const behind = call("step_simulation", { steps: 1n });
+  expectOk("reset during a run", await call("reset_simulation", { scope: 0 }));
+  const ended = await endless;
+  if (ended.result.result !== RESULT_OPERATION_FAILED) {
+    fail(`the run a reset ended: result ${ended.result.result} (${ended.result.error_message})`);
+  }
+  console.log(`ok run ended by the reset: ${ended.result.error_message}`);
+  expectOk("step made after the run", await behind);
   await until(() => serverTime !== null && serverTime < before, `the time did not go back: ${serverTime}`);
   console.log(`ok time back at ${serverTime}`);
 

@@ -228,7 +228,8 @@ TEST(DemoWeb, AFoxgloveClientPausesStepsAndResetsTheSimulationThroughItsServices
     }
     for (const std::string check :
          {"ok paused", "ok get_simulation_state PAUSED", "ok clock stopped at ", "ok stepped 25",
-          "ok clock advanced by ", "ok reset", "ok time back at ",
+          "ok clock advanced by ", "ok reset during a run",
+          "ok run ended by the reset: ", "ok step made after the run", "ok time back at ",
           "ok unknown service: there is no service 9999",
           "ok garbage request: malformed simulation_interfaces/srv/StepSimulation_Request",
           "ok cut frame: 2 service call request of 3 bytes", "ok playing", "ok running again",
