@@ -47,14 +47,23 @@ async function withPage(use) {
 }
 
 // Resolves to the first true value `condition()` gives, asked every 100 ms; throws, naming
-// `what`, once `timeout` ms have passed without one.
+// `what`, once `timeout` ms have passed without one, also when a page too busy to answer holds
+// `condition()` up.
 async function waitUntil(what, condition, timeout) {
   const end = Date.now() + timeout;
-  for (;;) {
-    const value = await condition();
-    if (value) return value;
-    if (Date.now() > end) throw new Error(`${what}: not within ${timeout / 1000} s`);
-    await new Promise((resolve) => setTimeout(resolve, 100));
+  let timer = null;
+  const late = new Promise((resolve, reject) => {
+    timer = setTimeout(() => reject(new Error(`${what}: not within ${timeout / 1000} s`)), timeout);
+  });
+  try {
+    for (;;) {
+      const value = await Promise.race([condition(), late]);
+      if (value) return value;
+      if (Date.now() > end) throw new Error(`${what}: not within ${timeout / 1000} s`);
+      await new Promise((resolve) => setTimeout(resolve, 100));
+    }
+  } finally {
+    clearTimeout(timer);
   }
 }
 
