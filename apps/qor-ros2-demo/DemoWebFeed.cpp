@@ -35,7 +35,9 @@ DemoWebFeed::DemoWebFeed(const std::vector<DemoTopic>& topics, std::int8_t domai
     // The demo always has a clock: a client that connects before the first step is told that
     // the server keeps the time, and hears it once there is one.
     options.providesTime = true;
+    m_services.takeCallsOf(options);
     m_server = std::make_unique<qorROS2::web::FoxgloveServer>(std::move(options));
+    m_services.advertise(*m_server);
     for (const DemoTopic& topic : topics) {
         if (!topic.published) {
             m_read.push_back(topic);

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "DemoBridge.h"
+#include "DemoWebServices.h"
 #include "qorROS2/RawPublisher.h"
 #include "qorROS2/RawSubscriber.h"
 #include "qorROS2/web/FoxgloveServer.h"
@@ -26,7 +27,8 @@ namespace qorDemo {
 /// once whatever the number of clients; without a subscribed client nothing is taken (and a
 /// sensor nobody else reads is not rendered). The simulation time is the server's time. What a
 /// client publishes on a topic the demo reads (its joint commands) goes out on that topic, as a
-/// ROS 2 node's message would.
+/// ROS 2 node's message would. The simulation services are offered too (DemoWebServices), and
+/// answered by the step loop through answerServiceCalls().
 ///
 /// Everything but setTime() happens on threads of its own: the step loop is never held up by
 /// clients, however slow they read.
@@ -53,6 +55,11 @@ class DemoWebFeed {
 
     /// The server, for its clients' statistics.
     const qorROS2::web::FoxgloveServer& server() const { return *m_server; }
+
+    /// Between steps, on the step loop's thread: answers the service calls of clients that wait.
+    std::size_t answerServiceCalls(qorROS2::ROS2SimulationControlServer& control) {
+        return m_services.handleCalls(control);
+    }
 
     /// Samples handed to the server so far, over all channels.
     std::uint64_t samplesServed() const { return m_samplesServed.load(); }
@@ -85,6 +92,8 @@ class DemoWebFeed {
 
     std::mutex m_publishersMutex;
     std::map<std::string, std::unique_ptr<qorROS2::RawPublisher>> m_publishers;  // by topic
+
+    DemoWebServices m_services;
 
     // Last but the thread: it stops calling back before what the callbacks use goes.
     std::unique_ptr<qorROS2::web::FoxgloveServer> m_server;

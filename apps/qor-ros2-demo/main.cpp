@@ -147,6 +147,9 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
         }
         // Requests are answered between steps: a changed setting applies from the next one.
         control.handleRequests();
+        if (web) {
+            web->answerServiceCalls(control);
+        }
         bridge.entities().handleRequests();
         parameters.serve(bridge.time());
         if (control.quitRequested()) {

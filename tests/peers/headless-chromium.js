@@ -46,4 +46,25 @@ async function withPage(use) {
   return code;
 }
 
-module.exports = { withPage };
+// Resolves to the first true value `condition()` gives, asked every 100 ms; throws, naming
+// `what`, once `timeout` ms have passed without one, also when a page too busy to answer holds
+// `condition()` up.
+async function waitUntil(what, condition, timeout) {
+  const end = Date.now() + timeout;
+  let timer = null;
+  const late = new Promise((resolve, reject) => {
+    timer = setTimeout(() => reject(new Error(`${what}: not within ${timeout / 1000} s`)), timeout);
+  });
+  try {
+    for (;;) {
+      const value = await Promise.race([condition(), late]);
+      if (value) return value;
+      if (Date.now() > end) throw new Error(`${what}: not within ${timeout / 1000} s`);
+      await new Promise((resolve) => setTimeout(resolve, 100));
+    }
+  } finally {
+    clearTimeout(timer);
+  }
+}
+
+module.exports = { withPage, waitUntil };

@@ -21,7 +21,7 @@ const { FoxgloveServer } = require("@foxglove/ws-protocol");
 const { parse } = require("@foxglove/rosmsg");
 const { MessageReader, MessageWriter } = require("@foxglove/rosmsg2-serialization");
 const { ros2jazzy } = require("@foxglove/rosmsg-msgs-common");
-const { withPage } = require("./headless-chromium");
+const { withPage, waitUntil: waitUntilWithin } = require("./headless-chromium");
 
 const [pageDir, secondsText] = process.argv.slice(2);
 if (!pageDir) {
@@ -148,15 +148,7 @@ function check(what, expected, seen) {
   console.log(`ok ${what}`);
 }
 
-async function waitUntil(what, condition) {
-  const end = Date.now() + timeout;
-  for (;;) {
-    const value = await condition();
-    if (value) return value;
-    if (Date.now() > end) throw new Error(`${what}: not within ${timeout / 1000} s`);
-    await new Promise((resolve) => setTimeout(resolve, 100));
-  }
-}
+const waitUntil = (what, condition) => waitUntilWithin(what, condition, timeout);
 
 async function cameraPixels(page, base, topic, width, height) {
   await page.goto(`${base}/?image=${encodeURIComponent(topic)}`, { timeout });

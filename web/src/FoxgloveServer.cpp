@@ -96,8 +96,10 @@ void ServerCore::stop() {
     if (m_thread.joinable()) {
         m_thread.join();
     }
+    m_callTimers.clear();
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_sessions.clear();
+    m_pendingCalls.clear();
 }
 
 void ServerCore::accept() {
@@ -122,6 +124,9 @@ void ServerCore::connected(const std::shared_ptr<WebSession>& session) {
     if (m_options.onClientMessage) {
         capabilities.push_back("clientPublish");
     }
+    if (m_options.onServiceCall) {
+        capabilities.push_back("services");
+    }
     if (session->announcesTime) {
         capabilities.push_back("time");
     }
@@ -132,6 +137,10 @@ void ServerCore::connected(const std::shared_ptr<WebSession>& session) {
     if (!m_channels.empty()) {
         session->queueText(advertiseJson(
             std::vector<std::pair<ChannelId, Channel>>(m_channels.begin(), m_channels.end())));
+    }
+    if (!m_services.empty()) {
+        session->queueText(advertiseServicesJson(
+            std::vector<std::pair<ServiceId, Service>>(m_services.begin(), m_services.end())));
     }
     if (m_time) {
         session->queueTime(*m_time);
@@ -154,6 +163,12 @@ void ServerCore::disconnected(WebSession& session) {
         while (!session.subscriptions.empty()) {
             unsubscribe(session, session.subscriptions.begin()->first, changes);
         }
+        // Their answers have nowhere to go.
+        for (const auto& [callId, ticket] : session.pendingCalls) {
+            m_pendingCalls.erase(ticket);
+            m_callTimers.erase(ticket);
+        }
+        session.pendingCalls.clear();
     }
     notify(changes);
 }
@@ -252,8 +267,13 @@ void ServerCore::handleText(WebSession& session, const std::string& message) {
 }
 
 void ServerCore::handleBinary(WebSession& session, const std::string& message) {
-    const ClientData data =
-        parseClientData(reinterpret_cast<const std::uint8_t*>(message.data()), message.size());
+    const ClientBinary binary =
+        parseClientBinary(reinterpret_cast<const std::uint8_t*>(message.data()), message.size());
+    if (const auto* call = std::get_if<ClientServiceCall>(&binary)) {
+        handleServiceCall(session, *call);
+        return;
+    }
+    const ClientData& data = std::get<ClientData>(binary);
     ClientMessage published;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -272,6 +292,122 @@ void ServerCore::handleBinary(WebSession& session, const std::string& message) {
     published.bytes = data.payload;
     published.size = data.size;
     m_options.onClientMessage(published);
+}
+
+void ServerCore::handleServiceCall(WebSession& session, const ClientServiceCall& request) {
+    if (!m_options.onServiceCall) {
+        throw std::invalid_argument("service call request: this server offers no services");
+    }
+    ServiceCall call;
+    std::uint64_t ticket = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto service = m_services.find(request.serviceId);
+        std::string failure;
+        if (service == m_services.end()) {
+            failure = "there is no service " + std::to_string(request.serviceId);
+        } else if (request.encoding != "cdr") {
+            // Capped so that a client cannot make the reply as long as its message.
+            failure = service->second.name + " takes the encoding cdr, not \"" +
+                      request.encoding.substr(0, 32) + "\"";
+        } else if (session.pendingCalls.count(request.callId) > 0) {
+            failure = "call " + std::to_string(request.callId) + " still waits for its answer";
+        } else if (session.pendingCalls.size() >= m_options.maxPendingServiceCalls) {
+            failure = std::to_string(session.pendingCalls.size()) +
+                      " calls of this client already wait for their answers";
+        }
+        if (!failure.empty()) {
+            session.queueText(serviceCallFailureJson(request.serviceId, request.callId, failure));
+            return;
+        }
+        ticket = m_nextTicket++;
+        m_pendingCalls.emplace(ticket,
+                               PendingCall{session.clientId, request.serviceId, request.callId});
+        session.pendingCalls.emplace(request.callId, ticket);
+        call.clientId = session.clientId;
+        call.serviceId = request.serviceId;
+        call.callId = request.callId;
+        call.name = service->second.name;
+        call.type = service->second.type;
+    }
+    call.request.assign(request.payload, request.payload + request.size);
+    auto timer =
+        std::make_unique<boost::asio::steady_timer>(m_context, m_options.serviceCallTimeout);
+    timer->async_wait([this, ticket](boost::system::error_code error) {
+        if (error) {
+            return;
+        }
+        m_callTimers.erase(ticket);
+        answer(ticket, nullptr,
+               "no answer within " + std::to_string(m_options.serviceCallTimeout.count()) + " ms");
+    });
+    m_callTimers.emplace(ticket, std::move(timer));
+    try {
+        m_options.onServiceCall(call, ServiceReply(weak_from_this(), ticket));
+    } catch (const std::exception& error) {
+        answer(ticket, nullptr, error.what());
+    }
+}
+
+bool ServerCore::answer(std::uint64_t ticket, const std::vector<std::uint8_t>* response,
+                        const std::string& failure) {
+    bool sent = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        const auto pending = m_pendingCalls.find(ticket);
+        if (pending == m_pendingCalls.end()) {
+            return false;
+        }
+        const PendingCall call = pending->second;
+        m_pendingCalls.erase(pending);
+        const auto session = m_sessions.find(call.clientId);
+        if (session != m_sessions.end()) {
+            session->second->pendingCalls.erase(call.callId);
+            if (response != nullptr) {
+                session->second->queueBinary(
+                    serviceCallResponseFrame(call.serviceId, call.callId, "cdr", *response));
+            } else {
+                session->second->queueText(
+                    serviceCallFailureJson(call.serviceId, call.callId, failure));
+            }
+            sent = true;
+        }
+    }
+    // The timer belongs to the I/O thread; a call answered in time has no use for it.
+    boost::asio::post(m_context, [weak = weak_from_this(), ticket] {
+        if (const auto self = weak.lock()) {
+            self->m_callTimers.erase(ticket);
+        }
+    });
+    return sent;
+}
+
+ServiceId ServerCore::addService(const Service& service) {
+    if (!m_options.onServiceCall) {
+        throw std::logic_error("web server: services need ServerOptions::onServiceCall");
+    }
+    if (service.name.empty() || service.type.empty()) {
+        throw std::invalid_argument("web server: a service needs a name and a type");
+    }
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const ServiceId id = m_nextService++;
+    m_services.emplace(id, service);
+    const std::string advertise = advertiseServicesJson({{id, service}});
+    for (const auto& [clientId, session] : m_sessions) {
+        session->queueText(advertise);
+    }
+    return id;
+}
+
+void ServerCore::removeService(ServiceId id) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_services.erase(id) == 0) {
+        return;
+    }
+    const std::string unadvertise = unadvertiseServicesJson(id);
+    for (const auto& [clientId, session] : m_sessions) {
+        session->queueText(unadvertise);
+    }
 }
 
 void ServerCore::subscribe(WebSession& session, std::uint32_t subscriptionId, ChannelId channel,
@@ -408,6 +544,16 @@ std::uint64_t ServerCore::droppedSamples() const {
 
 }  // namespace detail
 
+bool ServiceReply::respond(const std::vector<std::uint8_t>& response) const {
+    const std::shared_ptr<detail::ServerCore> core = m_core.lock();
+    return core && core->answer(m_ticket, &response, {});
+}
+
+bool ServiceReply::fail(const std::string& message) const {
+    const std::shared_ptr<detail::ServerCore> core = m_core.lock();
+    return core && core->answer(m_ticket, nullptr, message);
+}
+
 class FoxgloveServer::Impl : public detail::ServerCore {
   public:
     using ServerCore::ServerCore;
@@ -441,6 +587,14 @@ bool FoxgloveServer::publish(ChannelId id, const std::uint8_t* bytes, std::size_
 
 void FoxgloveServer::setTime(std::int64_t timeNs) {
     m_impl->setTime(timeNs);
+}
+
+ServiceId FoxgloveServer::addService(const Service& service) {
+    return m_impl->addService(service);
+}
+
+void FoxgloveServer::removeService(ServiceId id) {
+    m_impl->removeService(id);
 }
 
 bool FoxgloveServer::hasSubscribers(ChannelId id) const {

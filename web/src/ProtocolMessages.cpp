@@ -50,6 +50,27 @@ const json& objectElement(const json& element, const std::string& op) {
     return element;
 }
 
+std::uint32_t readLittleEndian32(const std::uint8_t* bytes) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        value |= static_cast<std::uint32_t>(bytes[i]) << (8 * i);
+    }
+    return value;
+}
+
+void appendLittleEndian32(std::vector<std::uint8_t>& frame, std::uint32_t value) {
+    for (std::size_t i = 0; i < 4; ++i) {
+        frame.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    }
+}
+
+json schemaObject(const std::string& name, const std::string& schema) {
+    return {{"encoding", "cdr"},
+            {"schemaName", name},
+            {"schemaEncoding", "ros2msg"},
+            {"schema", schema}};
+}
+
 std::vector<std::uint32_t> idArray(const json& message, const char* field, const std::string& op) {
     std::vector<std::uint32_t> ids;
     for (const json& element : arrayField(message, field, op)) {
@@ -102,6 +123,50 @@ std::string unadvertiseJson(ChannelId id) {
 std::string statusJson(StatusLevel level, const std::string& message) {
     return json{{"op", "status"}, {"level", static_cast<int>(level)}, {"message", message}}.dump(
         -1, ' ', false, json::error_handler_t::replace);
+}
+
+std::string advertiseServicesJson(const std::vector<std::pair<ServiceId, Service>>& services) {
+    json list = json::array();
+    for (const auto& [id, service] : services) {
+        // requestSchema and responseSchema too, for clients that know only those.
+        list.push_back(
+            {{"id", id},
+             {"name", service.name},
+             {"type", service.type},
+             {"request", schemaObject(service.requestSchemaName, service.requestSchema)},
+             {"response", schemaObject(service.responseSchemaName, service.responseSchema)},
+             {"requestSchema", service.requestSchema},
+             {"responseSchema", service.responseSchema}});
+    }
+    return json{{"op", "advertiseServices"}, {"services", list}}.dump(
+        -1, ' ', false, json::error_handler_t::replace);
+}
+
+std::string unadvertiseServicesJson(ServiceId id) {
+    return json{{"op", "unadvertiseServices"}, {"serviceIds", {id}}}.dump();
+}
+
+std::string serviceCallFailureJson(ServiceId serviceId, std::uint32_t callId,
+                                   const std::string& message) {
+    return json{{"op", "serviceCallFailure"},
+                {"serviceId", serviceId},
+                {"callId", callId},
+                {"message", message}}
+        .dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
+std::vector<std::uint8_t> serviceCallResponseFrame(ServiceId serviceId, std::uint32_t callId,
+                                                   const std::string& encoding,
+                                                   const std::vector<std::uint8_t>& payload) {
+    std::vector<std::uint8_t> frame;
+    frame.reserve(kServiceCallHeaderSize + encoding.size() + payload.size());
+    frame.push_back(kServiceCallResponseOpcode);
+    appendLittleEndian32(frame, serviceId);
+    appendLittleEndian32(frame, callId);
+    appendLittleEndian32(frame, static_cast<std::uint32_t>(encoding.size()));
+    frame.insert(frame.end(), encoding.begin(), encoding.end());
+    frame.insert(frame.end(), payload.begin(), payload.end());
+    return frame;
 }
 
 std::array<std::uint8_t, kMessageDataHeaderSize> messageDataHeader(std::uint32_t subscriptionId,
@@ -162,9 +227,30 @@ ClientRequest parseClientRequest(const std::string& text) {
     throw std::invalid_argument("unsupported operation \"" + op.substr(0, 64) + "\"");
 }
 
-ClientData parseClientData(const std::uint8_t* bytes, std::size_t size) {
+ClientBinary parseClientBinary(const std::uint8_t* bytes, std::size_t size) {
     if (size == 0) {
         throw std::invalid_argument("empty binary message");
+    }
+    if (bytes[0] == kServiceCallRequestOpcode) {
+        if (size < kServiceCallHeaderSize) {
+            throw std::invalid_argument("service call request of " + std::to_string(size) +
+                                        " bytes, shorter than its header of " +
+                                        std::to_string(kServiceCallHeaderSize));
+        }
+        ClientServiceCall call;
+        call.serviceId = readLittleEndian32(bytes + 1);
+        call.callId = readLittleEndian32(bytes + 5);
+        const std::uint32_t encodingSize = readLittleEndian32(bytes + 9);
+        if (encodingSize > size - kServiceCallHeaderSize) {
+            throw std::invalid_argument("service call request with an encoding of " +
+                                        std::to_string(encodingSize) + " bytes in " +
+                                        std::to_string(size - kServiceCallHeaderSize));
+        }
+        const auto* encoding = reinterpret_cast<const char*>(bytes + kServiceCallHeaderSize);
+        call.encoding.assign(encoding, encodingSize);
+        call.payload = bytes + kServiceCallHeaderSize + encodingSize;
+        call.size = size - kServiceCallHeaderSize - encodingSize;
+        return call;
     }
     if (bytes[0] != kMessageDataOpcode) {
         throw std::invalid_argument("unsupported binary opcode " + std::to_string(bytes[0]));
@@ -173,9 +259,7 @@ ClientData parseClientData(const std::uint8_t* bytes, std::size_t size) {
         throw std::invalid_argument("binary message data shorter than its channel id");
     }
     ClientData data;
-    for (std::size_t i = 0; i < 4; ++i) {
-        data.channelId |= static_cast<std::uint32_t>(bytes[1 + i]) << (8 * i);
-    }
+    data.channelId = readLittleEndian32(bytes + 1);
     data.payload = bytes + 5;
     data.size = size - 5;
     return data;

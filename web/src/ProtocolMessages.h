@@ -9,6 +9,7 @@
 #include <variant>
 #include <vector>
 
+#include "qorROS2/web/FoxgloveServer.h"
 #include "qorROS2/web/LiveFeed.h"
 
 namespace qorROS2::web::detail {
@@ -16,6 +17,10 @@ namespace qorROS2::web::detail {
 /// Binary opcodes, both directions.
 inline constexpr std::uint8_t kMessageDataOpcode = 0x01;  // server: Message Data; client: the same
 inline constexpr std::uint8_t kTimeOpcode = 0x02;         // server only
+inline constexpr std::uint8_t kServiceCallRequestOpcode = 0x02;   // client only
+inline constexpr std::uint8_t kServiceCallResponseOpcode = 0x03;  // server only
+/// Opcode, service id, call id and encoding length (u32 each), little endian.
+inline constexpr std::size_t kServiceCallHeaderSize = 13;
 /// Opcode, subscription id (u32) and log time (u64), little endian.
 inline constexpr std::size_t kMessageDataHeaderSize = 13;
 
@@ -27,6 +32,14 @@ std::string serverInfoJson(const std::string& name, const std::vector<std::strin
 std::string advertiseJson(const std::vector<std::pair<ChannelId, Channel>>& channels);
 std::string unadvertiseJson(ChannelId id);
 std::string statusJson(StatusLevel level, const std::string& message);
+std::string advertiseServicesJson(const std::vector<std::pair<ServiceId, Service>>& services);
+std::string unadvertiseServicesJson(ServiceId id);
+std::string serviceCallFailureJson(ServiceId serviceId, std::uint32_t callId,
+                                   const std::string& message);
+/// A Service Call Response: its header, the encoding, then the payload.
+std::vector<std::uint8_t> serviceCallResponseFrame(ServiceId serviceId, std::uint32_t callId,
+                                                   const std::string& encoding,
+                                                   const std::vector<std::uint8_t>& payload);
 
 std::array<std::uint8_t, kMessageDataHeaderSize> messageDataHeader(std::uint32_t subscriptionId,
                                                                    std::int64_t logTimeNs);
@@ -66,8 +79,19 @@ struct ClientData {
     std::size_t size = 0;
 };
 
+/// The parts of a client's binary Service Call Request.
+struct ClientServiceCall {
+    ServiceId serviceId = 0;
+    std::uint32_t callId = 0;
+    std::string encoding;
+    const std::uint8_t* payload = nullptr;
+    std::size_t size = 0;
+};
+
+using ClientBinary = std::variant<ClientData, ClientServiceCall>;
+
 /// Reads a client's binary message. Throws std::invalid_argument for an empty frame, an opcode
-/// other than Message Data, or one shorter than its channel id.
-ClientData parseClientData(const std::uint8_t* bytes, std::size_t size);
+/// other than Message Data and Service Call Request, or one shorter than its header says.
+ClientBinary parseClientBinary(const std::uint8_t* bytes, std::size_t size);
 
 }  // namespace qorROS2::web::detail

@@ -5,6 +5,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "qorROS2/web/FoxgloveServer.h"
 
@@ -19,9 +21,12 @@ namespace qorROS2::web::detail {
 
 class WebSession;
 
+struct ClientServiceCall;
+
 // Its handlers and sessions point at it without owning it: it outlives them, since the I/O
-// context it holds destroys whatever handler is left when it goes.
-class ServerCore {
+// context it holds destroys whatever handler is left when it goes. The replies to service calls,
+// which the application keeps, hold it weakly.
+class ServerCore : public std::enable_shared_from_this<ServerCore> {
   public:
     explicit ServerCore(ServerOptions options);
     ServerCore(const ServerCore&) = delete;
@@ -53,6 +58,12 @@ class ServerCore {
     std::vector<ClientStatistics> clients() const;
     std::uint64_t droppedSamples() const;
     std::uint16_t port() const { return m_port; }
+    ServiceId addService(const Service& service);
+    void removeService(ServiceId id);
+    /// Any thread: answers the call `ticket` names with `response`, or when it is null with a
+    /// failure saying `failure`. Returns whether the client was sent the answer.
+    bool answer(std::uint64_t ticket, const std::vector<std::uint8_t>* response,
+                const std::string& failure);
 
     /// Guards the channels, the sessions' subscriptions and their outboxes.
     std::mutex& mutex() const { return m_mutex; }
@@ -67,6 +78,7 @@ class ServerCore {
     void notify(const std::vector<std::pair<ChannelId, bool>>& changes) const;
     void handleText(WebSession& session, const std::string& message);
     void handleBinary(WebSession& session, const std::string& message);
+    void handleServiceCall(WebSession& session, const ClientServiceCall& request);
 
     ServerOptions m_options;
     std::string m_sessionId;
@@ -82,6 +94,19 @@ class ServerCore {
     std::uint64_t m_nextClient = 1;
     std::optional<std::int64_t> m_time;
     std::uint64_t m_droppedOfGoneClients = 0;
+
+    struct PendingCall {
+        std::uint64_t clientId = 0;
+        ServiceId serviceId = 0;
+        std::uint32_t callId = 0;
+    };
+    std::map<ServiceId, Service> m_services;
+    ServiceId m_nextService = 1;
+    std::map<std::uint64_t, PendingCall> m_pendingCalls;  // by ticket
+    std::uint64_t m_nextTicket = 1;
+
+    // I/O thread only; after the context, which they need when they go.
+    std::map<std::uint64_t, std::unique_ptr<boost::asio::steady_timer>> m_callTimers;
 };
 
 }  // namespace qorROS2::web::detail

@@ -242,6 +242,14 @@ void WebSession::queueTime(std::int64_t timeNs) {
     schedule();
 }
 
+void WebSession::queueBinary(std::vector<std::uint8_t> frame) {
+    if (m_closing) {
+        return;
+    }
+    m_binaries.push_back(std::move(frame));
+    schedule();
+}
+
 void WebSession::forgetSubscription(std::uint32_t subscriptionId) {
     if (m_samples.erase(subscriptionId) > 0) {
         m_ready.erase(std::find(m_ready.begin(), m_ready.end(), subscriptionId));
@@ -250,6 +258,7 @@ void WebSession::forgetSubscription(std::uint32_t subscriptionId) {
 
 void WebSession::closeAfterQueued() {
     m_closing = true;
+    m_binaries.clear();
     m_samples.clear();
     m_ready.clear();
     m_time.reset();
@@ -296,6 +305,15 @@ void WebSession::writeNext() {
         lock.unlock();
         m_socket.async_close(websocket::close_code::policy_error,
                              [self = shared_from_this()](beast::error_code) { self->fail(); });
+        return;
+    }
+    if (!m_binaries.empty()) {
+        m_outBinary = std::move(m_binaries.front());
+        m_binaries.pop_front();
+        m_writing = true;
+        lock.unlock();
+        m_socket.binary(true);
+        m_socket.async_write(boost::asio::buffer(m_outBinary), written);
         return;
     }
     if (m_time) {

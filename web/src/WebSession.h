@@ -45,6 +45,8 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     void queueText(std::string text);
     void queueSample(std::uint32_t subscriptionId, const PendingSample& sample);
     void queueTime(std::int64_t timeNs);
+    /// A frame that is never dropped for a newer one: a service's response.
+    void queueBinary(std::vector<std::uint8_t> frame);
     /// Under the core's mutex: sends what is queued, then closes with a policy error.
     void closeAfterQueued();
     /// I/O thread: closes the connection at once.
@@ -55,6 +57,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     std::string remote;
     std::map<std::uint32_t, ChannelId> subscriptions;       // by subscription id
     std::map<std::uint32_t, ClientChannel> clientChannels;  // by the client's channel id
+    std::map<std::uint32_t, std::uint64_t> pendingCalls;    // the server's ticket by call id
     bool announcesTime = false;
     std::uint64_t sentSamples = 0;
     std::uint64_t droppedSamples = 0;
@@ -74,6 +77,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
 
     // Under the core's mutex.
     std::deque<std::string> m_texts;
+    std::deque<std::vector<std::uint8_t>> m_binaries;
     std::map<std::uint32_t, PendingSample> m_samples;
     std::deque<std::uint32_t> m_ready;
     std::optional<std::int64_t> m_time;
@@ -87,6 +91,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     std::string m_message;
     bool m_oversized = false;
     std::string m_outText;
+    std::vector<std::uint8_t> m_outBinary;
     std::array<std::uint8_t, kMessageDataHeaderSize> m_outHeader{};
     std::array<std::uint8_t, 9> m_outTime{};
     std::shared_ptr<const std::vector<std::uint8_t>> m_outPayload;

@@ -1,6 +1,7 @@
 // The demo's live web view: `qor-ros2-demo --web` read by the Foxglove client of tests/peers
 // (channels with their schemas, camera and joint frames decoded, the simulation time, a joint
-// command that moves the arm), and a client that stops reading, which holds up no step.
+// command that moves the arm), the simulation services called through it, and a client that
+// stops reading, which holds up no step.
 
 #include <gtest/gtest.h>
 
@@ -9,9 +10,13 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -163,6 +168,101 @@ TEST(DemoWeb, AnAddressOrPortTheServerCannotHaveEndsTheDemoBeforeItStarts) {
     EXPECT_EQ(busy.errors, "qor-ros2-demo: web server: cannot listen on 127.0.0.1 port " + port +
                                ": Address already in use\n");
     EXPECT_EQ(busy.output, "");
+}
+
+// The time step the scene sets, in nanoseconds.
+std::int64_t sceneStepNs() {
+    std::ifstream file(QOR_DEMO_SCENE);
+    const std::string scene((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
+    std::smatch step;
+    if (!std::regex_search(scene, step, std::regex(R"re(timestep="([^"]+)")re"))) {
+        return 0;
+    }
+    return std::llround(std::stod(step[1].str()) * 1e9);
+}
+
+// The demo with --web on any free port, rendering no sensor: the services are what is looked at.
+std::unique_ptr<qorTest::ChildProcess> startDemoForServices() {
+    return std::make_unique<qorTest::ChildProcess>(
+        std::vector<std::string>{QOR_DEMO, "--web", "0", "--camera-rate", "0", "--lidar-rate", "0"},
+        qorTest::ChildProcess::Options{
+            qorTest::ChildProcess::MERGED, {"ROS_DOMAIN_ID=" + std::to_string(kDomain)}, {}});
+}
+
+TEST(DemoWeb, AFoxgloveClientPausesStepsAndResetsTheSimulationThroughItsServices) {
+    const std::int64_t stepNs = sceneStepNs();
+    ASSERT_GT(stepNs, 0) << "no timestep in " << QOR_DEMO_SCENE;
+    const auto started = startDemoForServices();
+    qorTest::ChildProcess& demo = *started;
+    const std::string serving = "Serving the demo's topics to Foxglove on ws://127.0.0.1:";
+    const auto line = lineStartingWith(demo, serving);
+    ASSERT_TRUE(line) << demo.output();
+    const auto port = static_cast<std::uint16_t>(std::stoul(line->substr(serving.size())));
+
+    qorTest::ChildProcess client({QOR_NODE_EXECUTABLE, QOR_TEST_PEERS_DIR "/foxglove-services.js",
+                                  qorWebTest::localUrl(port), std::to_string(stepNs), "25", "20"},
+                                 {qorTest::ChildProcess::MERGED, {}, {}});
+    const auto exit = client.waitForExit(std::chrono::seconds(100));
+    ASSERT_TRUE(exit) << client.output() << demo.output();
+    EXPECT_EQ(*exit, 0) << client.output() << demo.output();
+
+    // Each service with the schemas of its request and response, as ROS 2 describes them.
+    for (const std::string name : {"get_simulator_features", "get_simulation_state",
+                                   "set_simulation_state", "reset_simulation", "step_simulation"}) {
+        const auto service = lineStartingWith(client, "service /" + name + " ");
+        ASSERT_TRUE(service) << name << "\n" << client.output();
+        std::istringstream fields(*service);
+        std::string word;
+        std::string type;
+        std::string requestName;
+        std::string responseName;
+        fields >> word >> word >> type >> requestName >> responseName;
+        const auto& support = qorROS2::typesupport::getServiceTypeSupport(type);
+        EXPECT_EQ(requestName, support.request().rosName()) << *service;
+        EXPECT_EQ(responseName, support.response().rosName()) << *service;
+        EXPECT_NE(service->find(" " + nlohmann::json(support.request().schemaText()).dump() + " " +
+                                nlohmann::json(support.response().schemaText()).dump()),
+                  std::string::npos)
+            << *service;
+    }
+    for (const std::string check :
+         {"ok paused", "ok get_simulation_state PAUSED", "ok clock stopped at ", "ok stepped 25",
+          "ok clock advanced by ", "ok reset during a run",
+          "ok run ended by the reset: ", "ok step made after the run", "ok time back at ",
+          "ok unknown service: there is no service 9999",
+          "ok garbage request: malformed simulation_interfaces/srv/StepSimulation_Request",
+          "ok cut frame: 2 service call request of 3 bytes", "ok playing", "ok running again",
+          "done"}) {
+        EXPECT_TRUE(lineStartingWith(client, check)) << check << "\n" << client.output();
+    }
+
+    // The demo went on through it all, and ends as it always does.
+    EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
+}
+
+TEST(DemoWeb, TheLiveViewPagesButtonsPauseStepResetAndPlayTheDemo) {
+    const std::int64_t stepNs = sceneStepNs();
+    ASSERT_GT(stepNs, 0) << "no timestep in " << QOR_DEMO_SCENE;
+    const auto started = startDemoForServices();
+    qorTest::ChildProcess& demo = *started;
+    const std::string page = "Live view in a browser: ";
+    const auto line = lineStartingWith(demo, page);
+    ASSERT_TRUE(line) << demo.output();
+
+    std::ostringstream step;
+    step << static_cast<double>(stepNs) / 1e9;
+    qorTest::ChildProcess browser({QOR_NODE_EXECUTABLE, QOR_TEST_PEERS_DIR "/live-view-buttons.js",
+                                   line->substr(page.size()), step.str(), "30"},
+                                  {qorTest::ChildProcess::MERGED, {}, {}});
+    const auto exit = browser.waitForExit(std::chrono::seconds(150));
+    ASSERT_TRUE(exit) << browser.output() << demo.output();
+    EXPECT_EQ(*exit, 0) << browser.output() << demo.output();
+    for (const std::string check :
+         {"ok buttons enabled", "ok paused at ", "ok stepped to ", "ok reset to ", "ok playing"}) {
+        EXPECT_TRUE(lineStartingWith(browser, check)) << check << "\n" << browser.output();
+    }
+    EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
 }
 
 TEST(DemoWeb, AClientThatStopsReadingMissesFramesAndHoldsUpNoStep) {

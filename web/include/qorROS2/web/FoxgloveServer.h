@@ -6,7 +6,15 @@
 //   qorROS2::web::FoxgloveServer server(qorROS2::web::ServerOptions{});
 //   const auto id = server.addChannel({"/joint_states", "sensor_msgs/msg/JointState", schema});
 //   server.publish(id, bytes.data(), bytes.size(), nowNs);
+//
+// Services are offered when ServerOptions::onServiceCall is set:
+//
+//   options.onServiceCall = [&](const ServiceCall& call, ServiceReply reply) {
+//       queue.push({call, reply});  // answered later, from another thread: reply.respond(bytes)
+//   };
+//   server.addService({"/step_simulation", "simulation_interfaces/srv/StepSimulation", ...});
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -19,6 +27,55 @@
 #include "qorROS2/web/LiveFeed.h"
 
 namespace qorROS2::web {
+
+namespace detail {
+class ServerCore;
+}
+
+/// What identifies a service while the server offers it.
+using ServiceId = std::uint32_t;
+
+/// A service clients may call, described by the schemas of its request and response. Both are
+/// exchanged as CDR with its encapsulation header, as ROS 2 sends them.
+struct Service {
+    std::string name;                ///< "/step_simulation"
+    std::string type;                ///< "simulation_interfaces/srv/StepSimulation"
+    std::string requestSchemaName;   ///< "simulation_interfaces/srv/StepSimulation_Request"
+    std::string requestSchema;       ///< its ros2msg text
+    std::string responseSchemaName;  ///< "simulation_interfaces/srv/StepSimulation_Response"
+    std::string responseSchema;      ///< its ros2msg text
+};
+
+/// One call of a service by a client.
+struct ServiceCall {
+    std::uint64_t clientId = 0;  ///< the client, as ClientStatistics numbers it
+    ServiceId serviceId = 0;
+    std::uint32_t callId = 0;           ///< the client's own number of the call
+    std::string name;                   ///< the service's name
+    std::string type;                   ///< the service's type
+    std::vector<std::uint8_t> request;  ///< the request's payload, "cdr" encoded
+};
+
+/// The way back to the client that made a call. Copyable, and usable from any thread, now or
+/// later: the first answer is sent, and every later one ignored, as is one that comes after the
+/// call timed out, after the client left or after the server stopped.
+class QORWEB_EXPORT ServiceReply {
+  public:
+    /// Answers nothing: respond() and fail() return false.
+    ServiceReply() = default;
+    /// Made by the server for each call it hands over.
+    ServiceReply(std::weak_ptr<detail::ServerCore> core, std::uint64_t ticket)
+        : m_core(std::move(core)), m_ticket(ticket) {}
+
+    /// Sends the response's payload, "cdr" encoded, to the caller. Returns whether it was sent.
+    bool respond(const std::vector<std::uint8_t>& response) const;
+    /// Tells the caller that the call failed, and why. Returns whether it was told.
+    bool fail(const std::string& message) const;
+
+  private:
+    std::weak_ptr<detail::ServerCore> m_core;
+    std::uint64_t m_ticket = 0;
+};
 
 /// One message a client published on a channel it advertised.
 struct ClientMessage {
@@ -58,6 +115,15 @@ struct ServerOptions {
     /// Called on the server's thread when a channel gets its first subscriber (true) or loses its
     /// last (false). It must return quickly and must not call back into the server.
     std::function<void(ChannelId, bool subscribed)> onSubscriptionChange;
+    /// Called on the server's thread with each call of a service the server offers; when empty,
+    /// the server offers no services. It must return quickly: the call is answered through
+    /// `reply`, from any thread, possibly later. An exception it throws fails the call with its
+    /// message.
+    std::function<void(const ServiceCall&, ServiceReply reply)> onServiceCall;
+    /// How long a call may wait for its answer before the client is told it failed.
+    std::chrono::milliseconds serviceCallTimeout{30000};
+    /// The calls a client may have waiting at once; a further one fails at once.
+    unsigned maxPendingServiceCalls = 64;
     /// Where warnings go, one line each; empty: standard error.
     std::function<void(const std::string&)> log;
 };
@@ -93,6 +159,13 @@ class QORWEB_EXPORT FoxgloveServer final : public LiveFeed {
     bool publish(ChannelId id, const std::uint8_t* bytes, std::size_t size,
                  std::int64_t logTimeNs) override;
     void setTime(std::int64_t timeNs) override;
+
+    /// Offers `service` to every client, those that come later too. Throws std::logic_error when
+    /// the options set no onServiceCall, std::invalid_argument for a service without a name or
+    /// type.
+    ServiceId addService(const Service& service);
+    /// Withdraws a service; calls of it that wait are still answered.
+    void removeService(ServiceId id);
 
     /// Whether some client is subscribed to channel `id`.
     bool hasSubscribers(ChannelId id) const;
