@@ -273,18 +273,26 @@ void WebSession::schedule() {
     boost::asio::post(m_socket.get_executor(), [self = shared_from_this()] { self->writeNext(); });
 }
 
+template <typename Buffers>
+void WebSession::startWrite(std::unique_lock<std::mutex>& lock, bool text, const Buffers& buffers) {
+    m_writing = true;
+    lock.unlock();
+    m_socket.text(text);
+    m_socket.async_write(buffers,
+                         [self = shared_from_this()](beast::error_code error, std::size_t) {
+                             {
+                                 const std::lock_guard<std::mutex> relock(self->m_core->mutex());
+                                 self->m_writing = false;
+                             }
+                             if (error) {
+                                 self->fail();
+                                 return;
+                             }
+                             self->writeNext();
+                         });
+}
+
 void WebSession::writeNext() {
-    auto written = [self = shared_from_this()](beast::error_code error, std::size_t) {
-        {
-            const std::lock_guard<std::mutex> lock(self->m_core->mutex());
-            self->m_writing = false;
-        }
-        if (error) {
-            self->fail();
-            return;
-        }
-        self->writeNext();
-    };
     std::unique_lock<std::mutex> lock(m_core->mutex());
     m_flushPosted = false;
     if (m_writing || m_closed) {
@@ -294,10 +302,7 @@ void WebSession::writeNext() {
     if (!m_texts.empty()) {
         m_outText = std::move(m_texts.front());
         m_texts.pop_front();
-        m_writing = true;
-        lock.unlock();
-        m_socket.text(true);
-        m_socket.async_write(boost::asio::buffer(m_outText), written);
+        startWrite(lock, true, boost::asio::buffer(m_outText));
         return;
     }
     if (m_closing) {
@@ -310,19 +315,13 @@ void WebSession::writeNext() {
     if (!m_binaries.empty()) {
         m_outBinary = std::move(m_binaries.front());
         m_binaries.pop_front();
-        m_writing = true;
-        lock.unlock();
-        m_socket.binary(true);
-        m_socket.async_write(boost::asio::buffer(m_outBinary), written);
+        startWrite(lock, false, boost::asio::buffer(m_outBinary));
         return;
     }
     if (m_time) {
         m_outTime = timeFrame(*m_time);
         m_time.reset();
-        m_writing = true;
-        lock.unlock();
-        m_socket.binary(true);
-        m_socket.async_write(boost::asio::buffer(m_outTime), written);
+        startWrite(lock, false, boost::asio::buffer(m_outTime));
         return;
     }
     if (!m_ready.empty()) {
@@ -333,12 +332,9 @@ void WebSession::writeNext() {
         m_outPayload = std::move(pending->second.payload);
         m_samples.erase(pending);
         ++sentSamples;
-        m_writing = true;
-        lock.unlock();
-        m_socket.binary(true);
         const std::array<boost::asio::const_buffer, 2> frame = {boost::asio::buffer(m_outHeader),
                                                                 boost::asio::buffer(*m_outPayload)};
-        m_socket.async_write(frame, written);
+        startWrite(lock, false, frame);
     }
 }
 

@@ -68,6 +68,9 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
   private:
     void schedule();
     void writeNext();
+    /// Writes `buffers` as one text or binary frame; `lock` (the core's) is released first.
+    template <typename Buffers>
+    void startWrite(std::unique_lock<std::mutex>& lock, bool text, const Buffers& buffers);
     void read();
     void onRead(boost::beast::error_code error, std::size_t size);
     void fail();
