@@ -2,7 +2,6 @@
 // qor-ros2 as the only other program on its domain.
 
 #include <gtest/gtest.h>
-#include <png.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +13,6 @@
 #include <map>
 #include <optional>
 #include <regex>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -22,6 +20,7 @@
 #include "ChildProcess.h"
 #include "CliRuns.h"
 #include "WaitFor.h"
+#include "support/PngPixels.h"
 
 namespace {
 
@@ -82,38 +81,6 @@ std::vector<double> averageRates(const std::string& text) {
         rates.push_back(std::stod((*match)[1].str()));
     }
     return rates;
-}
-
-struct Picture {
-    bool decoded = false;
-    unsigned width = 0;
-    unsigned height = 0;
-    std::size_t colours = 0;
-};
-
-Picture readPng(const std::string& path) {
-    Picture picture;
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&image, path.c_str()) == 0) {
-        return picture;
-    }
-    image.format = PNG_FORMAT_RGB;
-    std::vector<png_byte> pixels(PNG_IMAGE_SIZE(image));
-    if (png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr) == 0) {
-        png_image_free(&image);
-        return picture;
-    }
-    picture.decoded = true;
-    picture.width = image.width;
-    picture.height = image.height;
-    std::set<std::uint32_t> colours;
-    for (std::size_t i = 0; i + 2 < pixels.size(); i += 3) {
-        colours.insert((std::uint32_t{pixels[i]} << 16) | (std::uint32_t{pixels[i + 1]} << 8) |
-                       pixels[i + 2]);
-    }
-    picture.colours = colours.size();
-    return picture;
 }
 
 TEST(DemoWalkthrough, ReadmeStepsWorkAgainstTheHeadlessDemo) {
@@ -186,11 +153,11 @@ TEST(DemoWalkthrough, ReadmeStepsWorkAgainstTheHeadlessDemo) {
     {
         SCOPED_TRACE("the demo ends after 8 simulated seconds and writes its snapshot");
         EXPECT_EQ(demo.waitForExit(std::chrono::seconds(60)), std::optional<int>(0));
-        const Picture picture = readPng(snapshot);
-        EXPECT_TRUE(picture.decoded) << snapshot;
+        const qorTest::PngPixels picture = qorTest::readPngRgb(snapshot);
+        EXPECT_EQ(picture.error, "") << snapshot;
         EXPECT_EQ(picture.width, 320u);
         EXPECT_EQ(picture.height, 240u);
-        EXPECT_GE(picture.colours, 16u) << "a blank or nearly blank image";
+        EXPECT_GE(qorTest::distinctColours(picture), 16u) << "a blank or nearly blank image";
     }
     std::filesystem::remove_all(directory);
 }
