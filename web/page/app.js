@@ -37,6 +37,8 @@
   const clockSamples = [];  // [wall ms, sim s], the last few seconds
   let latestImage = null;
   let latestCloud = null;
+  let latestJoints = null;
+  let timeChanged = false;
   const history = new Map();  // joint -> [[sim s, position]]
   let jointNames = [];
   let jointLimits = new Map();  // joint -> [lower, upper], from the robot description
@@ -192,16 +194,30 @@
     else if (role === "description") readLimits(message.data);
   }
 
+  // Messages only note what came; the page is drawn once per animation frame (frame()), so that
+  // hundreds of states a second cost a browser no more than it can show, and answers behind them
+  // are read at once instead of after seconds of queued drawing.
   function onSimTime(seconds) {
     const now = performance.now();
     // Time that went back is a reset: the rate starts over.
     if (lastSimTime !== null && seconds < lastSimTime) clockSamples.length = 0;
     lastSimTime = seconds;
     clockSamples.push([now, seconds]);
-    while (clockSamples.length > 2 && now - clockSamples[0][0] > 3000) clockSamples.shift();
-    $("sim-time").textContent = seconds.toFixed(3);
+    if (now - clockSamples[0][0] > 4000) {
+      let old = 0;
+      while (clockSamples.length - old > 2 && now - clockSamples[old][0] > 3000) old++;
+      clockSamples.splice(0, old);
+    }
+    timeChanged = true;
+  }
+
+  function showSimTime() {
+    if (!timeChanged || lastSimTime === null) return;
+    timeChanged = false;
+    $("sim-time").textContent = lastSimTime.toFixed(3);
+    const now = performance.now();
     const [wall0, sim0] = clockSamples[0];
-    if (now - wall0 >= 500) $("rtf").textContent = ((seconds - sim0) / ((now - wall0) / 1000)).toFixed(2);
+    if (now - wall0 >= 500) $("rtf").textContent = ((lastSimTime - sim0) / ((now - wall0) / 1000)).toFixed(2);
   }
 
   // Joint limits from the URDF the simulation publishes, for the sliders' ranges.
@@ -226,6 +242,27 @@
 
   function onJoints(message) {
     const time = message.header.stamp.sec + message.header.stamp.nanosec / 1e9;
+    latestJoints = message;
+    message.name.forEach((name, k) => {
+      const position = message.position[k];
+      if (position === undefined) return;
+      let points = history.get(name);
+      if (!points) history.set(name, (points = []));
+      if (points.length > 0 && time < points[points.length - 1][0]) points.length = 0;  // a reset
+      // A point per plotted pixel or so is all a plot can show of states that come every step.
+      if (points.length > 0 && time - points[points.length - 1][0] < plotSeconds / 1000) return;
+      points.push([time, position]);
+      // Trimmed a slice at a time: one shift per state would move the whole history each time.
+      if (time - points[0][0] > plotSeconds * 1.1) {
+        let old = 0;
+        while (old < points.length && time - points[old][0] > plotSeconds) old++;
+        points.splice(0, old);
+      }
+    });
+  }
+
+  function showJoints(message) {
+    const time = message.header.stamp.sec + message.header.stamp.nanosec / 1e9;
     $("joint-stamp").textContent = time.toFixed(3);
     if (message.name.join("\n") !== jointNames.join("\n")) buildJointRows(message);
     const rows = $("joints").tBodies[0].rows;
@@ -234,12 +271,6 @@
       const velocity = message.velocity[k];
       rows[k].cells[1].textContent = position === undefined ? "–" : position.toFixed(4);
       rows[k].cells[2].textContent = velocity === undefined ? "–" : velocity.toFixed(4);
-      if (position === undefined) return;
-      let points = history.get(name);
-      if (!points) history.set(name, (points = []));
-      if (points.length > 0 && time < points[points.length - 1][0]) points.length = 0;  // a reset
-      points.push([time, position]);
-      while (points.length > 0 && time - points[0][0] > plotSeconds) points.shift();
     });
     drawPlot();
   }
@@ -459,11 +490,14 @@
     try {
       if (latestImage) drawImage(latestImage);
       if (latestCloud) drawCloud(latestCloud);
+      if (latestJoints) showJoints(latestJoints);
+      showSimTime();
     } catch (error) {
       noteDecodeError(error);
     }
     latestImage = null;
     latestCloud = null;
+    latestJoints = null;
     requestAnimationFrame(frame);
   }
 

@@ -241,6 +241,30 @@ TEST(DemoWeb, AFoxgloveClientPausesStepsAndResetsTheSimulationThroughItsServices
     EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
 }
 
+TEST(DemoWeb, TheLiveViewPagesButtonsPauseStepResetAndPlayTheDemo) {
+    const std::int64_t stepNs = sceneStepNs();
+    ASSERT_GT(stepNs, 0) << "no timestep in " << QOR_DEMO_SCENE;
+    const auto started = startDemoForServices();
+    qorTest::ChildProcess& demo = *started;
+    const std::string page = "Live view in a browser: ";
+    const auto line = lineStartingWith(demo, page);
+    ASSERT_TRUE(line) << demo.output();
+
+    std::ostringstream step;
+    step << static_cast<double>(stepNs) / 1e9;
+    qorTest::ChildProcess browser({QOR_NODE_EXECUTABLE, QOR_TEST_PEERS_DIR "/live-view-buttons.js",
+                                   line->substr(page.size()), step.str(), "30"},
+                                  {qorTest::ChildProcess::MERGED, {}, {}});
+    const auto exit = browser.waitForExit(std::chrono::seconds(150));
+    ASSERT_TRUE(exit) << browser.output() << demo.output();
+    EXPECT_EQ(*exit, 0) << browser.output() << demo.output();
+    for (const std::string check :
+         {"ok buttons enabled", "ok paused at ", "ok stepped to ", "ok reset to ", "ok playing"}) {
+        EXPECT_TRUE(lineStartingWith(browser, check)) << check << "\n" << browser.output();
+    }
+    EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
+}
+
 TEST(DemoWeb, AClientThatStopsReadingMissesFramesAndHoldsUpNoStep) {
     qorDemo::DemoOptions options = qorDemoTest::smallDemo(kDomain, 640, 480);
     options.cameraRate = 100.0;
