@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include <pthread.h>
+
 #include "qorROS2/typesupport/TypeSupport.h"
 
 namespace qorDemo {
@@ -56,7 +58,11 @@ DemoWebFeed::DemoWebFeed(const std::vector<DemoTopic>& topics, std::int8_t domai
         served.channel = m_server->addChannel({topic.name, topic.type, support->schemaText()});
         m_served.push_back(std::move(served));
     }
-    m_thread = std::thread([this] { run(); });
+    m_thread = std::thread([this, niceness = m_server->niceness()] {
+        pthread_setname_np(pthread_self(), "qor-web-feed");
+        qorROS2::web::lowerCallingThread(niceness);
+        run();
+    });
 }
 
 DemoWebFeed::~DemoWebFeed() {

@@ -21,6 +21,10 @@
 
 namespace qorDemo {
 
+/// How far below the step loop the web view's threads run (nice steps): on a machine short of
+/// CPU, clients miss frames rather than the simulation missing steps.
+inline constexpr int kWebViewNiceness = 10;
+
 /// Feeds a FoxgloveServer with the demo's topics. Each topic the demo publishes is a channel,
 /// described by its type's schema. While some client is subscribed to a channel, a raw subscriber
 /// in this process takes the very bytes the demo's publisher sent and hands them on, each sample
@@ -35,8 +39,8 @@ namespace qorDemo {
 class DemoWebFeed {
   public:
     /// Starts the server that `options` describes (its time, client publishing and subscription
-    /// callbacks are the feed's) and offers `topics`, those of domain `domainId`. Throws what
-    /// FoxgloveServer throws.
+    /// callbacks are the feed's) and offers `topics`, those of domain `domainId`. The feed's own
+    /// thread runs at the server's niceness. Throws what FoxgloveServer throws.
     DemoWebFeed(const std::vector<DemoTopic>& topics, std::int8_t domainId,
                 qorROS2::web::ServerOptions options);
     ~DemoWebFeed();

@@ -62,6 +62,7 @@ std::unique_ptr<qorDemo::DemoWebFeed> startWebFeed(const qorDemo::DemoOptions& o
     server.name = "qor-ros2-demo";
     server.metadata = {{"ROS_DOMAIN_ID", std::to_string(options.domainId)}};
     server.token = options.webToken;
+    server.niceness = qorDemo::kWebViewNiceness;
     // The page qor-ros2 bridge web serves: a browser pointed at the address shows the demo.
     server.staticDirectory = qorROS2::web::bundledPageDirectory();
     try {

@@ -124,6 +124,11 @@ struct ServerOptions {
     std::chrono::milliseconds serviceCallTimeout{30000};
     /// The calls a client may have waiting at once; a further one fails at once.
     unsigned maxPendingServiceCalls = 64;
+    /// How many steps of Linux's nice scale (0 to 19) the server's thread runs below the thread
+    /// that made the server. A simulation that serves its own web view gives it 10 or so, so that
+    /// writing frames to many clients takes the CPU the simulation leaves, never the simulation's:
+    /// clients of a machine that is short of CPU miss frames instead (they get the newest).
+    int niceness = 0;
     /// Where warnings go, one line each; empty: standard error.
     std::function<void(const std::string&)> log;
 };
@@ -173,11 +178,17 @@ class QORWEB_EXPORT FoxgloveServer final : public LiveFeed {
     std::vector<ClientStatistics> clients() const;
     /// Samples dropped for slow clients so far, over all clients, gone ones included.
     std::uint64_t droppedSamples() const;
+    /// How far below its maker the server's thread runs (ServerOptions::niceness).
+    int niceness() const;
 
     class Impl;
 
   private:
     std::shared_ptr<Impl> m_impl;
 };
+
+/// Lowers the calling thread by `niceness` steps of Linux's nice scale (at most to 19), as a
+/// server does its own thread: for the threads that feed a server and should yield as it does.
+QORWEB_EXPORT void lowerCallingThread(int niceness);
 
 }  // namespace qorROS2::web
