@@ -26,6 +26,8 @@ declare -A runs=(
   [qorDemoWebBenchmark]="$bench/demo/qorDemoWebBenchmark"
   [qorTransportLatencyBenchmark]="$bench/crossprocess/qorTransportLatencyBenchmark --repetitions 3"
   [qorTransportThroughputBenchmark]="$bench/crossprocess/qorTransportThroughputBenchmark --repetitions 3"
+  # The loop a controller closes across processes: state out, command applied, ours and the others.
+  [qorControlLoopBenchmark]="$bench/crossprocess/qorControlLoopBenchmark --repetitions 3"
   [qor_lockstep_benchmark]="$bench/simulationcontrol/qor_lockstep_benchmark"
   # The bag benchmarks write their files in the build folder, on the disk a recording would use.
   [qorBagWriteBenchmark]="env -C build/default bench/bag/qorBagWriteBenchmark"
@@ -33,7 +35,7 @@ declare -A runs=(
 )
 order=(qorCodecBenchmark qorConverterBenchmark qorPhysicsBenchmark qorStepBridgeBenchmark
        qorDemoBenchmark qorDemoRecordBenchmark qorDemoWebBenchmark qorTransportLatencyBenchmark
-       qorTransportThroughputBenchmark qor_lockstep_benchmark qorBagWriteBenchmark
+       qorTransportThroughputBenchmark qorControlLoopBenchmark qor_lockstep_benchmark qorBagWriteBenchmark
        qorBagRecordStreamBenchmark)
 selected=("$@")
 [ ${#selected[@]} -gt 0 ] || selected=("${order[@]}")

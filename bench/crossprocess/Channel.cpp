@@ -2,6 +2,7 @@
 
 #include <array>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace qorROS2::bench {
@@ -14,12 +15,33 @@ constexpr std::array<std::pair<Stack, const char*>, 4> kStacks{{
     {Stack::Cyclone, "cyclone"},
 }};
 
-constexpr std::array<std::pair<Shape, const char*>, 5> kShapes{{
+constexpr std::array<std::pair<Shape, const char*>, 10> kShapes{{
     {Shape::Clock, "clock"},
+    {Shape::JointState1, "joint_state_1"},
     {Shape::JointState6, "joint_state_6"},
+    {Shape::JointState10, "joint_state_10"},
     {Shape::JointState100, "joint_state_100"},
+    {Shape::JointCommand1, "joint_command_1"},
+    {Shape::JointCommand10, "joint_command_10"},
+    {Shape::JointCommand100, "joint_command_100"},
     {Shape::Image1080p, "image_1080p"},
     {Shape::PointCloud100k, "point_cloud_100k"},
+}};
+
+// The joints of each JointState shape, and whether it is a command.
+struct JointShape {
+    Shape shape;
+    std::size_t joints;
+    bool command;
+};
+constexpr std::array<JointShape, 7> kJointShapes{{
+    {Shape::JointState1, 1, false},
+    {Shape::JointState6, 6, false},
+    {Shape::JointState10, 10, false},
+    {Shape::JointState100, 100, false},
+    {Shape::JointCommand1, 1, true},
+    {Shape::JointCommand10, 10, true},
+    {Shape::JointCommand100, 100, true},
 }};
 
 template <typename Value, std::size_t N>
@@ -59,7 +81,31 @@ std::unique_ptr<Channel> makeChannel(const ChannelSettings& settings) {
 }
 
 std::size_t jointCount(Shape shape) {
-    return shape == Shape::JointState6 ? 6 : shape == Shape::JointState100 ? 100 : 0;
+    for (const JointShape& joints : kJointShapes) {
+        if (joints.shape == shape) {
+            return joints.joints;
+        }
+    }
+    return 0;
+}
+
+bool isJointCommand(Shape shape) {
+    for (const JointShape& joints : kJointShapes) {
+        if (joints.shape == shape) {
+            return joints.command;
+        }
+    }
+    return false;
+}
+
+Shape jointShape(std::size_t count, bool command) {
+    for (const JointShape& joints : kJointShapes) {
+        if (joints.joints == count && joints.command == command) {
+            return joints.shape;
+        }
+    }
+    throw std::invalid_argument("no JointState shape of " + std::to_string(count) + " joints" +
+                                (command ? " for commands" : ""));
 }
 
 const char* stackName(Stack stack) {

@@ -17,11 +17,16 @@ enum class Stack { Ours, RawFastDds, RawFastDdsRosSettings, Cyclone };
 
 /// The messages exchanged, each always of the same size.
 enum class Shape {
-    Clock,           ///< rosgraph_msgs/Clock
-    JointState6,     ///< sensor_msgs/JointState with 6 joints
-    JointState100,   ///< sensor_msgs/JointState with 100 joints
-    Image1080p,      ///< sensor_msgs/Image, 1920 x 1080 rgb8 (6.2 MB)
-    PointCloud100k,  ///< sensor_msgs/PointCloud2, 100 000 points of x, y, z, intensity (1.6 MB)
+    Clock,            ///< rosgraph_msgs/Clock
+    JointState1,      ///< sensor_msgs/JointState with 1 joint
+    JointState6,      ///< sensor_msgs/JointState with 6 joints
+    JointState10,     ///< sensor_msgs/JointState with 10 joints
+    JointState100,    ///< sensor_msgs/JointState with 100 joints
+    JointCommand1,    ///< sensor_msgs/JointState with 1 joint's position only, as a command
+    JointCommand10,   ///< the same with 10 joints
+    JointCommand100,  ///< the same with 100 joints
+    Image1080p,       ///< sensor_msgs/Image, 1920 x 1080 rgb8 (6.2 MB)
+    PointCloud100k,   ///< sensor_msgs/PointCloud2, 100 000 points of x, y, z, intensity (1.6 MB)
 };
 
 /// What a channel is made of. An empty topic means no writer (or no reader) on that side.
@@ -55,8 +60,13 @@ std::unique_ptr<Channel> makeOurChannel(const ChannelSettings& settings);
 std::unique_ptr<Channel> makeRawFastDdsChannel(const ChannelSettings& settings);
 std::unique_ptr<Channel> makeCycloneChannel(const ChannelSettings& settings);
 
-/// The number of joints of a JointState shape.
+/// The number of joints of a JointState shape, 0 for other shapes.
 std::size_t jointCount(Shape shape);
+/// Whether a JointState shape is a command: positions only, no velocities or efforts.
+bool isJointCommand(Shape shape);
+/// The JointState shape of `joints` joints (1, 6, 10 or 100), a command's when `command`; throws
+/// std::invalid_argument for another count.
+Shape jointShape(std::size_t joints, bool command);
 
 /// Names as printed and as given on the command line: "ours", "fastdds", "fastdds_ros",
 /// "cyclone";

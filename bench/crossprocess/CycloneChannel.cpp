@@ -49,8 +49,10 @@ void fill(sensor_msgs_msg_JointState& message, Shape shape, SampleStorage& stora
     for (std::size_t i = 0; i < jointCount(shape); ++i) {
         storage.names.push_back(jointName(i));
         storage.positions.push_back(0.1 * static_cast<double>(i));
-        storage.velocities.push_back(0.0);
-        storage.efforts.push_back(1.0);
+        if (!isJointCommand(shape)) {
+            storage.velocities.push_back(0.0);
+            storage.efforts.push_back(1.0);
+        }
     }
     for (std::string& name : storage.names) {
         storage.namePointers.push_back(name.data());
@@ -199,8 +201,13 @@ std::unique_ptr<Channel> makeCycloneChannel(const ChannelSettings& settings) {
         case Shape::Clock:
             return std::make_unique<CycloneChannel<rosgraph_msgs_msg_Clock>>(
                 settings, rosgraph_msgs_msg_Clock_desc);
+        case Shape::JointState1:
         case Shape::JointState6:
+        case Shape::JointState10:
         case Shape::JointState100:
+        case Shape::JointCommand1:
+        case Shape::JointCommand10:
+        case Shape::JointCommand100:
             return std::make_unique<CycloneChannel<sensor_msgs_msg_JointState>>(
                 settings, sensor_msgs_msg_JointState_desc);
         case Shape::Image1080p:

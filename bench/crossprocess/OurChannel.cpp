@@ -17,8 +17,10 @@ void fill(sensorMsgs::JointState& message, Shape shape) {
     for (std::size_t i = 0; i < jointCount(shape); ++i) {
         message.name.push_back(jointName(i));
         message.position.push_back(0.1 * static_cast<double>(i));
-        message.velocity.push_back(0.0);
-        message.effort.push_back(1.0);
+        if (!isJointCommand(shape)) {
+            message.velocity.push_back(0.0);
+            message.effort.push_back(1.0);
+        }
     }
 }
 
@@ -99,8 +101,13 @@ std::unique_ptr<Channel> makeOurChannel(const ChannelSettings& settings) {
     switch (settings.shape) {
         case Shape::Clock:
             return std::make_unique<OurChannel<rosgraphMsgs::Clock>>(settings);
+        case Shape::JointState1:
         case Shape::JointState6:
+        case Shape::JointState10:
         case Shape::JointState100:
+        case Shape::JointCommand1:
+        case Shape::JointCommand10:
+        case Shape::JointCommand100:
             return std::make_unique<OurChannel<sensorMsgs::JointState>>(settings);
         case Shape::Image1080p:
             return std::make_unique<OurChannel<sensorMsgs::Image>>(settings);

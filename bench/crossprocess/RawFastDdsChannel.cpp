@@ -41,8 +41,10 @@ void fill(sensor_msgs::msg::JointState& message, Shape shape) {
     for (std::size_t i = 0; i < jointCount(shape); ++i) {
         message.name().push_back(jointName(i));
         message.position().push_back(0.1 * static_cast<double>(i));
-        message.velocity().push_back(0.0);
-        message.effort().push_back(1.0);
+        if (!isJointCommand(shape)) {
+            message.velocity().push_back(0.0);
+            message.effort().push_back(1.0);
+        }
     }
 }
 
@@ -183,8 +185,13 @@ std::unique_ptr<Channel> makeRawFastDdsChannel(const ChannelSettings& settings) 
             return std::make_unique<
                 RawFastDdsChannel<rosgraph_msgs::msg::Clock, rosgraph_msgs::msg::ClockPubSubType>>(
                 settings);
+        case Shape::JointState1:
         case Shape::JointState6:
+        case Shape::JointState10:
         case Shape::JointState100:
+        case Shape::JointCommand1:
+        case Shape::JointCommand10:
+        case Shape::JointCommand100:
             return std::make_unique<RawFastDdsChannel<sensor_msgs::msg::JointState,
                                                       sensor_msgs::msg::JointStatePubSubType>>(
                 settings);
