@@ -14,6 +14,7 @@
 #include "MujocoScene.h"
 #include "OffscreenContext.h"
 #include "SimulationAccess.h"
+#include "SnapshotAccess.h"
 #include "qorSensor/CameraCMOSSensor.h"
 #include "qorSensor/CameraLensSingleElement.h"
 
@@ -127,6 +128,22 @@ class Camera::Impl {
         mj_comPos(model, data);
         mj_camlight(model, data);
         mj_tendon(model, data);
+        draw(model, data);
+    }
+
+    void render(const qorSDK::SceneSnapshot& snapshot) {
+        const mjModel* model = qorSDK::detail::SnapshotAccess::model(snapshot);
+        if (model != m_scene->model()) {
+            throw std::invalid_argument("Camera '" + m_name +
+                                        "': cannot render a snapshot of another simulation");
+        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        // The snapshot's poses were computed when it was captured.
+        draw(model, qorSDK::detail::SnapshotAccess::data(snapshot));
+    }
+
+    // Draws the state in data, whose poses are up to date, and fills every output.
+    void draw(const mjModel* model, mjData* data) {
         const mjrRect viewport{0, 0, static_cast<int>(m_resolution.width),
                                static_cast<int>(m_resolution.height)};
         {
@@ -221,6 +238,10 @@ const std::vector<qor::ref_ptr<CameraColorOutput>>& Camera::getOutputs() const n
 
 void Camera::render() {
     m_impl->render();
+}
+
+void Camera::render(const qorSDK::SceneSnapshot& snapshot) {
+    m_impl->render(snapshot);
 }
 
 }  // namespace qorSensor
