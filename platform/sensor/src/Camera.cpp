@@ -79,13 +79,12 @@ class Camera::Impl {
         mjv_defaultPerturb(&m_perturb);
 
         // MuJoCo sizes its offscreen framebuffer from the model's visual settings; a shallow copy
-        // with a larger size serves cameras bigger than the scene asks for, without touching the
-        // model that the simulation steps.
+        // sized to the camera serves it without touching the model that the simulation steps. A
+        // buffer larger than the images (the arm's scene asks for 1280x960) is cleared whole at
+        // every render, which cost 8 % of a 640x480 image.
         auto sized = std::make_unique<mjModel>(*model);
-        sized->vis.global.offwidth =
-            std::max(sized->vis.global.offwidth, static_cast<int>(resolution.width));
-        sized->vis.global.offheight =
-            std::max(sized->vis.global.offheight, static_cast<int>(resolution.height));
+        sized->vis.global.offwidth = static_cast<int>(resolution.width);
+        sized->vis.global.offheight = static_cast<int>(resolution.height);
         // Multisampling smooths edges for people; with a software rasteriser it multiplies the
         // cost of every image, and a robot's vision needs the sharp edges no less.
         sized->vis.quality.offsamples = 0;
