@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -34,6 +35,7 @@ constexpr double kCameraRate = 30.0;
 constexpr double kLidarRate = 10.0;
 constexpr std::int64_t kStepNs = 2'000'000;  // the scene's step
 constexpr int kSteps = 250;                  // 0.5 s: 16 images and 6 scans, the first at 2 ms
+constexpr int kReleaseStep = 26;  // after the second image's step (17), before the third's (34)
 
 constexpr const char* kClock = "/clock";
 constexpr const char* kImages = "/camera/image_raw";
@@ -48,8 +50,11 @@ struct Sent {
 };
 
 // Every clock and sensor sample that the publishers made under it send, in the order sent.
+// Made `holding`, it holds the thread that sends the first image until open() is called.
 class SentSamples final : public qorROS2::PublicationObserver {
   public:
+    explicit SentSamples(bool holding = false) : m_holding(holding) {}
+
     void advertised(const qorROS2::PublishedTopic& /*topic*/) override {}
 
     void published(const qorROS2::PublishedTopic& topic, const std::uint8_t* data,
@@ -58,6 +63,10 @@ class SentSamples final : public qorROS2::PublicationObserver {
                              topic.name == kInfos || topic.name == kClouds;
         if (!watched || size < 12) {
             return;
+        }
+        if (topic.name == kImages) {
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_opened.wait(lock, [&] { return !m_holding; });
         }
         // After the CDR header (little endian, as ours are encoded), the clock and each sensor
         // message start with their time: seconds (int32), nanoseconds (uint32).
@@ -71,6 +80,14 @@ class SentSamples final : public qorROS2::PublicationObserver {
             static_cast<std::int64_t>(static_cast<std::int32_t>(sec)) * 1'000'000'000 + nanosec;
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_sent.push_back(Sent{topic.name, stamp, {data, data + size}});
+    }
+
+    void open() {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_holding = false;
+        }
+        m_opened.notify_all();
     }
 
     std::vector<Sent> all() const {
@@ -90,6 +107,8 @@ class SentSamples final : public qorROS2::PublicationObserver {
 
   private:
     mutable std::mutex m_mutex;
+    std::condition_variable m_opened;
+    bool m_holding;
     std::vector<Sent> m_sent;
 };
 
@@ -147,7 +166,10 @@ void expectSameFrames(const SentSamples& threads, const SentSamples& inStep,
 
 TEST(SensorThreads, PublishTheFramesAStepThatRendersItselfPublishes) {
     ASSERT_EQ(qorTest::enterPrivateNetwork(), "");
-    const auto threadsSent = std::make_shared<SentSamples>();
+    // The first image is held until the simulation is well past the second's step, so that a
+    // frame rendered from the scene as it stands at render time, rather than from its snapshot,
+    // would show a later step.
+    const auto threadsSent = std::make_shared<SentSamples>(true);
     const auto inStepSent = std::make_shared<SentSamples>();
     const std::unique_ptr<qorDemo::DemoBridge> threads =
         observedBridge(options(kThreadsDomain, true), threadsSent);
@@ -155,9 +177,12 @@ TEST(SensorThreads, PublishTheFramesAStepThatRendersItselfPublishes) {
         observedBridge(options(kInStepDomain, false), inStepSent);
     ASSERT_NO_FATAL_FAILURE(throwBall(*threads));
     ASSERT_NO_FATAL_FAILURE(throwBall(*inStep));
-    for (int step = 0; step < kSteps; ++step) {
+    for (int step = 1; step <= kSteps; ++step) {
         threads->step();
         inStep->step();
+        if (step == kReleaseStep) {
+            threadsSent->open();
+        }
     }
     threads->finishSensors();
     EXPECT_EQ(threads->cameraFrames(), 16u);
