@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <initializer_list>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
+#include <string>
 
 #include "ArmFrames.h"
 #include "DemoEntities.h"
@@ -151,6 +154,11 @@ DemoBridge::DemoBridge(const DemoOptions& options)
         m_infoPublisher = advertise<qorROS2::sensorMsgs::CameraInfo>(
             "camera/camera_info", sensorQos(options.sensorQos), options.domainId);
         m_cameraSchedule.period = 1.0 / options.cameraRate;
+        if (options.sensorThreads) {
+            m_cameraWorker = std::make_unique<SensorWorker>(
+                *m_simulation,
+                [this](const qorSDK::SceneSnapshot& snapshot) { publishCamera(snapshot); });
+        }
     }
     if (options.lidarRate > 0.0) {
         qorSensor::LidarPattern pattern;
@@ -161,6 +169,11 @@ DemoBridge::DemoBridge(const DemoOptions& options)
             "lidar/points", sensorQos(options.sensorQos), options.domainId);
         m_lidarSchedule.period = 1.0 / options.lidarRate;
         m_lidarRows = options.lidarRows;
+        if (options.sensorThreads) {
+            m_lidarWorker = std::make_unique<SensorWorker>(
+                *m_simulation,
+                [this](const qorSDK::SceneSnapshot& snapshot) { publishLidar(snapshot); });
+        }
     }
     if (!options.robotDescriptionPath.empty()) {
         publishRobotDescription(options.robotDescriptionPath, options.domainId);
@@ -179,6 +192,9 @@ DemoBridge::~DemoBridge() {
 }
 
 void DemoBridge::afterReset(bool time, bool state) {
+    // Frames of the old timeline go out before anything of the new one. A sensor that failed
+    // says so at the next step.
+    drainSensors();
     m_control->dropPendingCommands();
     if (state) {
         for (std::size_t i = 0; i < m_constraints.size(); ++i) {
@@ -244,13 +260,41 @@ void DemoBridge::step() {
     if (m_camera && due(m_cameraSchedule, now)) {
         m_cameraSchedule.active = cameraWanted();
         if (m_cameraSchedule.active) {
-            publishCamera(now);
+            ++m_cameraFrames;
+            if (m_cameraWorker) {
+                m_cameraWorker->submit(*m_simulation);
+            } else {
+                publishCamera(now);
+            }
         }
     }
     if (m_lidar && due(m_lidarSchedule, now)) {
         m_lidarSchedule.active = lidarWanted();
         if (m_lidarSchedule.active) {
-            publishLidar(now);
+            ++m_lidarScans;
+            if (m_lidarWorker) {
+                m_lidarWorker->submit(*m_simulation);
+            } else {
+                publishLidar(now);
+            }
+        }
+    }
+}
+
+void DemoBridge::finishSensors() {
+    drainSensors();
+    for (const std::unique_ptr<SensorWorker>* worker : {&m_cameraWorker, &m_lidarWorker}) {
+        const std::string failure = *worker ? (*worker)->failure() : std::string();
+        if (!failure.empty()) {
+            throw std::runtime_error(failure);
+        }
+    }
+}
+
+void DemoBridge::drainSensors() {
+    for (const std::unique_ptr<SensorWorker>* worker : {&m_cameraWorker, &m_lidarWorker}) {
+        if (*worker) {
+            (*worker)->drain();
         }
     }
 }
@@ -307,7 +351,15 @@ bool DemoBridge::lidarWanted() const {
 
 void DemoBridge::publishCamera(double time) {
     m_camera->render();
-    ++m_cameraFrames;
+    sendCameraFrame(time);
+}
+
+void DemoBridge::publishCamera(const qorSDK::SceneSnapshot& snapshot) {
+    m_camera->render(snapshot);
+    sendCameraFrame(snapshot.getTime());
+}
+
+void DemoBridge::sendCameraFrame(double time) {
     m_imagePublisher->sendMessage(
         qorROS2::convertCameraOutput(m_cameraOutput.get(), time, kCameraOpticalFrame));
     // rviz2's Camera display, image_proc and image_geometry read K and P in pixels about the
@@ -320,7 +372,15 @@ void DemoBridge::publishCamera(double time) {
 
 void DemoBridge::publishLidar(double time) {
     m_lidar->scan();
-    ++m_lidarScans;
+    sendLidarScan(time);
+}
+
+void DemoBridge::publishLidar(const qorSDK::SceneSnapshot& snapshot) {
+    m_lidar->scan(snapshot);
+    sendLidarScan(snapshot.getTime());
+}
+
+void DemoBridge::sendLidarScan(double time) {
     // PCL's fromROSMsg walks the rows by row_step, in bytes.
     m_cloudPublisher->sendMessage(
         m_designConventions ? qorROS2::convertLidarOutput(m_lidar->getOutput(), time, kLidarFrame,
@@ -374,6 +434,8 @@ bool DemoBridge::writeSnapshot(const std::string& path, std::string& error) {
         error = "no camera image to write: the camera is off (--camera-rate 0)";
         return false;
     }
+    // The camera's thread renders into the same output.
+    drainSensors();
     m_camera->render();
     return qorApps::writePng(
         path, qorROS2::convertCameraOutput(m_cameraOutput.get(), time(), kCameraOpticalFrame),

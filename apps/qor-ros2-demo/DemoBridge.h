@@ -9,6 +9,7 @@
 
 #include "CommandCountingInterface.h"
 #include "DemoOptions.h"
+#include "SensorWorker.h"
 #include "qor/ref_ptr.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
@@ -17,6 +18,7 @@
 #include "qorROS2/ROS2OdometryPublisher.h"
 #include "qorROS2/ROS2SimulationControlServer.h"
 #include "qorROS2/ROS2TransformPublisher.h"
+#include "qorSDK/SceneSnapshot.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/Camera.h"
 #include "qorSensor/Lidar.h"
@@ -41,6 +43,13 @@ struct DemoTopic {
 /// drops the commands that wait, restarts the sensors' schedules and sends the new time on /clock
 /// and the joints' state at once. With DemoOptions::sensorsUnsubscribed (a recorded run) the
 /// sensors work without subscribers too.
+///
+/// The camera and the lidar each render (scan), convert and publish on a thread of their own
+/// (SensorWorker), from a snapshot of the scene taken at their due step, while the simulation
+/// steps on; each frame is stamped with its step's time and shows that step's scene. The steps
+/// wait when a sensor is two frames behind, so no due frame is lost. A reset, and
+/// finishSensors(), wait until every frame taken before is published. With
+/// DemoOptions::sensorThreads off they work inside step(), as a reference.
 class DemoBridge {
   public:
     /// Loads the scene, registers every joint with the control interface and prepares the
@@ -55,8 +64,13 @@ class DemoBridge {
     /// Runs one simulation step and publishes the sensors that are due. A sensor is due at
     /// every multiple of its period of simulated time; at a due time without a subscription on
     /// its topics it neither renders (or scans) nor sends, and its next due time stays where it
-    /// was planned.
+    /// was planned. A due frame is taken here and published by the sensor's thread; the step
+    /// waits first when that sensor still has two frames to publish. Throws std::runtime_error
+    /// when a sensor's thread failed (its OpenGL context was lost, say).
     void step();
+
+    /// Returns once every frame taken so far is published. Throws as step() does.
+    void finishSensors();
 
     /// The simulation time in seconds.
     double time() const;
@@ -78,7 +92,8 @@ class DemoBridge {
     /// "lidar" or "none".
     const char* activeSensors() const noexcept;
 
-    /// Images rendered and lidar scans made so far.
+    /// Images and lidar scans taken so far: published, or being rendered (scanned) and
+    /// published.
     std::uint64_t cameraFrames() const noexcept { return m_cameraFrames; }
     std::uint64_t lidarScans() const noexcept { return m_lidarScans; }
 
@@ -88,8 +103,8 @@ class DemoBridge {
     /// Command messages taken so far.
     std::uint64_t commandsTaken() const noexcept { return m_control->commandsTaken(); }
 
-    /// Renders the scene as it stands and writes the image as PNG; false when the camera is off
-    /// or writing failed.
+    /// Renders the scene as it stands and writes the image as PNG, once the frames taken before
+    /// are published; false when the camera is off or writing failed.
     bool writeSnapshot(const std::string& path, std::string& error);
 
     /// Publishes the camera (the lidar) at `rate` per simulated second from the next step on, at
@@ -134,8 +149,17 @@ class DemoBridge {
     void reschedule(Schedule& schedule, double rate) const;
     bool cameraWanted() const;
     bool lidarWanted() const;
+    /// Waits until the sensors' threads hold no frame, or have failed.
+    void drainSensors();
+    /// Render (scan) the scene as it stands and publish the frame, stamped `time`: in the step.
     void publishCamera(double time);
     void publishLidar(double time);
+    /// Render (scan) the snapshot and publish the frame: on the sensor's thread.
+    void publishCamera(const qorSDK::SceneSnapshot& snapshot);
+    void publishLidar(const qorSDK::SceneSnapshot& snapshot);
+    /// Convert what the camera (the lidar) holds and publish it, stamped `time`.
+    void sendCameraFrame(double time);
+    void sendLidarScan(double time);
     void publishRobotDescription(const std::string& path, std::int8_t domainId);
 
     qor::ref_ptr<qorSDK::Simulation> m_simulation;
@@ -176,6 +200,11 @@ class DemoBridge {
     std::uint64_t m_cameraFrames = 0;
     std::uint64_t m_lidarScans = 0;
     unsigned int m_lidarRows = 0;
+
+    /// Last: they stop, having published what they hold, before what they use goes. Null with
+    /// DemoOptions::sensorThreads off, or without the sensor.
+    std::unique_ptr<SensorWorker> m_cameraWorker;
+    std::unique_ptr<SensorWorker> m_lidarWorker;
 };
 
 }  // namespace qorDemo

@@ -75,6 +75,7 @@ struct DemoOptions {
     int recordVersion = 5;             ///< metadata.yaml version of the bag: 5 or 9
     bool recordSimulatedTime = false;  ///< log the bag's messages at /clock's time, not the wall's
     bool sensorsUnsubscribed = false;  ///< the sensors work with nobody subscribed (--record)
+    bool sensorThreads = true;         ///< sensors work off the stepping thread; false: in the step
     bool web = false;                  ///< serve the topics to web clients (Foxglove) too
     std::uint16_t webPort = 8765;      ///< TCP port of the web view; 0: any free port
     std::string webAddress = "127.0.0.1";  ///< address the web view listens on

@@ -70,7 +70,14 @@ void DemoRecorder::published(const qorROS2::PublishedTopic& topic, const std::ui
     // receives a sample; the publisher sends it at the same instant.
     const std::int64_t sent = wallClockNanoseconds();
     std::int64_t logged = sent;
-    if (!m_simulatedTime || logTime(topic, data, size, sent, logged)) {
+    if (!m_simulatedTime) {
+        write(topic.name, data, size, logged, sent);
+        return;
+    }
+    // The sensors publish from threads of their own: a sample is written before any later clock,
+    // so that the file holds every sample after the clock it is logged at.
+    const std::lock_guard<std::mutex> lock(m_orderMutex);
+    if (logTime(topic, data, size, sent, logged)) {
         write(topic.name, data, size, logged, sent);
     }
 }

@@ -64,6 +64,7 @@ class DemoRecorder final : public qorROS2::PublicationObserver {
     qorROS2::bag::BagWriter m_writer;
     std::atomic<bool> m_wait{false};
     const bool m_simulatedTime;
+    std::mutex m_orderMutex;      ///< on simulated time, one sample's log time and write at once
     std::mutex m_clockMutex;      ///< guards the two below
     std::int64_t m_clockNs = -1;  ///< the last clock published, -1 before the first
     std::vector<Held> m_held;

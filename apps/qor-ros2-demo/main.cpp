@@ -199,6 +199,8 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
         }
         status.update(current());
     }
+    // Every frame taken is published before the run ends, and so recorded.
+    bridge.finishSensors();
     status.finish(current());
     if (recorder != nullptr) {
         qorROS2::observePublications(nullptr);

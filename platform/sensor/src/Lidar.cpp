@@ -18,6 +18,7 @@
 
 #include "MujocoScene.h"
 #include "SimulationAccess.h"
+#include "SnapshotAccess.h"
 
 namespace qorSensor {
 namespace {
@@ -127,10 +128,9 @@ class Lidar::Impl {
         }
     }
 
-    // Casts beams [first, last) and writes their points.
-    void castBeams(std::size_t first, std::size_t last) {
+    // Casts beams [first, last) through the state in data and writes their points.
+    void castBeams(const mjData* data, std::size_t first, std::size_t last) {
         const mjModel* model = m_scene->model();
-        const mjData* data = m_scene->data();
         const mjtNum* origin = data->site_xpos + std::ptrdiff_t{3} * m_siteId;
         const mjtNum* rotation = data->site_xmat + std::ptrdiff_t{9} * m_siteId;
         const std::vector<RtOutput::Field>& fields = m_output->getFields();
@@ -181,10 +181,25 @@ class Lidar::Impl {
 
     void scan() {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        const mjModel* model = m_scene->model();
         // After a step MuJoCo's poses still describe the state before it; recomputing them from
         // the joints is what the next step does anyway, so the physics is not disturbed.
-        mj_kinematics(model, m_scene->data());
+        mj_kinematics(m_scene->model(), m_scene->data());
+        castAll(m_scene->data());
+    }
+
+    void scan(const qorSDK::SceneSnapshot& snapshot) {
+        if (qorSDK::detail::SnapshotAccess::model(snapshot) != m_scene->model()) {
+            throw std::invalid_argument("Lidar at site '" + m_siteName +
+                                        "': cannot scan a snapshot of another simulation");
+        }
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        // The snapshot's poses were computed when it was captured.
+        castAll(qorSDK::detail::SnapshotAccess::data(snapshot));
+    }
+
+    // Casts every beam through the state in data, whose poses are up to date, and makes the
+    // points the output's.
+    void castAll(const mjData* data) {
         const std::size_t beams = m_directions.size() / 3;
         m_scratch.resize(beams * m_output->getElementSize());
         // Rays only read the model and the state, so the beams can be shared out among threads.
@@ -198,13 +213,13 @@ class Lidar::Impl {
             const std::size_t first = t * share;
             const std::size_t last = std::min(beams, (t + 1) * share);
             try {
-                workers.emplace_back(&Impl::castBeams, this, first, last);
+                workers.emplace_back(&Impl::castBeams, this, data, first, last);
             } catch (const std::system_error&) {
                 // No thread to spare: this one casts the share itself.
-                castBeams(first, last);
+                castBeams(data, first, last);
             }
         }
-        castBeams(0, std::min(beams, share));
+        castBeams(data, 0, std::min(beams, share));
         for (std::thread& worker : workers) {
             worker.join();
         }
@@ -250,6 +265,10 @@ RtOutput* Lidar::getOutput() const noexcept {
 
 void Lidar::scan() {
     m_impl->scan();
+}
+
+void Lidar::scan(const qorSDK::SceneSnapshot& snapshot) {
+    m_impl->scan(snapshot);
 }
 
 }  // namespace qorSensor

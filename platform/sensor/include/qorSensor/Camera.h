@@ -6,6 +6,7 @@
 
 #include "qor/Referenced.h"
 #include "qor/ref_ptr.h"
+#include "qorSDK/SceneSnapshot.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/CameraColorOutput.h"
 #include "qorSensor/CameraModel.h"
@@ -69,6 +70,12 @@ class Camera : public qor::Referenced {
     // output. Call it on the thread that steps the simulation, or between steps. Allocates
     // nothing after the first call.
     void render();
+
+    // Renders the state captured in snapshot and fills every output, as render() would have
+    // between the steps the snapshot was captured between. Any thread may call it while the
+    // simulation steps on; the camera renders one image at a time. Allocates nothing after the
+    // first render. Throws std::invalid_argument when the snapshot is of another simulation.
+    void render(const qorSDK::SceneSnapshot& snapshot);
 
   protected:
     ~Camera() override;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "qor/Referenced.h"
+#include "qorSDK/SceneSnapshot.h"
 #include "qorSDK/Simulation.h"
 #include "qorSensor/LidarPattern.h"
 #include "qorSensor/RtOutput.h"
@@ -60,6 +61,13 @@ class Lidar : public qor::Referenced {
     // Call it on the thread that steps the simulation, or between steps. Allocates nothing after
     // the first call, apart from the worker threads it starts.
     void scan();
+
+    // Casts every beam through the state captured in snapshot, as scan() would have between the
+    // steps the snapshot was captured between, and makes the new points the output's. Any thread
+    // may call it while the simulation steps on; the lidar makes one scan at a time. Allocates
+    // nothing after the first scan, apart from the worker threads it starts. Throws
+    // std::invalid_argument when the snapshot is of another simulation.
+    void scan(const qorSDK::SceneSnapshot& snapshot);
 
   protected:
     ~Lidar() override;
