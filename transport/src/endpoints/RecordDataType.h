@@ -14,6 +14,7 @@
 #include <fastdds/dds/topic/TopicDataType.hpp>
 
 #include "cdr/CdrCodec.h"
+#include "common/SampleSharing.h"
 #include "common/WireType.h"
 #include "endpoints/DecodeSlot.h"
 #include "endpoints/RawPayloadType.h"
@@ -44,6 +45,12 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
         // needs more, so the empty record's size keeps small types small; raw samples of the
         // type grow them the same way.
         m_typeSize = static_cast<std::uint32_t>(cdr::encodedSize(T{}));
+        // Fast DDS shares the history of a writer, a slot of the bound per sample, only for a
+        // bounded type; the endpoints of such a type choose whether theirs is shared.
+        m_sharesLargeSamples = common::carriesLargeSamples(getName());
+        if (m_sharesLargeSamples) {
+            m_typeSize = common::kSharedSampleBytes;
+        }
         m_isGetKeyDefined = false;
         // ROS 2 peers neither send nor expect type objects; announcing them costs discovery
         // traffic and may make a peer compare types it cannot resolve.
@@ -126,6 +133,13 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
         // ROS 2 topics are keyless.
         return false;
     }
+
+    /// True for a type of large samples, whose samples are at most common::kSharedSampleBytes
+    /// when its writer shares its history.
+    bool is_bounded() const override { return m_sharesLargeSamples; }
+
+  private:
+    bool m_sharesLargeSamples = false;
 };
 
 }  // namespace qorROS2::transport::endpoints
