@@ -71,6 +71,8 @@ TEST(SampleSharing, SharedWriterHistoryIsPreallocatedForDataSharing) {
     // Fast DDS shares only a preallocated history.
     EXPECT_EQ(qos.endpoint().history_memory_policy, rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE);
     EXPECT_EQ(qos.history().depth, 5);
+    // As many spare slots as the depth, for a reader that falls behind.
+    EXPECT_EQ(qos.resource_limits().extra_samples, 5);
 }
 
 TEST(SampleSharing, SharedReaderSizesItsOwnPayloadsPerSample) {

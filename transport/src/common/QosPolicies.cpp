@@ -203,8 +203,11 @@ dds::DataWriterQos writerQos(const QOS& qos, SampleMemory memory) {
     applyShared(qos, out);
     if (memory == SampleMemory::sharedHistory) {
         // Fast DDS keeps the history in preallocated shared memory, a slot of the type's bound
-        // per sample, where readers of this host read it.
+        // per sample, where readers of this host read it. A slot is reused in the order slots
+        // were freed, so the spare ones let a reader whose thread the scheduler held back fall
+        // twice the depth behind before it misses a sample, as a transport's segment let it.
         out.data_sharing().automatic();
+        out.resource_limits().extra_samples = out.history().depth;
     } else if (memory == SampleMemory::sizedPerSample) {
         sizePayloadsPerSample(out);
     }

@@ -23,18 +23,18 @@ namespace qorROS2::transport::common {
 inline constexpr std::uint32_t kSharedSampleBytes = 64U * 1024U * 1024U;
 
 /// The deepest keep-last history a writer shares: Fast DDS keeps a shared history in one segment
-/// of at most 4 GiB, one slot per sample and one spare.
-inline constexpr std::uint32_t kDeepestSharedHistory = 60;
+/// of at most 4 GiB, and a shared history has two slots per sample of its depth.
+inline constexpr std::uint32_t kDeepestSharedHistory = 30;
 
 /// How an endpoint keeps the payloads of its samples.
 enum class SampleMemory {
     /// Each sample of the history is reserved at the type's smallest size and grown in place;
     /// samples reach other processes through the transports. For types of small samples.
     grownInPlace,
-    /// A writer's history lies in shared memory, kSharedSampleBytes a slot, and the readers of
-    /// other processes of this host that can (ours, Fast DDS readers of a bounded type) read it
-    /// there; the others receive copies through the transports. Readers size each payload to its
-    /// sample.
+    /// A writer's history lies in shared memory, kSharedSampleBytes a slot and as many spare
+    /// slots as its depth, and the readers of other processes of this host that can (ours, Fast
+    /// DDS readers of a bounded type) read it there; the others receive copies through the
+    /// transports. Readers size each payload to its sample.
     sharedHistory,
     /// Payloads are sized to each sample and reused; samples reach other processes through the
     /// transports. For types of large samples whose writer cannot share its history.
