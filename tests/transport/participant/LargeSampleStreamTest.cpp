@@ -109,4 +109,21 @@ TEST(LargeSampleStreams, ImageWriterKeepsItsHistoryInSharedMemoryAndStateWriterD
     EXPECT_GE(mappedSharedHistoryBytes(history / (kDepth + 1)), before + history);
 }
 
+TEST(LargeSampleStreams, ImageLargerThanASharedSlotIsRefusedUnlessTheHistoryIsNotShared) {
+    // 4096 x 4096 rgba16: 128 MiB, twice what a slot of a shared history holds.
+    qorROS2::sensorMsgs::Image huge{};
+    huge.width = 4096;
+    huge.height = 4096;
+    huge.encoding = "rgba16";
+    huge.step = 8 * huge.width;
+    huge.data.resize(std::size_t{huge.step} * huge.height);
+    qorROS2::Publisher<qorROS2::sensorMsgs::Image> shared(
+        "large_sample_huge_shared", qorROS2::createSensorDataQOS(), kStreamDomain);
+    EXPECT_FALSE(shared.sendMessage(huge));
+    qorROS2::Publisher<qorROS2::sensorMsgs::Image> unshared(
+        "large_sample_huge_unshared", QOS{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_ALL, 1},
+        kStreamDomain);
+    EXPECT_TRUE(unshared.sendMessage(huge));
+}
+
 }  // namespace

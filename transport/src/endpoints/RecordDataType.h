@@ -2,6 +2,7 @@
 
 // The middleware's view of a record type: its DDS name and how its samples become CDR bytes.
 
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -15,6 +16,7 @@
 
 #include "cdr/CdrCodec.h"
 #include "common/SampleSharing.h"
+#include "common/Warning.h"
 #include "common/WireType.h"
 #include "endpoints/DecodeSlot.h"
 #include "endpoints/RawPayloadType.h"
@@ -67,6 +69,7 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
             const T& record = *static_cast<const T*>(sample.data);
             const std::size_t size = cdr::encodedSize(record);
             if (size > payload->max_size) {
+                tellOfOversizedSample(size);
                 return false;
             }
             cdr::encode(record, payload->data, size);
@@ -139,7 +142,23 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
     bool is_bounded() const override { return m_sharesLargeSamples; }
 
   private:
+    // Only a shared history's slots are smaller than a sample: every other payload is sized to
+    // its sample before it is written. Told once per type, as a camera repeats its size.
+    void tellOfOversizedSample(std::size_t size) {
+        if (!m_sharesLargeSamples || m_toldOfOversizedSample.exchange(true)) {
+            return;
+        }
+        common::warn("A sample of " + std::to_string(size) + " bytes of " + getName() +
+                     " was not sent: a writer that shares its history with the readers of this "
+                     "host holds samples of at most " +
+                     std::to_string(common::kSharedSampleBytes) +
+                     " bytes; a keep-all history, or one deeper than " +
+                     std::to_string(common::kDeepestSharedHistory) +
+                     ", sends any size through the transports");
+    }
+
     bool m_sharesLargeSamples = false;
+    std::atomic<bool> m_toldOfOversizedSample{false};
 };
 
 }  // namespace qorROS2::transport::endpoints
