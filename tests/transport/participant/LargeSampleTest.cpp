@@ -1,7 +1,7 @@
-// A best-effort 1080p image (6.2 MB) to another process whose reader falls behind: the fragments
-// wait in the writer's shared-memory segment until the reader takes them, so the images arrive
-// whole. With Fast DDS's 512 KB segment the writer reused the fragments of the first image for
-// the second before the reader saw them, and neither arrived.
+// A best-effort 1080p image (6.2 MB) to another process whose reader falls behind: the images
+// wait whole in shared memory (the writer's shared history) until the reader takes them. When
+// they crossed in fragments through Fast DDS's 512 KB segment, the writer reused the fragments of
+// the first image for the second before the reader saw them, and neither arrived.
 
 #include <gtest/gtest.h>
 

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -150,6 +151,73 @@ TEST(EndedProcessSegments, KeepASegmentSomeProcessStillMaps) {
     FakeSegment mapped(3);
     SharedMemoryPortUse use = readSharedMemoryPortUse();
     use.mappedSegments.insert(mapped.name());
+    removeSegmentsOfEndedProcesses(use);
+    EXPECT_TRUE(mapped.exists());
+}
+
+// A writer's shared history as an ended process leaves it in /dev/shm, under a name no writer
+// will take; mapped into this process while `map()` holds it.
+class FakeSharedHistory {
+  public:
+    explicit FakeSharedHistory(std::uint64_t seed) {
+        std::mt19937_64 generator(seed ^ static_cast<std::uint64_t>(::getpid()));
+        char guid[64];
+        const auto bits = static_cast<unsigned long long>(generator());  // NOLINT(runtime/int)
+        std::snprintf(guid, sizeof guid, "01.0f.%02llx.%02llx.%02llx.%02llx.00.00.00.00_0.0.2.3",
+                      bits & 0xffU, (bits >> 8U) & 0xffU, (bits >> 16U) & 0xffU,
+                      (bits >> 24U) & 0xffU);
+        m_name = std::string("fast_datasharing_") + guid;
+        m_fd = ::open(path().c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0644);
+        EXPECT_EQ(::ftruncate(m_fd, kSize), 0);
+    }
+    ~FakeSharedHistory() {
+        if (m_mapped != MAP_FAILED) {
+            ::munmap(m_mapped, kSize);
+        }
+        ::close(m_fd);
+        std::remove(path().c_str());
+    }
+    FakeSharedHistory(const FakeSharedHistory&) = delete;
+    FakeSharedHistory& operator=(const FakeSharedHistory&) = delete;
+
+    void map() {
+        m_mapped = ::mmap(nullptr, kSize, PROT_READ, MAP_SHARED, m_fd, 0);
+        ASSERT_NE(m_mapped, MAP_FAILED);
+    }
+    void age() {
+        const timespec past[2] = {{std::time(nullptr) - 60, 0}, {std::time(nullptr) - 60, 0}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, path().c_str(), past, 0), 0);
+    }
+    const std::string& name() const { return m_name; }
+    std::string path() const { return "/dev/shm/" + m_name; }
+    bool exists() const { return ::access(path().c_str(), F_OK) == 0; }
+
+  private:
+    static constexpr std::size_t kSize = 4096;
+    std::string m_name;
+    int m_fd = -1;
+    void* m_mapped = MAP_FAILED;
+};
+
+TEST(EndedProcessSegments, SharedHistoriesNobodyMapsAreRemoved) {
+    FakeSharedHistory left(5);
+    left.age();
+    EXPECT_GE(removeSegmentsOfEndedProcesses(readSharedMemoryPortUse()), 1U);
+    EXPECT_FALSE(left.exists());
+}
+
+TEST(EndedProcessSegments, KeepASharedHistoryJustMade) {
+    FakeSharedHistory fresh(6);
+    removeSegmentsOfEndedProcesses(readSharedMemoryPortUse());
+    EXPECT_TRUE(fresh.exists());
+}
+
+TEST(EndedProcessSegments, KeepASharedHistoryThisProcessMaps) {
+    FakeSharedHistory mapped(7);
+    mapped.age();
+    mapped.map();
+    const SharedMemoryPortUse use = readSharedMemoryPortUse();
+    EXPECT_EQ(use.mappedSegments.count(mapped.name()), 1U) << mapped.name();
     removeSegmentsOfEndedProcesses(use);
     EXPECT_TRUE(mapped.exists());
 }

@@ -119,6 +119,36 @@ TEST(ParticipantQos, SubnetHasTheBuiltinTransportsWithASegmentForTwoFullHdImages
     EXPECT_EQ(shm->max_message_size(), udp->max_message_size());
 }
 
+TEST(ParticipantQos, UdpAsksForReceiveBuffersThatHoldAFullHdImage) {
+    const dds::DomainParticipantQos qos = applied(NetworkSettings{});
+    const auto* udp = dynamic_cast<const eprosima::fastdds::rtps::UDPv4TransportDescriptor*>(
+        qos.transport().user_transports.at(0).get());
+    ASSERT_NE(udp, nullptr);
+    EXPECT_EQ(udp->receiveBufferSize, 8U * 1024U * 1024U);
+    EXPECT_GE(udp->receiveBufferSize, 1920U * 1080U * 3U);
+    // Sending is left to the system's default.
+    EXPECT_EQ(udp->sendBufferSize, 0U);
+}
+
+TEST(ParticipantQos, LocalhostUdpAsksForTheSameReceiveBuffers) {
+    NetworkSettings settings;
+    settings.range = DiscoveryRange::LOCALHOST;
+    const dds::DomainParticipantQos qos = applied(settings);
+    const auto* udp = hostUdpOf(qos);
+    ASSERT_NE(udp, nullptr);
+    EXPECT_EQ(udp->receiveBufferSize, 8U * 1024U * 1024U);
+}
+
+TEST(ParticipantQos, ReceiveBufferOfAProfileIsKept) {
+    dds::DomainParticipantQos qos;
+    qos.transport().listen_socket_buffer_size = 1024U * 1024U;
+    applyNetworkSettings(NetworkSettings{}, qos);
+    const auto* udp = dynamic_cast<const eprosima::fastdds::rtps::UDPv4TransportDescriptor*>(
+        qos.transport().user_transports.at(0).get());
+    ASSERT_NE(udp, nullptr);
+    EXPECT_EQ(udp->receiveBufferSize, 1024U * 1024U);
+}
+
 TEST(ParticipantQos, LocalhostSharedMemoryHasTheSameSegment) {
     NetworkSettings settings;
     settings.range = DiscoveryRange::LOCALHOST;

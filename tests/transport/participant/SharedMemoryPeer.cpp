@@ -8,6 +8,11 @@
 //       subscribes to best-effort numbered 1080p images, prints "matched" once it has matched a
 //       publisher, then exits 0 once <count> images have arrived whole ("received N"), 1 when
 //       one arrives damaged
+//   qorNtROS2SharedMemoryPeer receive-stream <domain> <topic> <reliable|best_effort> <count>
+//       subscribes to numbered 1080p images, volatile keep-last 5 of the given reliability,
+//       prints "matched" once it has matched a publisher, then "received N" (N counted from 1)
+//       as each image arrives whole, and exits 0 once <count> have arrived, 1 when one arrives
+//       damaged or out of order
 //
 // Exits 2 on bad arguments.
 
@@ -68,6 +73,44 @@ int receiveImages(std::int8_t domain, const std::string& topic, int count) {
     return 0;
 }
 
+int receiveStream(std::int8_t domain, const std::string& topic, const std::string& reliability,
+                  int count) {
+    if (reliability != "reliable" && reliability != "best_effort") {
+        throw std::invalid_argument("the reliability must be reliable or best_effort, got " +
+                                    reliability);
+    }
+    const qorROS2::QOS qos{
+        qorROS2::QOS::VOLATILE,
+        reliability == "reliable" ? qorROS2::QOS::RELIABLE : qorROS2::QOS::BEST_EFFORT,
+        qorROS2::QOS::KEEP_LAST, 5};
+    qorROS2::Subscriber<qorROS2::sensorMsgs::Image> reader(topic, qos, domain);
+    while (reader.matchedPublications() == 0) {
+        reader.waitForSample(std::chrono::milliseconds(5));
+    }
+    std::printf("matched\n");
+    std::fflush(stdout);
+    qorROS2::sensorMsgs::Image image{};
+    for (int received = 0; received < count;) {
+        if (!reader.receiveMessage(image)) {
+            reader.waitForSample(std::chrono::milliseconds(100));
+            continue;
+        }
+        if (!qorTest::isWholeNumberedImage(image)) {
+            std::printf("image %d arrived damaged\n", image.header.stamp.sec);
+            return 1;
+        }
+        // Images are numbered from 0 in the order they are sent.
+        if (image.header.stamp.sec != received) {
+            std::printf("image %d arrived when image %d was due\n", image.header.stamp.sec,
+                        received);
+            return 1;
+        }
+        std::printf("received %d\n", ++received);
+        std::fflush(stdout);
+    }
+    return 0;
+}
+
 std::int8_t domainOf(const std::string& text) {
     const int domain = std::stoi(text);
     if (domain < 0 || domain > 127) {
@@ -87,12 +130,17 @@ int main(int argc, char** argv) {
         if (argc == 5 && mode == "receive-images") {
             return receiveImages(domainOf(argv[2]), argv[3], std::stoi(argv[4]));
         }
+        if (argc == 6 && mode == "receive-stream") {
+            return receiveStream(domainOf(argv[2]), argv[3], argv[4], std::stoi(argv[5]));
+        }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "qorNtROS2SharedMemoryPeer: %s\n", error.what());
         return 2;
     }
     std::fprintf(stderr,
                  "usage: qorNtROS2SharedMemoryPeer stall <domain> <topic>\n"
-                 "       qorNtROS2SharedMemoryPeer receive-images <domain> <topic> <count>\n");
+                 "       qorNtROS2SharedMemoryPeer receive-images <domain> <topic> <count>\n"
+                 "       qorNtROS2SharedMemoryPeer receive-stream <domain> <topic> "
+                 "<reliable|best_effort> <count>\n");
     return 2;
 }

@@ -74,9 +74,18 @@ void applyShared(const QOS& qos, EndpointQos& out) {
     // the largest sample for every history slot.
     out.endpoint().history_memory_policy =
         eprosima::fastrtps::rtps::PREALLOCATED_WITH_REALLOC_MEMORY_MODE;
-    // Data sharing would hand readers the writer's memory layout instead of CDR bytes, which a
-    // ROS 2 peer does not expect and our codec does not produce.
+    // A shared history holds CDR bytes like any payload, so the readers that read it and those
+    // that receive copies decode the same; only the types of large samples have one.
     out.data_sharing().off();
+}
+
+// Payloads sized to each sample and reused: Fast DDS reserves a bounded type's bound for each
+// payload of a history it holds in preallocated memory, which a history that is not shared need
+// not pay, and a reader's writer may be a ROS 2 peer of an unbounded type, whose samples no bound
+// may hold back.
+template <typename EndpointQos>
+void sizePayloadsPerSample(EndpointQos& out) {
+    out.endpoint().history_memory_policy = eprosima::fastrtps::rtps::DYNAMIC_REUSABLE_MEMORY_MODE;
 }
 
 // The value of a hex digit of either case, or -1.
@@ -189,9 +198,19 @@ std::uint32_t checkedDomain(std::int8_t domainId, const std::string& topic) {
     return static_cast<std::uint32_t>(domainId);
 }
 
-dds::DataWriterQos writerQos(const QOS& qos) {
+dds::DataWriterQos writerQos(const QOS& qos, SampleMemory memory) {
     dds::DataWriterQos out;
     applyShared(qos, out);
+    if (memory == SampleMemory::sharedHistory) {
+        // Fast DDS keeps the history in preallocated shared memory, a slot of the type's bound
+        // per sample, where readers of this host read it. A slot is reused in the order slots
+        // were freed, so the spare ones let a reader whose thread the scheduler held back fall
+        // twice the depth behind before it misses a sample, as a transport's segment let it.
+        out.data_sharing().automatic();
+        out.resource_limits().extra_samples = out.history().depth;
+    } else if (memory == SampleMemory::sizedPerSample) {
+        sizePayloadsPerSample(out);
+    }
     out.transport_priority().value = 0;
     out.ownership_strength().value = 0;
     out.writer_data_lifecycle().autodispose_unregistered_instances = true;
@@ -207,9 +226,15 @@ dds::DataWriterQos writerQos(const QOS& qos) {
     return out;
 }
 
-dds::DataReaderQos readerQos(const QOS& qos) {
+dds::DataReaderQos readerQos(const QOS& qos, SampleMemory memory) {
     dds::DataReaderQos out;
     applyShared(qos, out);
+    if (memory == SampleMemory::sharedHistory) {
+        out.data_sharing().automatic();
+    }
+    if (memory != SampleMemory::grownInPlace) {
+        sizePayloadsPerSample(out);
+    }
     out.time_based_filter().minimum_separation = c_TimeZero;
     out.reader_data_lifecycle().autopurge_no_writer_samples_delay = c_TimeInfinite;
     out.reader_data_lifecycle().autopurge_disposed_samples_delay = c_TimeInfinite;

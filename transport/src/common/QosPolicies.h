@@ -9,6 +9,7 @@
 #include <fastdds/dds/publisher/qos/DataWriterQos.hpp>
 #include <fastdds/dds/subscriber/qos/DataReaderQos.hpp>
 
+#include "common/SampleSharing.h"
 #include "qorROS2/QOS.h"
 
 namespace qorROS2::transport::common {
@@ -20,13 +21,16 @@ void checkQos(const QOS& qos, const std::string& topic);
 /// The DDS domain of `domainId`; throws std::invalid_argument naming `topic` when it is negative.
 std::uint32_t checkedDomain(std::int8_t domainId, const std::string& topic);
 
-/// Writer policies for a checked `qos`. Every policy is set here, because Fast DDS's own
-/// defaults are not ROS 2's (its writers are transient-local by default, for one).
-eprosima::fastdds::dds::DataWriterQos writerQos(const QOS& qos);
+/// Writer policies for a checked `qos`, keeping payloads as `memory` says. Every policy is set
+/// here, because Fast DDS's own defaults are not ROS 2's (its writers are transient-local by
+/// default, for one).
+eprosima::fastdds::dds::DataWriterQos writerQos(const QOS& qos,
+                                                SampleMemory memory = SampleMemory::grownInPlace);
 
-/// Reader policies for a checked `qos`, every one set (Fast DDS's readers default to best
-/// effort, ROS 2's to reliable).
-eprosima::fastdds::dds::DataReaderQos readerQos(const QOS& qos);
+/// Reader policies for a checked `qos`, keeping payloads as `memory` says, every one set (Fast
+/// DDS's readers default to best effort, ROS 2's to reliable).
+eprosima::fastdds::dds::DataReaderQos readerQos(const QOS& qos,
+                                                SampleMemory memory = SampleMemory::grownInPlace);
 
 /// The USER_DATA with which an endpoint of a type whose hash is `typeHash` ("RIHS01_...")
 /// announces it, "typehash=RIHS01_...;" as ROS 2 from Iron on writes it; empty for an empty

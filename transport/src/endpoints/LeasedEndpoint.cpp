@@ -1,7 +1,12 @@
 #include "endpoints/LeasedEndpoint.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
+
+#include <fastdds/dds/domain/DomainParticipant.hpp>
+#include <fastdds/dds/domain/qos/DomainParticipantQos.hpp>
+#include <fastdds/dds/topic/Topic.hpp>
 
 #include "common/QosPolicies.h"
 #include "graph/GraphAnnouncer.h"
@@ -32,6 +37,18 @@ void LeasedEndpoint::refuse(const std::string& entity) const {
     throw std::runtime_error((m_side == EndpointSide::publisher ? "cannot publish on topic \""
                                                                 : "cannot subscribe to topic \"") +
                              m_where.rosTopic + "\": Fast DDS could not create " + entity);
+}
+
+common::SampleMemory LeasedEndpoint::sampleMemory(const QOS& qos) const {
+    eprosima::fastdds::dds::DomainParticipant& participant = m_lease.participant();
+    const eprosima::fastdds::dds::TypeSupport type =
+        participant.find_type(m_lease.topic().get_type_name());
+    const bool largeSamples = !type.empty() && type.is_bounded();
+    const auto& properties = participant.get_qos().properties().properties();
+    const bool secured =
+        std::any_of(properties.begin(), properties.end(),
+                    [](const auto& property) { return property.name() == "dds.sec.auth.plugin"; });
+    return common::sampleMemoryFor(largeSamples, qos, secured);
 }
 
 void LeasedEndpoint::announce(const void* guid) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/SampleSharing.h"
 #include "common/WireType.h"
 #include "endpoints/EndpointTopic.h"
 #include "endpoints/IncompatibleQosReport.h"
@@ -54,6 +55,11 @@ class LeasedEndpoint {
     /// Throws std::runtime_error saying that the middleware could not create `entity` ("a data
     /// writer") for the endpoint's topic.
     [[noreturn]] void refuse(const std::string& entity) const;
+
+    /// How the endpoint keeps its payloads with `qos`: in a shared history when its data type
+    /// carries large samples (the participant registered it bounded) and the participant is not
+    /// secured. Callers hold middlewareEntitiesMutex().
+    common::SampleMemory sampleMemory(const QOS& qos) const;
 
     /// Adds to and removes from the announcement of the process's node the reader or writer
     /// whose Fast DDS GUID_t is at `guid`. Callers hold middlewareEntitiesMutex().

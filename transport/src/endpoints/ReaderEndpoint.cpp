@@ -123,7 +123,7 @@ void ReaderEndpoint::create(const QOS& qos) {
     if (m_subscriber == nullptr) {
         refuse("a subscriber");
     }
-    dds::DataReaderQos endpointQos = common::readerQos(qos);
+    dds::DataReaderQos endpointQos = common::readerQos(qos, sampleMemory(qos));
     endpointQos.user_data().data_vec(userData());
     m_reader = m_subscriber->create_datareader(&m_lease.topic(), endpointQos, m_listener.get(),
                                                dds::StatusMask::requested_incompatible_qos()

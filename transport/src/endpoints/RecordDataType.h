@@ -2,6 +2,7 @@
 
 // The middleware's view of a record type: its DDS name and how its samples become CDR bytes.
 
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -14,6 +15,8 @@
 #include <fastdds/dds/topic/TopicDataType.hpp>
 
 #include "cdr/CdrCodec.h"
+#include "common/SampleSharing.h"
+#include "common/Warning.h"
 #include "common/WireType.h"
 #include "endpoints/DecodeSlot.h"
 #include "endpoints/RawPayloadType.h"
@@ -44,6 +47,12 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
         // needs more, so the empty record's size keeps small types small; raw samples of the
         // type grow them the same way.
         m_typeSize = static_cast<std::uint32_t>(cdr::encodedSize(T{}));
+        // Fast DDS shares the history of a writer, a slot of the bound per sample, only for a
+        // bounded type; the endpoints of such a type choose whether theirs is shared.
+        m_sharesLargeSamples = common::carriesLargeSamples(getName());
+        if (m_sharesLargeSamples) {
+            m_typeSize = common::kSharedSampleBytes;
+        }
         m_isGetKeyDefined = false;
         // ROS 2 peers neither send nor expect type objects; announcing them costs discovery
         // traffic and may make a peer compare types it cannot resolve.
@@ -60,6 +69,7 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
             const T& record = *static_cast<const T*>(sample.data);
             const std::size_t size = cdr::encodedSize(record);
             if (size > payload->max_size) {
+                tellOfOversizedSample(size);
                 return false;
             }
             cdr::encode(record, payload->data, size);
@@ -126,6 +136,29 @@ class RecordDataType final : public eprosima::fastdds::dds::TopicDataType {
         // ROS 2 topics are keyless.
         return false;
     }
+
+    /// True for a type of large samples, whose samples are at most common::kSharedSampleBytes
+    /// when its writer shares its history.
+    bool is_bounded() const override { return m_sharesLargeSamples; }
+
+  private:
+    // Only a shared history's slots are smaller than a sample: every other payload is sized to
+    // its sample before it is written. Told once per type, as a camera repeats its size.
+    void tellOfOversizedSample(std::size_t size) {
+        if (!m_sharesLargeSamples || m_toldOfOversizedSample.exchange(true)) {
+            return;
+        }
+        common::warn("A sample of " + std::to_string(size) + " bytes of " + getName() +
+                     " was not sent: a writer that shares its history with the readers of this "
+                     "host holds samples of at most " +
+                     std::to_string(common::kSharedSampleBytes) +
+                     " bytes; a keep-all history, or one deeper than " +
+                     std::to_string(common::kDeepestSharedHistory) +
+                     ", sends any size through the transports");
+    }
+
+    bool m_sharesLargeSamples = false;
+    std::atomic<bool> m_toldOfOversizedSample{false};
 };
 
 }  // namespace qorROS2::transport::endpoints

@@ -85,7 +85,7 @@ void WriterEndpoint::create(const QOS& qos) {
     if (m_publisher == nullptr) {
         refuse("a publisher");
     }
-    dds::DataWriterQos endpointQos = common::writerQos(qos);
+    dds::DataWriterQos endpointQos = common::writerQos(qos, sampleMemory(qos));
     endpointQos.user_data().data_vec(userData());
     m_writer = m_publisher->create_datawriter(&m_lease.topic(), endpointQos, m_listener.get(),
                                               dds::StatusMask::offered_incompatible_qos()

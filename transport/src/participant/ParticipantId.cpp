@@ -32,6 +32,10 @@ const std::string kPortPrefix = "fastrtps_port";
 const std::string kDataPrefix = "fastrtps_";
 constexpr std::size_t kDataSegmentNameLength = 9 + 16;  // "fastrtps_" and the digits
 constexpr const char* kLockSuffix = "_el";
+// A writer's shared history is /dev/shm/fast_datasharing_<GUID prefix>_<entity id>, and a
+// reader's notification segment is named alike, with no lock file: each is mapped by its endpoint
+// as long as the endpoint lives, and a history by its readers while they read it.
+const std::string kDataSharingPrefix = "fast_datasharing_";
 constexpr const char* kRemovedSuffix = " (deleted)";
 
 // The highest domain whose ports Fast DDS can compute (above it they pass 65535).
@@ -72,16 +76,30 @@ void readLockFiles(SharedMemoryPortUse& use) {
     }
 }
 
+bool endsWith(const std::string& text, const std::string& suffix) {
+    return text.size() > suffix.size() &&
+           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
 // Each line of /proc/<pid>/maps ends in the mapped file's path, with " (deleted)" once the file
 // was removed.
 void readMaps(const std::string& file, SharedMemoryPortUse& use) {
     std::ifstream maps(file);
     const std::string segment = kSharedMemoryDirectory + "/" + kPortPrefix;
     const std::string dataSegment = kSharedMemoryDirectory + "/" + kDataPrefix;
+    const std::string sharing = kSharedMemoryDirectory + "/" + kDataSharingPrefix;
     const std::string removed = kRemovedSuffix;
     std::string line;
     while (std::getline(maps, line)) {
         const std::size_t at = line.find(segment);
+        const std::size_t shared = line.find(sharing);
+        if (shared != std::string::npos) {
+            const bool isRemoved = endsWith(line, removed);
+            const std::size_t name = shared + kSharedMemoryDirectory.size() + 1;
+            use.mappedSegments.insert(
+                line.substr(name, line.size() - name - (isRemoved ? removed.size() : 0)));
+            continue;
+        }
         if (at == std::string::npos) {
             const std::size_t data = line.find(dataSegment);
             if (data != std::string::npos) {
@@ -91,9 +109,7 @@ void readMaps(const std::string& file, SharedMemoryPortUse& use) {
             continue;
         }
         const std::size_t number = at + segment.size();
-        const bool isRemoved =
-            line.size() > removed.size() &&
-            line.compare(line.size() - removed.size(), removed.size(), removed) == 0;
+        const bool isRemoved = endsWith(line, removed);
         const std::size_t end = isRemoved ? line.size() - removed.size() : line.size();
         std::uint32_t port = 0;
         if (parsePort(line, number, end, port)) {
@@ -118,6 +134,13 @@ void readAllMaps(SharedMemoryPortUse& use) {
 bool isDataSegmentName(const std::string& name) {
     return name.size() == kDataSegmentNameLength && name.rfind(kDataPrefix, 0) == 0 &&
            name.find_first_not_of("0123456789abcdef", kDataPrefix.size()) == std::string::npos;
+}
+
+// "fast_datasharing_", then the GUID as Fast DDS prints it: hex digits, dots and one underscore.
+bool isDataSharingSegmentName(const std::string& name) {
+    return name.size() > kDataSharingPrefix.size() && name.rfind(kDataSharingPrefix, 0) == 0 &&
+           name.find_first_not_of("0123456789abcdef._", kDataSharingPrefix.size()) ==
+               std::string::npos;
 }
 
 // Whether the process that made `lockFile` has ended: then nobody holds the lock. The lock is
@@ -182,9 +205,13 @@ std::size_t removeSegmentsOfEndedProcesses(const SharedMemoryPortUse& use) {
     std::vector<std::string> ended;
     while (const dirent* entry = ::readdir(directory.get())) {
         const std::string name = entry->d_name;
-        if (isDataSegmentName(name) && use.mappedSegments.count(name) == 0 &&
-            !justMade(kSharedMemoryDirectory + "/" + name) &&
-            ownerHasEnded(kSharedMemoryDirectory + "/" + name + kLockSuffix)) {
+        const std::string path = kSharedMemoryDirectory + "/" + name;
+        if (!isDataSegmentName(name) && !isDataSharingSegmentName(name)) {
+            continue;
+        }
+        // A shared history has no lock: that nobody maps it says its endpoints are gone.
+        if (use.mappedSegments.count(name) == 0 && !justMade(path) &&
+            (isDataSharingSegmentName(name) || ownerHasEnded(path + kLockSuffix))) {
             ended.push_back(name);
         }
     }

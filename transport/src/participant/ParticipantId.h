@@ -33,7 +33,8 @@ struct SharedMemoryPortUse {
     std::set<std::uint32_t> mapped;         ///< some process has the port's segment mapped
     std::set<std::uint32_t> mappedRemoved;  ///< some process still has a segment of the port
                                             ///< mapped that was removed since
-    std::set<std::string> mappedSegments;   ///< names of the data segments some process maps
+    std::set<std::string> mappedSegments;   ///< names of the data segments and shared
+                                            ///< histories some process maps
 };
 
 /// Reads the shared-memory ports of this host from /dev/shm and from the memory maps of the
@@ -42,7 +43,9 @@ SharedMemoryPortUse readSharedMemoryPortUse();
 
 /// Removes the data segments (and their lock files) of participants whose process ended without
 /// removing them, killed say, and that no process maps any more: Fast DDS 2.9 leaves them in
-/// /dev/shm for good, each as large as a participant's segment. Returns how many it removed.
+/// /dev/shm for good, each as large as a participant's segment. Removes likewise the shared
+/// histories of writers and the notification segments of readers that no process maps, which
+/// an ended process leaves with as many images as its history held. Returns how many it removed.
 std::size_t removeSegmentsOfEndedProcesses(const SharedMemoryPortUse& use);
 
 /// Whether a new reader may open `port`: no process sends to a removed segment of it, and it

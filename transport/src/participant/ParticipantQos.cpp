@@ -40,6 +40,12 @@ std::shared_ptr<eprosima::fastdds::rtps::SharedMemTransportDescriptor> sizedShar
     return shm;
 }
 
+// The receive buffer a profile chose for the participant's sockets, or kUdpReceiveBufferBytes.
+std::uint32_t receiveBufferSize(const dds::DomainParticipantQos& qos) {
+    const std::uint32_t chosen = qos.transport().listen_socket_buffer_size;
+    return chosen != 0 ? chosen : kUdpReceiveBufferBytes;
+}
+
 // Fast DDS's builtin transports as it makes them (UDPv4 with the participant's socket buffer
 // sizes, then shared memory with messages as large as UDP's), but with a sized segment, ahead of
 // any transport a profile added. A profile that turned the builtin ones off keeps its own.
@@ -51,7 +57,7 @@ void useSizedBuiltinTransports(dds::DomainParticipantQos& qos) {
     transport.use_builtin_transports = false;
     auto udp = std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>();
     udp->sendBufferSize = transport.send_socket_buffer_size;
-    udp->receiveBufferSize = transport.listen_socket_buffer_size;
+    udp->receiveBufferSize = receiveBufferSize(qos);
     auto shm = sizedSharedMemory(qos);
     shm->max_message_size(udp->max_message_size());
     transport.user_transports.insert(transport.user_transports.begin(), {udp, shm});
@@ -64,6 +70,7 @@ void useHostTransports(const NetworkSettings& settings, dds::DomainParticipantQo
     qos.transport().use_builtin_transports = false;
     qos.transport().user_transports.push_back(sizedSharedMemory(qos));
     auto udp = std::make_shared<eprosima::fastdds::rtps::UDPv4TransportDescriptor>();
+    udp->receiveBufferSize = receiveBufferSize(qos);
     udp->maxInitialPeersRange = kHostPeersRange;
     if (settings.localhostOnly) {
         udp->interfaceWhiteList.emplace_back("127.0.0.1");

@@ -25,13 +25,20 @@ inline constexpr std::int64_t kAnnouncementPeriodNanoseconds = 250'000'000;
 /// once when the participant starts, so each participant of a process costs this much memory.
 inline constexpr std::uint32_t kSharedMemorySegmentBytes = 16U * 1024U * 1024U;
 
+/// The receive buffer of each UDP socket of a participant, when no profile chose one: Linux's
+/// default of 208 KB holds three 64 KB fragments of an image, so a best-effort image from
+/// another host or from a peer without shared memory was lost whenever the receiving thread fell
+/// a few fragments behind. The kernel gives at most net.core.rmem_max (often 208 KB as well),
+/// which a machine that receives images over UDP raises to this.
+inline constexpr std::uint32_t kUdpReceiveBufferBytes = 8U * 1024U * 1024U;
+
 /// Shortens `qos`'s announcement period to kAnnouncementPeriodNanoseconds when it is Fast DDS's
 /// default; a period that a profile chose is kept.
 void shortenAnnouncementPeriod(eprosima::fastdds::dds::DomainParticipantQos& qos);
 
 /// Applies `settings` to `qos`: the transports and discovery that ROS 2's networking variables
-/// ask for, with shared memory sized by kSharedMemorySegmentBytes. Leaves everything else (a
-/// profile's buffer sizes, say) as it was.
+/// ask for, with shared memory sized by kSharedMemorySegmentBytes and UDP receive buffers of
+/// kUdpReceiveBufferBytes. Leaves everything else (a profile's buffer sizes, say) as it was.
 void applyNetworkSettings(const NetworkSettings& settings,
                           eprosima::fastdds::dds::DomainParticipantQos& qos);
 
