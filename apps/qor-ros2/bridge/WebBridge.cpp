@@ -74,8 +74,13 @@ QOS adaptedQos(const std::vector<DiscoveredEndpoint>& publishers) {
     return qos;
 }
 
-WebBridge::WebBridge(std::int8_t domain, std::regex topics, qorROS2::web::ServerOptions options)
-    : m_domain(domain), m_topics(std::move(topics)), m_discovery(domain) {
+WebBridge::WebBridge(std::int8_t domain, std::regex topics, std::regex services,
+                     qorROS2::web::ServerOptions options)
+    : m_domain(domain),
+      m_topics(std::move(topics)),
+      m_discovery(domain),
+      m_services(domain, std::move(services)) {
+    m_services.takeCallsOf(options);
     options.onClientMessage = [this](const qorROS2::web::ClientMessage& message) {
         publishFromClient(message);
     };
@@ -163,6 +168,7 @@ void WebBridge::refresh() {
         served = m_served.erase(served);
     }
     followClock(topics, endpoints);
+    m_services.refresh(*m_server, m_discovery);
 }
 
 void WebBridge::serve(const std::string& topic, Served& served,

@@ -1,22 +1,28 @@
 // `qor-ros2 bridge web` between a ROS 2 graph of the test and the Foxglove client of
 // tests/peers: topics as channels with their schemas, samples decoded from them, what the client
-// publishes on the graph, /clock as the server's time, and clear errors for bad arguments.
+// publishes on the graph, /clock as the server's time, service calls forwarded to the graph's
+// servers, and clear errors for bad arguments.
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <thread>
 
 #include "../RepeatingPublisher.h"
 #include "CliRuns.h"
 #include "FoxgloveClientHarness.h"
 #include "WaitFor.h"
+#include "qorROS2/ServiceServer.h"
 #include "qorROS2/Subscriber.h"
 #include "qorROS2/rosgraphMsgs.h"
 #include "qorROS2/sensorMsgs.h"
+#include "qorROS2/stdSrvs.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 
 namespace {
@@ -134,6 +140,62 @@ TEST(CliBridgeWeb, FollowsTopicsThatComeAndGoAndGivesClockAsTime) {
     EXPECT_TRUE(lineStartingWith(client, "unadvertise " + id)) << client.output();
 }
 
+TEST(CliBridgeWeb, ForwardsAClientsServiceCallToTheGraphAndWithdrawsTheServiceWhenItGoes) {
+    using qorROS2::stdSrvs::SetBool;
+    auto server = std::make_unique<qorROS2::ServiceServer<SetBool>>("/web/switch", kGraphDomain);
+    std::atomic<bool> stop{false};
+    std::thread serving([&] {
+        while (!stop) {
+            if (server->waitForRequest(std::chrono::milliseconds(20))) {
+                server->handleRequests(
+                    [](const SetBool::Request& request, const qorROS2::ServiceRequestId&) {
+                        return std::optional<SetBool::Response>(
+                            SetBool::Response{request.data, request.data ? "switched on" : "off"});
+                    });
+            }
+        }
+    });
+    std::unique_ptr<qorTest::ChildProcess> bridge;
+    const std::uint16_t port = startBridge(bridge, "--service-whitelist /web/.*", kGraphDomain);
+    ASSERT_NE(port, 0) << bridge->output();
+    qorTest::ChildProcess client(
+        {QOR_NODE_EXECUTABLE, QOR_TEST_PEERS_DIR "/foxglove-call.js", qorWebTest::localUrl(port),
+         "/web/switch", R"({"data":true})", "30"},
+        {qorTest::ChildProcess::MERGED, {}, {}});
+    EXPECT_EQ(lineStartingWith(client, "service "), "service /web/switch std_srvs/srv/SetBool")
+        << client.output() << bridge->output();
+    EXPECT_EQ(lineStartingWith(client, "response ", std::chrono::seconds(30)),
+              "response {\"success\":true,\"message\":\"switched on\"}")
+        << client.output() << bridge->output();
+    stop = true;
+    serving.join();
+    // Its server goes: so does the service.
+    server.reset();
+    EXPECT_TRUE(lineStartingWith(client, "withdrawn /web/switch", std::chrono::seconds(30)))
+        << client.output() << bridge->output();
+    const auto exit = client.waitForExit(std::chrono::seconds(30));
+    ASSERT_TRUE(exit) << client.output();
+    EXPECT_EQ(*exit, 0) << client.output();
+}
+
+TEST(CliBridgeWeb, ACallTheGraphNeverAnswersFailsAfterTheServiceTimeout) {
+    // A server that takes requests and answers none.
+    qorROS2::ServiceServer<qorROS2::stdSrvs::SetBool> silent("/web/silent", kGraphDomain);
+    std::unique_ptr<qorTest::ChildProcess> bridge;
+    const std::uint16_t port =
+        startBridge(bridge, "--service-whitelist /web/.* --service-timeout 0.5", kGraphDomain);
+    ASSERT_NE(port, 0) << bridge->output();
+    qorTest::ChildProcess client(
+        {QOR_NODE_EXECUTABLE, QOR_TEST_PEERS_DIR "/foxglove-call.js", qorWebTest::localUrl(port),
+         "/web/silent", R"({"data":true})", "30"},
+        {qorTest::ChildProcess::MERGED, {}, {}});
+    EXPECT_EQ(lineStartingWith(client, "failure ", std::chrono::seconds(30)),
+              "failure no answer within 500 ms")
+        << client.output() << bridge->output();
+    EXPECT_TRUE(silent.waitForRequest(qorTest::kDeliveryDeadline))
+        << "the call never reached the graph's server";
+}
+
 TEST(CliBridgeWeb, TellsAClientWhyItsBytesCannotBePublished) {
     std::unique_ptr<qorTest::ChildProcess> bridge;
     const std::uint16_t port = startBridge(bridge, "", kGraphDomain);
@@ -152,6 +214,18 @@ TEST(CliBridgeWeb, RefusesBadArgumentsWithAClearError) {
         badRegex.errors.rfind("qor-ros2: --topic-whitelist: '(' is not a regular expression: ", 0),
         0u)
         << badRegex.errors;
+    const auto badServices =
+        qorCliTest::runCliSplit("bridge web --service-whitelist '('", kGraphDomain);
+    EXPECT_EQ(badServices.exitCode, 1);
+    EXPECT_EQ(badServices.errors.rfind(
+                  "qor-ros2: --service-whitelist: '(' is not a regular expression: ", 0),
+              0u)
+        << badServices.errors;
+    const auto longTimeout =
+        qorCliTest::runCliSplit("bridge web --service-timeout 1e300", kGraphDomain);
+    EXPECT_EQ(longTimeout.exitCode, 1);
+    EXPECT_EQ(longTimeout.errors,
+              "qor-ros2: --service-timeout must be at most 86400 seconds, not 1e+300\n");
     const auto badPort = qorCliTest::runCliSplit("bridge web --port 70000", kGraphDomain);
     EXPECT_EQ(badPort.exitCode, 1);
     EXPECT_EQ(badPort.errors, "qor-ros2: --port must be between 0 and 65535, not 70000\n");
