@@ -3,11 +3,10 @@
 // The demo node's parameters offered to web clients, beside the ROS 2 parameter services.
 
 #include <cstddef>
-#include <deque>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "common/ParameterRequestQueue.h"
 #include "qorROS2/ROS2ParameterServer.h"
 #include "qorROS2/web/FoxgloveServer.h"
 
@@ -22,7 +21,9 @@ namespace qorDemo {
 class DemoWebParameters {
   public:
     /// Has the parameter requests of the server that `options` will make queued here.
-    void takeRequestsOf(qorROS2::web::ServerOptions& options);
+    void takeRequestsOf(qorROS2::web::ServerOptions& options) {
+        m_requests.takeRequestsOf(options);
+    }
 
     /// Between steps, on the step loop's thread: answers the requests that wait, in order, from
     /// `parameters`. Returns how many it took.
@@ -35,17 +36,10 @@ class DemoWebParameters {
                             qorROS2::web::FoxgloveServer& server);
 
   private:
-    struct Waiting {
-        std::vector<std::string> names;                   // of a get: none asks for all
-        std::vector<qorROS2::web::Parameter> parameters;  // of a set
-        bool set = false;
-        qorROS2::web::ParameterReply reply;
-    };
+    static void answer(const qorApps::ParameterRequest& request,
+                       qorROS2::ROS2ParameterServer& parameters);
 
-    static void answer(const Waiting& waiting, qorROS2::ROS2ParameterServer& parameters);
-
-    std::mutex m_mutex;
-    std::deque<Waiting> m_waiting;
+    qorApps::ParameterRequestQueue m_requests;
 };
 
 }  // namespace qorDemo

@@ -79,8 +79,10 @@ WebBridge::WebBridge(std::int8_t domain, std::regex topics, std::regex services,
     : m_domain(domain),
       m_topics(std::move(topics)),
       m_discovery(domain),
-      m_services(domain, std::move(services)) {
+      m_services(domain, std::move(services)),
+      m_parameters(domain, m_discovery) {
     m_services.takeCallsOf(options);
+    m_parameters.takeRequestsOf(options);
     options.onClientMessage = [this](const qorROS2::web::ClientMessage& message) {
         publishFromClient(message);
     };
@@ -92,6 +94,7 @@ WebBridge::WebBridge(std::int8_t domain, std::regex topics, std::regex services,
         m_changed.notify_all();
     };
     m_server = std::make_unique<qorROS2::web::FoxgloveServer>(std::move(options));
+    m_parameters.start(*m_server);
 }
 
 WebBridge::~WebBridge() {
@@ -104,6 +107,7 @@ WebBridge::~WebBridge() {
     if (m_clock) {
         m_clock->onSample({});
     }
+    m_parameters.stop();
     m_server.reset();
 }
 

@@ -3,7 +3,8 @@
 // Serves the topics of a ROS 2 domain to web clients: each topic of a known type becomes a
 // channel while some endpoint uses it, is subscribed only while a client wants it, /clock
 // gives the server its time, and what clients publish goes out on the topic they name. The
-// domain's services are offered too, each call forwarded to the service's server.
+// domain's services are offered too, each call forwarded to the service's server, and the nodes'
+// parameters.
 
 #include <condition_variable>
 #include <cstdint>
@@ -14,6 +15,7 @@
 #include <set>
 #include <string>
 
+#include "bridge/WebParameterForwarder.h"
 #include "bridge/WebServiceForwarder.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/RawPublisher.h"
@@ -72,6 +74,7 @@ class WebBridge {
     std::map<std::string, std::unique_ptr<qorROS2::RawPublisher>> m_publishers;  // by topic
 
     WebServiceForwarder m_services;
+    WebParameterForwarder m_parameters;
 
     std::mutex m_changeMutex;
     std::condition_variable m_changed;
