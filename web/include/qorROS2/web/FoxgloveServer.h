@@ -196,6 +196,7 @@ class QORWEB_EXPORT FoxgloveServer final : public LiveFeed {
 
     /// Any thread: sends each client subscribed to some of `changed` (subscribeParameterUpdates)
     /// their new values. The program calls it whenever a parameter changes, whoever changed it.
+    /// A client that subscribed with no names follows every parameter, those that come later too.
     void updateParameters(const std::vector<Parameter>& changed);
 
     /// Whether some client is subscribed to channel `id`.
