@@ -3,7 +3,8 @@
 // prints "ok <what>" for each check and "error <what, expected and seen>" at the first that fails
 // (exit 1), then "done" (exit 0):
 //   - the parameters and parametersSubscribe capabilities;
-//   - getParameters of NODE.camera.rate and NODE.use_sim_time, answered with the request's id;
+//   - getParameters of NODE.camera.rate and NODE.use_sim_time, answered with the request's id
+//     (asked again until the values come, for a server that has not seen the node yet);
 //   - setParameters of camera.rate to 12.5, answered with the new value, and the update pushed to
 //     this client, subscribed to camera.rate;
 //   - setParameters of use_sim_time (read-only) and of camera.rate beyond its range, each refused
@@ -108,8 +109,15 @@ async function main() {
   console.log("ok capabilities");
   client.subscribeParameterUpdates([rate]);
 
-  client.getParameters([rate, simTime], "get-1");
-  const got = await until(() => answers.get("get-1"), "no answer to get-1");
+  // Asked again until the node's values come: a bridge may not have seen the node yet.
+  let got = [];
+  for (let attempt = 1; valueOf(got, rate) === undefined; ++attempt) {
+    if (attempt > 1) await new Promise((resolve) => setTimeout(resolve, 200));
+    const id = `get-${attempt}`;
+    client.getParameters([rate, simTime], id);
+    got = await until(() => answers.get(id), `no answer to ${id}`);
+    if (attempt * 200 > timeout) fail(`no value of ${rate} in ${JSON.stringify(got)}`);
+  }
   console.log(`ok get camera.rate ${valueOf(got, rate)} use_sim_time ${valueOf(got, simTime)}`);
 
   const done = await set([{ name: rate, value: 12.5, type: "float64" }], "set-1");

@@ -15,8 +15,9 @@ namespace {
 namespace rcl = qorROS2::rclInterfaces;
 namespace web = qorROS2::web;
 
-// How long one call of a node's parameter service may take, its discovery included.
-constexpr std::chrono::seconds kParameterCallTimeout{2};
+// How long one call of a node's parameter service may wait for its answer, after waiting for the
+// service as ros2 param does (kParameterServiceWait).
+constexpr std::chrono::seconds kParameterCallTimeout{5};
 // How often the thread looks for parameter events when no request wakes it.
 constexpr std::chrono::milliseconds kEventPeriod{50};
 
@@ -43,16 +44,12 @@ std::unique_ptr<qorROS2::ServiceClient<Srv>> clientOf(const qorROS2::TopicDiscov
                                              : qorROS2::ServiceWire::fastRtps);
 }
 
-// Calls `client` with `request`: its response, or nothing when none came in time.
+// Calls `client` with `request`: whether its response came in time.
 template <typename Srv>
 bool callWithin(qorROS2::ServiceClient<Srv>& client, const typename Srv::Request& request,
                 typename Srv::Response& response) {
-    const auto deadline = std::chrono::steady_clock::now() + kParameterCallTimeout;
-    if (!client.waitForService(kParameterCallTimeout)) {
-        return false;
-    }
-    const auto left = deadline - std::chrono::steady_clock::now();
-    return left > left.zero() && client.call(request, response, left);
+    return client.waitForService(kParameterServiceWait) &&
+           client.call(request, response, kParameterCallTimeout);
 }
 
 }  // namespace

@@ -24,8 +24,8 @@ namespace qorCli {
 /// Offers the parameters of every node of the graph that serves them, named as ROS 2 web bridges
 /// name them: the node's full name, a dot and the parameter ("/qor_ros2_demo.camera.rate").
 /// A get or set goes to the node's get_parameters, list_parameters and set_parameters services,
-/// on a thread of its own, so that a node slow to answer (each call waits at most
-/// kParameterCallTimeout) holds up neither the server nor the graph's refresh; a refused set
+/// on a thread of its own, so that a node slow to answer (each call waits a bounded time for the
+/// service, then for its answer) holds up neither the server nor the graph's refresh; a refused set
 /// comes back with the node's reason. Each change a node publishes on /parameter_events goes to
 /// the clients subscribed to it.
 class WebParameterForwarder {
