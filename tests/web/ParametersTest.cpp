@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -15,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "WaitFor.h"
 #include "WebTestClient.h"
 #include "qorROS2/web/FoxgloveServer.h"
 
@@ -340,6 +342,24 @@ TEST(FoxgloveServerParameters, EachBadRequestGetsItsErrorAndTheClientStays) {
     EXPECT_EQ(request->names, std::vector<std::string>{"a"});
     EXPECT_TRUE(request->reply.respond({{"a", 1.0}}));
     EXPECT_EQ(nextOp(client, "parameterValues").at("id"), "ok");
+}
+
+TEST(FoxgloveServerParameters, AnAnswerAfterTheClientLeftOrTheServerStoppedIsNotSent) {
+    RequestBox box;
+    auto server = std::make_unique<FoxgloveServer>(parameterServer(box));
+    auto leaving = std::make_unique<RawWebSocket>(server->port());
+    RawWebSocket staying(server->port());
+    leaving->sendText(R"({"op":"getParameters","parameterNames":["a"],"id":"gone"})");
+    staying.sendText(R"({"op":"getParameters","parameterNames":["a"],"id":"here"})");
+    const auto gone = box.wait(0);
+    const auto here = box.wait(1);
+    ASSERT_TRUE(gone && here);
+    leaving.reset();
+    ASSERT_TRUE(qorTest::waitFor([&] { return server->clients().size() == 1; }))
+        << server->clients().size() << " clients";
+    EXPECT_FALSE(gone->reply.respond({{"a", true}})) << "an answer went to a client that left";
+    server.reset();
+    EXPECT_FALSE(here->reply.respond({{"a", true}})) << "an answer went out of a stopped server";
 }
 
 TEST(FoxgloveServerParameters, ReadOnlyServersAndThrowingHandlersAnswerWithErrors) {
