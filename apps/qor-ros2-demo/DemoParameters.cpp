@@ -96,6 +96,9 @@ DemoParameters::DemoParameters(DemoOptions& options, const Overrides& overrides)
         rcl::SetParametersResult result = check(parameters);
         if (result.successful) {
             apply(parameters);
+            for (const rcl::Parameter& parameter : parameters) {
+                m_changed.insert(parameter.name);
+            }
         }
         return result;
     });
@@ -146,6 +149,12 @@ DemoParameters::DemoParameters(DemoOptions& options, const Overrides& overrides)
     } catch (const std::invalid_argument& error) {
         throw UsageError(error.what());
     }
+}
+
+std::vector<std::string> DemoParameters::takeChanged() {
+    std::vector<std::string> changed(m_changed.begin(), m_changed.end());
+    m_changed.clear();
+    return changed;
 }
 
 void DemoParameters::bind(DemoBridge& bridge, Pacing& pacing) {

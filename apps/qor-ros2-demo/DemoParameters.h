@@ -1,7 +1,9 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "DemoBridge.h"
 #include "DemoOptions.h"
@@ -45,6 +47,10 @@ class DemoParameters {
 
     qorROS2::ROS2ParameterServer& server() { return *m_server; }
 
+    /// The parameters set since the last call, whoever set them (a ROS 2 client, a web client),
+    /// each named once. On the thread that steps.
+    std::vector<std::string> takeChanged();
+
   private:
     qorROS2::rclInterfaces::SetParametersResult check(
         const std::vector<qorROS2::rclInterfaces::Parameter>& parameters) const;
@@ -53,6 +59,7 @@ class DemoParameters {
     qor::ref_ptr<qorROS2::ROS2ParameterServer> m_server;
     DemoBridge* m_bridge = nullptr;
     Pacing* m_pacing = nullptr;
+    std::set<std::string> m_changed;  // set under the server's lock, in its callback
 };
 
 }  // namespace qorDemo

@@ -38,6 +38,7 @@ DemoWebFeed::DemoWebFeed(const std::vector<DemoTopic>& topics, std::int8_t domai
     // the server keeps the time, and hears it once there is one.
     options.providesTime = true;
     m_services.takeCallsOf(options);
+    m_parameters.takeRequestsOf(options);
     m_server = std::make_unique<qorROS2::web::FoxgloveServer>(std::move(options));
     m_services.advertise(*m_server);
     for (const DemoTopic& topic : topics) {

@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "DemoBridge.h"
+#include "DemoParameters.h"
+#include "DemoWebParameters.h"
 #include "DemoWebServices.h"
 #include "qorROS2/RawPublisher.h"
 #include "qorROS2/RawSubscriber.h"
@@ -32,7 +34,8 @@ inline constexpr int kWebViewNiceness = 10;
 /// sensor nobody else reads is not rendered). The simulation time is the server's time. What a
 /// client publishes on a topic the demo reads (its joint commands) goes out on that topic, as a
 /// ROS 2 node's message would. The simulation services are offered too (DemoWebServices), and
-/// answered by the step loop through answerServiceCalls().
+/// answered by the step loop through answerServiceCalls(), and so are the node's parameters
+/// (DemoWebParameters), through answerParameterRequests().
 ///
 /// Everything but setTime() happens on threads of its own: the step loop is never held up by
 /// clients, however slow they read.
@@ -63,6 +66,17 @@ class DemoWebFeed {
     /// Between steps, on the step loop's thread: answers the service calls of clients that wait.
     std::size_t answerServiceCalls(qorROS2::ROS2SimulationControlServer& control) {
         return m_services.handleCalls(control);
+    }
+
+    /// Between steps, on the step loop's thread: answers the parameter requests of clients that
+    /// wait, then sends subscribed clients the parameters that changed since the last call,
+    /// whoever changed them.
+    void answerParameterRequests(DemoParameters& parameters) {
+        m_parameters.handleRequests(parameters.server());
+        const std::vector<std::string> changed = parameters.takeChanged();
+        if (!changed.empty()) {
+            DemoWebParameters::pushChanges(parameters.server(), changed, *m_server);
+        }
     }
 
     /// Samples handed to the server so far, over all channels.
@@ -98,6 +112,7 @@ class DemoWebFeed {
     std::map<std::string, std::unique_ptr<qorROS2::RawPublisher>> m_publishers;  // by topic
 
     DemoWebServices m_services;
+    DemoWebParameters m_parameters;
 
     // Last but the thread: it stops calling back before what the callbacks use goes.
     std::unique_ptr<qorROS2::web::FoxgloveServer> m_server;

@@ -153,6 +153,9 @@ int run(qorDemo::DemoOptions options, const qorDemo::DemoParameters::Overrides& 
         }
         bridge.entities().handleRequests();
         parameters.serve(bridge.time());
+        if (web) {
+            web->answerParameterRequests(parameters);
+        }
         if (control.quitRequested()) {
             break;
         }

@@ -28,6 +28,7 @@ using qorROS2::web::Service;
 using qorROS2::web::ServiceCall;
 using qorROS2::web::ServiceReply;
 using qorWebTest::Frame;
+using qorWebTest::nextOp;
 using qorWebTest::RawWebSocket;
 
 const Service kStep{"/step_simulation",
@@ -84,22 +85,6 @@ std::vector<std::uint8_t> callFrame(std::uint32_t serviceId, std::uint32_t callI
     frame.insert(frame.end(), encoding.begin(), encoding.end());
     frame.insert(frame.end(), payload.begin(), payload.end());
     return frame;
-}
-
-// The next message whose op is `op`, skipping the others; null when the connection ended first.
-json nextOp(RawWebSocket& socket, const std::string& op) {
-    for (;;) {
-        const Frame frame = socket.read();
-        if (frame.closed) {
-            return nullptr;
-        }
-        if (frame.text) {
-            json message = json::parse(frame.data);
-            if (message.at("op") == op) {
-                return message;
-            }
-        }
-    }
 }
 
 // The next binary message, skipping text; empty when the connection ended first.

@@ -21,6 +21,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -119,6 +120,22 @@ class RawWebSocket {
     boost::asio::io_context m_context;
     websocket::stream<tcp::socket> m_socket;
 };
+
+/// The next message whose op is `op`, skipping the others; null when the connection ended first.
+inline nlohmann::json nextOp(RawWebSocket& socket, const std::string& op) {
+    for (;;) {
+        const Frame frame = socket.read();
+        if (frame.closed) {
+            return nullptr;
+        }
+        if (frame.text) {
+            nlohmann::json message = nlohmann::json::parse(frame.data);
+            if (message.at("op") == op) {
+                return message;
+            }
+        }
+    }
+}
 
 /// The server's warnings, written on its thread and read on the test's.
 struct LogLines {

@@ -146,6 +146,10 @@ void ServerCore::connected(const std::shared_ptr<WebSession>& session) {
     if (session->announcesTime) {
         capabilities.push_back("time");
     }
+    if (m_options.onGetParameters) {
+        capabilities.push_back("parameters");
+        capabilities.push_back("parametersSubscribe");
+    }
     session->queueText(serverInfoJson(m_options.name, capabilities,
                                       std::vector<std::pair<std::string, std::string>>(
                                           m_options.metadata.begin(), m_options.metadata.end()),
@@ -217,7 +221,10 @@ void ServerCore::reportError(WebSession& session, const std::string& message) {
 }
 
 void ServerCore::handleText(WebSession& session, const std::string& message) {
-    const ClientRequest request = parseClientRequest(message);
+    const ClientRequest request = parseClientRequest(message, m_options.maxParameterNames);
+    if (handleParameterRequest(session, request)) {
+        return;
+    }
     SubscriptionChanges changes;
     std::string refusal;
     {
@@ -273,6 +280,8 @@ void ServerCore::handleText(WebSession& session, const std::string& message) {
                         }
                     }
                 },
+                // Parameter requests were handled above.
+                [](const auto&) {},
             },
             request);
     }
@@ -624,6 +633,10 @@ ServiceId FoxgloveServer::addService(const Service& service) {
 
 void FoxgloveServer::removeService(ServiceId id) {
     m_impl->removeService(id);
+}
+
+void FoxgloveServer::updateParameters(const std::vector<Parameter>& changed) {
+    m_impl->updateParameters(changed);
 }
 
 bool FoxgloveServer::hasSubscribers(ChannelId id) const {

@@ -1,5 +1,7 @@
 #include "ProtocolMessages.h"
 
+#include "ParameterJson.h"
+
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -82,6 +84,40 @@ std::vector<std::uint32_t> idArray(const json& message, const char* field, const
         ids.push_back(static_cast<std::uint32_t>(element.get<std::uint64_t>()));
     }
     return ids;
+}
+
+// The array `field` of a parameter request, refused before anything is copied out of it when it
+// is longer than the server takes.
+const json& parameterList(const json& message, const char* field, const std::string& op,
+                          std::size_t maxParameterNames) {
+    const json& list = arrayField(message, field, op);
+    if (list.size() > maxParameterNames) {
+        throw std::invalid_argument(op + ": " + std::to_string(list.size()) +
+                                    " parameters, more than the " +
+                                    std::to_string(maxParameterNames) + " one request may name");
+    }
+    return list;
+}
+
+std::vector<std::string> parameterNames(const json& message, const std::string& op,
+                                        std::size_t maxParameterNames) {
+    std::vector<std::string> names;
+    for (const json& element : parameterList(message, "parameterNames", op, maxParameterNames)) {
+        names.push_back(parameterNameFromJson(element, op));
+    }
+    return names;
+}
+
+// The optional "id" of a parameter request, which its answer carries back.
+std::optional<std::string> requestId(const json& message, const std::string& op) {
+    const auto found = message.find("id");
+    if (found == message.end() || found->is_null()) {
+        return std::nullopt;
+    }
+    if (!found->is_string()) {
+        throw std::invalid_argument(op + ": \"id\" must be a string");
+    }
+    return found->get<std::string>();
 }
 
 }  // namespace
@@ -185,7 +221,7 @@ std::array<std::uint8_t, 9> timeFrame(std::int64_t timeNs) {
     return frame;
 }
 
-ClientRequest parseClientRequest(const std::string& text) {
+ClientRequest parseClientRequest(const std::string& text, std::size_t maxParameterNames) {
     const json message = json::parse(text, nullptr, false);
     if (message.is_discarded()) {
         throw std::invalid_argument("the message is not valid JSON");
@@ -222,6 +258,24 @@ ClientRequest parseClientRequest(const std::string& text) {
     }
     if (op == "unadvertise") {
         return ClientUnadvertise{idArray(message, "channelIds", op)};
+    }
+    if (op == "getParameters") {
+        return GetParameters{parameterNames(message, op, maxParameterNames),
+                             requestId(message, op)};
+    }
+    if (op == "setParameters") {
+        SetParameters request;
+        for (const json& element : parameterList(message, "parameters", op, maxParameterNames)) {
+            request.parameters.push_back(parameterFromJson(element, op));
+        }
+        request.id = requestId(message, op);
+        return request;
+    }
+    if (op == "subscribeParameterUpdates") {
+        return SubscribeParameterUpdates{parameterNames(message, op, maxParameterNames)};
+    }
+    if (op == "unsubscribeParameterUpdates") {
+        return UnsubscribeParameterUpdates{parameterNames(message, op, maxParameterNames)};
     }
     // Capped so that a client cannot make the reply as long as its message.
     throw std::invalid_argument("unsupported operation \"" + op.substr(0, 64) + "\"");

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -65,12 +66,28 @@ struct ClientAdvertise {
 struct ClientUnadvertise {
     std::vector<std::uint32_t> channelIds;
 };
-using ClientRequest = std::variant<Subscribe, Unsubscribe, ClientAdvertise, ClientUnadvertise>;
+struct GetParameters {
+    std::vector<std::string> names;  // none: every parameter
+    std::optional<std::string> id;
+};
+struct SetParameters {
+    std::vector<Parameter> parameters;
+    std::optional<std::string> id;
+};
+struct SubscribeParameterUpdates {
+    std::vector<std::string> names;  // none: every parameter
+};
+struct UnsubscribeParameterUpdates {
+    std::vector<std::string> names;  // none: every subscription
+};
+using ClientRequest =
+    std::variant<Subscribe, Unsubscribe, ClientAdvertise, ClientUnadvertise, GetParameters,
+                 SetParameters, SubscribeParameterUpdates, UnsubscribeParameterUpdates>;
 
 /// Reads a text message of a client. Throws std::invalid_argument with the text a status message
-/// gives the client: not JSON, no "op", an operation this server does not offer, or a field
-/// missing or of the wrong kind.
-ClientRequest parseClientRequest(const std::string& text);
+/// gives the client: not JSON, no "op", an operation this server does not offer, a field missing
+/// or of the wrong kind, or a parameter request naming more than `maxParameterNames`.
+ClientRequest parseClientRequest(const std::string& text, std::size_t maxParameterNames);
 
 /// The parts of a client's binary Message Data frame.
 struct ClientData {

@@ -15,13 +15,12 @@
 #include <thread>
 #include <vector>
 
+#include "ProtocolMessages.h"
 #include "qorROS2/web/FoxgloveServer.h"
 
 namespace qorROS2::web::detail {
 
 class WebSession;
-
-struct ClientServiceCall;
 
 // Its handlers and sessions point at it without owning it: it outlives them, since the I/O
 // context it holds destroys whatever handler is left when it goes. The replies to service calls,
@@ -65,6 +64,13 @@ class ServerCore : public std::enable_shared_from_this<ServerCore> {
     bool answer(std::uint64_t ticket, const std::vector<std::uint8_t>* response,
                 const std::string& failure);
 
+    void updateParameters(const std::vector<Parameter>& changed);
+    /// Any thread: sends the client `clientId` a status warning saying `refusal` (when not
+    /// empty), then `parameters` when `sendsValues`. Returns whether it was sent anything.
+    bool sendParameters(std::uint64_t clientId, const std::optional<std::string>& requestId,
+                        bool sendsValues, const std::vector<Parameter>& parameters,
+                        const std::string& refusal);
+
     /// Guards the channels, the sessions' subscriptions and their outboxes.
     std::mutex& mutex() const { return m_mutex; }
 
@@ -79,6 +85,10 @@ class ServerCore : public std::enable_shared_from_this<ServerCore> {
     void handleText(WebSession& session, const std::string& message);
     void handleBinary(WebSession& session, const std::string& message);
     void handleServiceCall(WebSession& session, const ClientServiceCall& request);
+    /// Handles a request of the parameters capability; false for any other.
+    bool handleParameterRequest(WebSession& session, const ClientRequest& request);
+    void subscribeParameters(WebSession& session, const SubscribeParameterUpdates& request);
+    void unsubscribeParameters(WebSession& session, const UnsubscribeParameterUpdates& request);
 
     ServerOptions m_options;
     std::string m_sessionId;

@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,8 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     std::map<std::uint32_t, ClientChannel> clientChannels;  // by the client's channel id
     std::map<std::uint32_t, std::uint64_t> pendingCalls;    // the server's ticket by call id
     bool announcesTime = false;
+    std::set<std::string> parameterSubscriptions;
+    bool subscribedToEveryParameter = false;  // an empty subscribeParameterUpdates
     std::uint64_t sentSamples = 0;
     std::uint64_t droppedSamples = 0;
     std::uint64_t errors = 0;

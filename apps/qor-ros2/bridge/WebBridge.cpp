@@ -74,8 +74,15 @@ QOS adaptedQos(const std::vector<DiscoveredEndpoint>& publishers) {
     return qos;
 }
 
-WebBridge::WebBridge(std::int8_t domain, std::regex topics, qorROS2::web::ServerOptions options)
-    : m_domain(domain), m_topics(std::move(topics)), m_discovery(domain) {
+WebBridge::WebBridge(std::int8_t domain, std::regex topics, std::regex services,
+                     qorROS2::web::ServerOptions options)
+    : m_domain(domain),
+      m_topics(std::move(topics)),
+      m_discovery(domain),
+      m_services(domain, std::move(services)),
+      m_parameters(domain, m_discovery) {
+    m_services.takeCallsOf(options);
+    m_parameters.takeRequestsOf(options);
     options.onClientMessage = [this](const qorROS2::web::ClientMessage& message) {
         publishFromClient(message);
     };
@@ -87,6 +94,7 @@ WebBridge::WebBridge(std::int8_t domain, std::regex topics, qorROS2::web::Server
         m_changed.notify_all();
     };
     m_server = std::make_unique<qorROS2::web::FoxgloveServer>(std::move(options));
+    m_parameters.start(*m_server);
 }
 
 WebBridge::~WebBridge() {
@@ -99,6 +107,7 @@ WebBridge::~WebBridge() {
     if (m_clock) {
         m_clock->onSample({});
     }
+    m_parameters.stop();
     m_server.reset();
 }
 
@@ -163,6 +172,7 @@ void WebBridge::refresh() {
         served = m_served.erase(served);
     }
     followClock(topics, endpoints);
+    m_services.refresh(*m_server, m_discovery);
 }
 
 void WebBridge::serve(const std::string& topic, Served& served,

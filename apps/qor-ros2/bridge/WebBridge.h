@@ -2,7 +2,9 @@
 
 // Serves the topics of a ROS 2 domain to web clients: each topic of a known type becomes a
 // channel while some endpoint uses it, is subscribed only while a client wants it, /clock
-// gives the server its time, and what clients publish goes out on the topic they name.
+// gives the server its time, and what clients publish goes out on the topic they name. The
+// domain's services are offered too, each call forwarded to the service's server, and the nodes'
+// parameters.
 
 #include <condition_variable>
 #include <cstdint>
@@ -13,6 +15,8 @@
 #include <set>
 #include <string>
 
+#include "bridge/WebParameterForwarder.h"
+#include "bridge/WebServiceForwarder.h"
 #include "qorROS2/QOS.h"
 #include "qorROS2/RawPublisher.h"
 #include "qorROS2/RawSubscriber.h"
@@ -29,8 +33,10 @@ qorROS2::QOS adaptedQos(const std::vector<qorROS2::DiscoveredEndpoint>& publishe
 class WebBridge {
   public:
     /// Watches domain `domain` and starts the server that `options` describes; only topics whose
-    /// whole name `topics` matches are served. Throws what FoxgloveServer throws.
-    WebBridge(std::int8_t domain, std::regex topics, qorROS2::web::ServerOptions options);
+    /// whole name `topics` matches are served, and services whose whole name `services` matches
+    /// offered. Throws what FoxgloveServer throws.
+    WebBridge(std::int8_t domain, std::regex topics, std::regex services,
+              qorROS2::web::ServerOptions options);
     ~WebBridge();
     WebBridge(const WebBridge&) = delete;
     WebBridge& operator=(const WebBridge&) = delete;
@@ -66,6 +72,9 @@ class WebBridge {
 
     std::mutex m_publishersMutex;
     std::map<std::string, std::unique_ptr<qorROS2::RawPublisher>> m_publishers;  // by topic
+
+    WebServiceForwarder m_services;
+    WebParameterForwarder m_parameters;
 
     std::mutex m_changeMutex;
     std::condition_variable m_changed;

@@ -26,6 +26,9 @@
 #include "FoxgloveClientHarness.h"
 #include "WaitFor.h"
 #include "WebTestClient.h"
+#include "qorROS2/ROS2ParameterServer.h"
+#include "qorROS2/ServiceClient.h"
+#include "qorROS2/rclInterfaces.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 
 namespace {
@@ -238,6 +241,64 @@ TEST(DemoWeb, AFoxgloveClientPausesStepsAndResetsTheSimulationThroughItsServices
     }
 
     // The demo went on through it all, and ends as it always does.
+    EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
+}
+
+TEST(DemoWeb, AFoxgloveClientGetsSetsAndFollowsTheNodesParametersAsROS2SeesThem) {
+    namespace rcl = qorROS2::rclInterfaces;
+    // A camera at one image a second, never rendered: no client subscribes to it.
+    qorTest::ChildProcess demo(
+        {QOR_DEMO, "--web", "0", "--camera-rate", "1", "--lidar-rate", "0"},
+        {qorTest::ChildProcess::MERGED, {"ROS_DOMAIN_ID=" + std::to_string(kDomain)}, {}});
+    const std::string serving = "Serving the demo's topics to Foxglove on ws://127.0.0.1:";
+    const auto line = lineStartingWith(demo, serving);
+    ASSERT_TRUE(line) << demo.output();
+    const auto port = static_cast<std::uint16_t>(std::stoul(line->substr(serving.size())));
+
+    qorTest::ChildProcess client({QOR_NODE_EXECUTABLE, QOR_TEST_PEERS_DIR "/foxglove-parameters.js",
+                                  qorWebTest::localUrl(port), "/qor_ros2_demo", "3", "30"},
+                                 {qorTest::ChildProcess::MERGED, {}, {}});
+    ASSERT_TRUE(lineStartingWith(client, "waiting for ROS 2", std::chrono::seconds(60)))
+        << client.output() << demo.output();
+    EXPECT_TRUE(lineStartingWith(client, "ok get camera.rate 1 use_sim_time true"))
+        << client.output();
+    EXPECT_TRUE(lineStartingWith(client, "ok update camera.rate 12.5")) << client.output();
+    EXPECT_TRUE(
+        lineStartingWith(client,
+                         "ok refused use_sim_time: /qor_ros2_demo.use_sim_time could not be set: "
+                         "parameter 'use_sim_time' cannot be set because it is read-only"))
+        << client.output();
+    EXPECT_TRUE(lineStartingWith(client,
+                                 "ok refused camera.rate: /qor_ros2_demo.camera.rate could not be "
+                                 "set: Parameter {camera.rate} doesn't comply with floating point "
+                                 "range."))
+        << client.output();
+    EXPECT_TRUE(
+        lineStartingWith(client,
+                         "ok all /qor_ros2_demo.as_fast_as_possible,/qor_ros2_demo.camera.height,"
+                         "/qor_ros2_demo.camera.rate,/qor_ros2_demo.camera.width,"))
+        << client.output();
+
+    // The web client's change is the node's, as ROS 2 sees it; and a change from ROS 2 reaches
+    // the web client.
+    qorROS2::ServiceClient<rcl::GetParameters> get("/qor_ros2_demo/get_parameters", kDomain);
+    qorROS2::ServiceClient<rcl::SetParameters> set("/qor_ros2_demo/set_parameters", kDomain);
+    ASSERT_TRUE(get.waitForService(std::chrono::seconds(20)));
+    ASSERT_TRUE(set.waitForService(std::chrono::seconds(20)));
+    rcl::GetParameters::Response values{};
+    ASSERT_TRUE(get.call({{"camera.rate"}}, values, std::chrono::seconds(20)));
+    ASSERT_EQ(values.values.size(), 1u);
+    EXPECT_EQ(values.values[0].double_value, 12.5);
+    rcl::SetParameters::Response results{};
+    ASSERT_TRUE(set.call({{qorROS2::parameter("camera.rate", qorROS2::parameterValue(3.0))}},
+                         results, std::chrono::seconds(20)));
+    ASSERT_EQ(results.results.size(), 1u);
+    EXPECT_TRUE(results.results[0].successful) << results.results[0].reason;
+
+    const auto exit = client.waitForExit(std::chrono::seconds(60));
+    ASSERT_TRUE(exit) << client.output() << demo.output();
+    EXPECT_EQ(*exit, 0) << client.output() << demo.output();
+    EXPECT_TRUE(lineStartingWith(client, "ok update from ROS 2 camera.rate 3")) << client.output();
     EXPECT_EQ(demo.stop(SIGINT, qorTest::kDeliveryDeadline), 0) << demo.output();
 }
 

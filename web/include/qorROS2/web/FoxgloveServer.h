@@ -13,6 +13,14 @@
 //       queue.push({call, reply});  // answered later, from another thread: reply.respond(bytes)
 //   };
 //   server.addService({"/step_simulation", "simulation_interfaces/srv/StepSimulation", ...});
+//
+// Parameters are offered when ServerOptions::onGetParameters is set; the program answers each
+// request through its ParameterReply and tells subscribed clients of changes:
+//
+//   options.onGetParameters = [&](const std::vector<std::string>& names, ParameterReply reply) {
+//       reply.respond(valuesOf(names));  // empty names: every parameter
+//   };
+//   server.updateParameters({{"/node.rate", 30.0}});
 
 #include <chrono>
 #include <cstddef>
@@ -25,6 +33,7 @@
 
 #include "qorROS2/web/Export.h"
 #include "qorROS2/web/LiveFeed.h"
+#include "qorROS2/web/Parameters.h"
 
 namespace qorROS2::web {
 
@@ -129,6 +138,19 @@ struct ServerOptions {
     /// writing frames to many clients takes the CPU the simulation leaves, never the simulation's:
     /// clients of a machine that is short of CPU miss frames instead (they get the newest).
     int niceness = 0;
+    /// Called on the server's thread with the names a client's getParameters asks for (none: it
+    /// asks for every parameter); when empty, the server offers no parameters. It must return
+    /// quickly: the values go back through `reply`, from any thread, possibly later. An exception
+    /// it throws is reported to the client as an error.
+    std::function<void(const std::vector<std::string>& names, ParameterReply reply)>
+        onGetParameters;
+    /// Called on the server's thread with the parameters a client's setParameters gives (a value
+    /// not set asks to unset one); the reply carries the values they have afterwards. When empty,
+    /// clients may read parameters but not set them.
+    std::function<void(const std::vector<Parameter>& parameters, ParameterReply reply)>
+        onSetParameters;
+    /// The most parameters one request may name, and the most one client may subscribe to.
+    std::size_t maxParameterNames = 1000;
     /// Where warnings go, one line each; empty: standard error.
     std::function<void(const std::string&)> log;
 };
@@ -171,6 +193,11 @@ class QORWEB_EXPORT FoxgloveServer final : public LiveFeed {
     ServiceId addService(const Service& service);
     /// Withdraws a service; calls of it that wait are still answered.
     void removeService(ServiceId id);
+
+    /// Any thread: sends each client subscribed to some of `changed` (subscribeParameterUpdates)
+    /// their new values. The program calls it whenever a parameter changes, whoever changed it.
+    /// A client that subscribed with no names follows every parameter, those that come later too.
+    void updateParameters(const std::vector<Parameter>& changed);
 
     /// Whether some client is subscribed to channel `id`.
     bool hasSubscribers(ChannelId id) const;
