@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -143,13 +144,18 @@ TEST(LiveViewBrowser, ShowsTheDemoAndMovesAJointFromItsSlider) {
     const auto joints = wordsAfter(lines, "joints ");
     ASSERT_TRUE(joints && joints->size() == 2) << evidence;
     EXPECT_GT(std::stod(joints->at(1)), std::stod(joints->at(0))) << evidence;
-    // The bridge offers no service calls: the simulation buttons say so and cannot be used.
-    for (const std::string id : {"play", "pause", "step", "reset"}) {
+    // The bridge forwards the demo's simulation services: each button calls the one it needs.
+    const std::map<std::string, std::string> calls = {{"play", "/set_simulation_state"},
+                                                      {"pause", "/set_simulation_state"},
+                                                      {"step", "/step_simulation"},
+                                                      {"reset", "/reset_simulation"}};
+    for (const auto& [id, service] : calls) {
         EXPECT_EQ(wordsAfter(lines, "control " + id + " "),
-                  (std::vector<std::string>{"disabled", "this", "server", "does", "not", "offer",
-                                            "service", "calls"}))
+                  (std::vector<std::string>{"enabled", "calls", service}))
             << evidence;
     }
+    // An action's own services are hidden, and the bridge leaves them out without a word.
+    EXPECT_EQ(bridge->output().find("_action/"), std::string::npos) << evidence;
     EXPECT_TRUE(wordsAfter(lines, "moved " + kJoint + " ")) << evidence;
 
     // The command the page published moved the simulated joint.

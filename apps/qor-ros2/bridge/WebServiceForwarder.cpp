@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "qorROS2/RosNames.h"
 #include "qorROS2/typesupport/TypeSupport.h"
 
 namespace qorCli {
@@ -40,7 +41,10 @@ void WebServiceForwarder::refresh(qorROS2::web::FoxgloveServer& server,
     std::set<std::string> present;
     for (const qorROS2::DiscoveredTopic& service : services) {
         const qorROS2::DiscoveredServiceEndpoint* endpoint = serverOf(service.name, endpoints);
+        // Hidden services (an action's own, under _action/) stay hidden, as `ros2 service list`
+        // keeps them.
         if (endpoint == nullptr || service.types.size() != 1 ||
+            qorROS2::isHiddenTopicName(service.name) ||
             !std::regex_match(service.name, m_services)) {
             continue;
         }

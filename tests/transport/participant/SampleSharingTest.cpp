@@ -56,6 +56,13 @@ TEST(SampleSharing, DeeperAndKeepAllHistoriesOfLargeSamplesSizePayloadsPerSample
               SampleMemory::sizedPerSample);
 }
 
+TEST(SampleSharing, TransientLocalHistoriesOfLargeSamplesSizePayloadsPerSample) {
+    // A late reader gets a latched image through the transports.
+    EXPECT_EQ(
+        sampleMemoryFor(true, QOS{QOS::TRANSIENT_LOCAL, QOS::RELIABLE, QOS::KEEP_LAST, 1}, false),
+        SampleMemory::sizedPerSample);
+}
+
 TEST(SampleSharing, SecuredParticipantsShareNoHistory) {
     EXPECT_EQ(sampleMemoryFor(true, keepLast(5), true), SampleMemory::sizedPerSample);
 }

@@ -23,7 +23,11 @@ SampleMemory sampleMemoryFor(bool largeSamples, const QOS& qos, bool secured) {
     if (!largeSamples) {
         return SampleMemory::grownInPlace;
     }
-    const bool sharable = qos.history == QOS::KEEP_LAST && qos.depth <= kDeepestSharedHistory;
+    // A late reader of a transient-local writer gets its history through the transports: Fast
+    // DDS 2.9 does not hand a shared history's older samples to a reader that matched after
+    // they were written (a `topic pub --once` image never reached its latched subscriber).
+    const bool sharable = qos.history == QOS::KEEP_LAST && qos.depth <= kDeepestSharedHistory &&
+                          qos.durability == QOS::VOLATILE;
     return sharable && !secured ? SampleMemory::sharedHistory : SampleMemory::sizedPerSample;
 }
 

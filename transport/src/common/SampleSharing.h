@@ -46,7 +46,7 @@ enum class SampleMemory {
 bool carriesLargeSamples(const std::string& ddsTypeName);
 
 /// How an endpoint with `qos` keeps its payloads: sharedHistory for a type of large samples
-/// (`largeSamples`) with a keep-last history of at most kDeepestSharedHistory, unless the
+/// (`largeSamples`) with a volatile keep-last history of at most kDeepestSharedHistory, unless the
 /// participant is `secured` (Fast DDS shares no history of a protected topic, and a history it
 /// does not share is not held to the bound); sizedPerSample for the other endpoints of such a
 /// type; grownInPlace for every other type.
