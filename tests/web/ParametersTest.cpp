@@ -38,28 +38,7 @@ struct Request {
     ParameterReply reply;
 };
 
-struct RequestBox {
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::vector<Request> requests;
-
-    void add(Request request) {
-        {
-            const std::lock_guard<std::mutex> lock(mutex);
-            requests.push_back(std::move(request));
-        }
-        arrived.notify_all();
-    }
-    // The `index`-th request, once it came (bounded: a missing one fails the test, not hangs it).
-    std::optional<Request> wait(std::size_t index) {
-        std::unique_lock<std::mutex> lock(mutex);
-        if (!arrived.wait_for(lock, std::chrono::seconds(10),
-                              [&] { return requests.size() > index; })) {
-            return std::nullopt;
-        }
-        return requests[index];
-    }
-};
+using RequestBox = qorWebTest::HandedOver<Request>;
 
 ServerOptions parameterServer(RequestBox& box) {
     ServerOptions options;

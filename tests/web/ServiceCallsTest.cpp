@@ -39,35 +39,14 @@ const Service kStep{"/step_simulation",
                     "simulation_interfaces/Result result\n"};
 
 // The calls the server hands over, kept for the test to answer.
-struct CallBox {
-    std::mutex mutex;
-    std::condition_variable arrived;
-    std::vector<std::pair<ServiceCall, ServiceReply>> calls;
-
-    void add(const ServiceCall& call, ServiceReply reply) {
-        {
-            const std::lock_guard<std::mutex> lock(mutex);
-            calls.emplace_back(call, std::move(reply));
-        }
-        arrived.notify_all();
-    }
-    // The `index`-th call, once it came (bounded: a missing call fails the test, not hangs it).
-    std::optional<std::pair<ServiceCall, ServiceReply>> wait(std::size_t index) {
-        std::unique_lock<std::mutex> lock(mutex);
-        if (!arrived.wait_for(lock, std::chrono::seconds(10),
-                              [&] { return calls.size() > index; })) {
-            return std::nullopt;
-        }
-        return calls[index];
-    }
-};
+using CallBox = qorWebTest::HandedOver<std::pair<ServiceCall, ServiceReply>>;
 
 ServerOptions serviceServer(CallBox& box) {
     ServerOptions options;
     options.port = 0;
     options.log = [](const std::string&) {};
     options.onServiceCall = [&box](const ServiceCall& call, ServiceReply reply) {
-        box.add(call, std::move(reply));
+        box.add({call, std::move(reply)});
     };
     return options;
 }
@@ -234,10 +213,7 @@ TEST(FoxgloveServerServices, EachFailedCallGetsAServiceCallFailureAndTheClientSt
     };
     EXPECT_EQ(failure(99, 1, "cdr"), "there is no service 99");
     EXPECT_EQ(failure(id, 2, "json"), "/step_simulation takes the encoding cdr, not \"json\"");
-    {
-        const std::lock_guard<std::mutex> lock(box.mutex);
-        EXPECT_EQ(box.calls.size(), 0u) << "the handler saw a call that failed";
-    }
+    EXPECT_EQ(box.size(), 0u) << "the handler saw a call that failed";
 
     // Unanswered: the client hears of it after the timeout, and a late answer goes nowhere.
     EXPECT_EQ(failure(id, 3, "cdr"), "no answer within 200 ms");

@@ -17,6 +17,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -179,5 +180,37 @@ inline HttpAnswer httpRequest(std::uint16_t port, const std::string& target,
     return {response.result_int(), std::string(response[http::field::content_type]),
             response.body()};
 }
+
+/// What a server handed the program on its own thread (a call, a parameter request), kept for
+/// the test to look at and answer.
+template <typename Item>
+class HandedOver {
+  public:
+    void add(Item item) {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_items.push_back(std::move(item));
+        }
+        m_arrived.notify_all();
+    }
+    /// The `index`-th item, once it came (bounded: a missing one fails the test, not hangs it).
+    std::optional<Item> wait(std::size_t index) {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (!m_arrived.wait_for(lock, std::chrono::seconds(10),
+                                [&] { return m_items.size() > index; })) {
+            return std::nullopt;
+        }
+        return m_items[index];
+    }
+    std::size_t size() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_items.size();
+    }
+
+  private:
+    std::mutex m_mutex;
+    std::condition_variable m_arrived;
+    std::vector<Item> m_items;
+};
 
 }  // namespace qorWebTest

@@ -407,6 +407,12 @@ bool ServerCore::answer(std::uint64_t ticket, const std::vector<std::uint8_t>* r
     return sent;
 }
 
+void ServerCore::queueTextForEveryClient(const std::string& text) {
+    for (const auto& [clientId, session] : m_sessions) {
+        session->queueText(text);
+    }
+}
+
 ServiceId ServerCore::addService(const Service& service) {
     if (!m_options.onServiceCall) {
         throw std::logic_error("web server: services need ServerOptions::onServiceCall");
@@ -418,9 +424,7 @@ ServiceId ServerCore::addService(const Service& service) {
     const ServiceId id = m_nextService++;
     m_services.emplace(id, service);
     const std::string advertise = advertiseServicesJson({{id, service}});
-    for (const auto& [clientId, session] : m_sessions) {
-        session->queueText(advertise);
-    }
+    queueTextForEveryClient(advertise);
     return id;
 }
 
@@ -430,9 +434,7 @@ void ServerCore::removeService(ServiceId id) {
         return;
     }
     const std::string unadvertise = unadvertiseServicesJson(id);
-    for (const auto& [clientId, session] : m_sessions) {
-        session->queueText(unadvertise);
-    }
+    queueTextForEveryClient(unadvertise);
 }
 
 void ServerCore::subscribe(WebSession& session, std::uint32_t subscriptionId, ChannelId channel,
@@ -482,9 +484,7 @@ ChannelId ServerCore::addChannel(const Channel& channel) {
     const ChannelId id = m_nextChannel++;
     m_channels.emplace(id, channel);
     const std::string advertise = advertiseJson({{id, channel}});
-    for (const auto& [clientId, session] : m_sessions) {
-        session->queueText(advertise);
-    }
+    queueTextForEveryClient(advertise);
     return id;
 }
 

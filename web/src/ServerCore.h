@@ -81,6 +81,8 @@ class ServerCore : public std::enable_shared_from_this<ServerCore> {
     void unsubscribe(WebSession& session, std::uint32_t subscriptionId,
                      std::vector<std::pair<ChannelId, bool>>& changes);
     std::size_t subscriberCount(ChannelId id) const;
+    /// Under the mutex: queues `text` for every connected client.
+    void queueTextForEveryClient(const std::string& text);
     void notify(const std::vector<std::pair<ChannelId, bool>>& changes) const;
     void handleText(WebSession& session, const std::string& message);
     void handleBinary(WebSession& session, const std::string& message);
