@@ -16,6 +16,10 @@ constexpr std::chrono::milliseconds kReaderWait{100};
 // How often a reply for a Cyclone client looks again: its reader is told apart by the id its
 // discovery announced, which may come after the match.
 constexpr std::chrono::milliseconds kReaderPoll{10};
+// How long a server that goes away gives its last replies to reach their clients. A reply is
+// sent before the server's owner moves on, often to exit: without this wait, a reply that needs
+// a second transmission (its first lost on a busy host) would die with the writer.
+constexpr std::chrono::seconds kReplyDelivery{2};
 
 std::string serviceIdUserData() {
     return "serviceid=" + nextClientServiceId() + ";";
@@ -35,6 +39,8 @@ ServiceServerCore::ServiceServerCore(const std::string& service, const ServiceWi
 
 ServiceServerCore::~ServiceServerCore() {
     m_requests.onSample(nullptr);
+    // Returns at once when every reply was acknowledged, or its client has left.
+    m_replies.waitForAcknowledgments(kReplyDelivery);
 }
 
 bool ServiceServerCore::take(std::vector<std::uint8_t>& payload, ReceivedRequest& request) {
