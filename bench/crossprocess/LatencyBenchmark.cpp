@@ -4,7 +4,10 @@
 // JointStates, reliable and best effort. One-way latency is half a round trip. Both sides poll
 // their reader in a loop, as the simulation's step path polls its subscriptions.
 //
-//   qorTransportLatencyBenchmark [--repetitions N] [--round-trips N]
+//   qorTransportLatencyBenchmark [--repetitions N] [--round-trips N] [--stack NAME]
+//
+// --stack measures one stack alone (ours, fastdds, fastdds_ros, cyclone), for a profiler to
+// look at it without the others.
 //
 // Every case runs once per stack per repetition, stacks interleaved, so that load from elsewhere
 // on the machine falls on all of them alike; the table gives the median over the repetitions of
@@ -12,6 +15,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -43,7 +47,12 @@ constexpr auto kRoundTripTimeout = std::chrono::milliseconds(200);
 struct Options {
     int repetitions = 3;
     int roundTrips = 5000;
+    std::vector<Stack> stacks{kStacks.begin(), kStacks.end()};
 };
+
+bool measured(const Options& options, Stack stack) {
+    return std::find(options.stacks.begin(), options.stacks.end(), stack) != options.stacks.end();
+}
 
 struct Case {
     Shape shape;
@@ -161,7 +170,7 @@ int runBenchmark(const Options& options) {
     int run = 0;
     for (int repetition = 0; repetition < options.repetitions; ++repetition) {
         for (std::size_t c = 0; c < cases.size(); ++c) {
-            for (Stack stack : kStacks) {
+            for (Stack stack : options.stacks) {
                 const Figures figures = measure(stack, cases[c], run++, options);
                 std::printf(
                     "run %d: %-16s %-11s %-8s median %7.1f us  p99 %7.1f us  "
@@ -186,7 +195,7 @@ int runBenchmark(const Options& options) {
         return median(values);
     };
     for (std::size_t c = 0; c < cases.size(); ++c) {
-        for (Stack stack : kStacks) {
+        for (Stack stack : options.stacks) {
             const std::vector<Figures>& all = runs[{c, stack}];
             int lost = 0;
             for (const Figures& one : all) {
@@ -199,7 +208,10 @@ int runBenchmark(const Options& options) {
         }
     }
 
-    for (Stack baseline : {Stack::RawFastDds, Stack::RawFastDdsRosSettings}) {
+    for (Stack baseline : {Stack::RawFastDds, Stack::RawFastDdsRosSettings, Stack::Cyclone}) {
+        if (!measured(options, Stack::Ours) || !measured(options, baseline)) {
+            continue;
+        }
         std::printf("\nours / %s (goal: median and p99 <= 1.10)\n", stackName(baseline));
         for (std::size_t c = 0; c < cases.size(); ++c) {
             const std::vector<Figures>& ours = runs[{c, Stack::Ours}];
@@ -224,7 +236,16 @@ int main(int argc, char** argv) {
     return runBenchmarkProgram(argc, argv, "qorTransportLatencyBenchmark", "--echo", runEcho, [&] {
         Options options;
         if (argc < 2 || std::string(argv[1]) != "--echo") {
-            parseNumericOptions(argc, argv,
+            // "--stack NAME" is taken out before the numeric options are read.
+            std::vector<char*> rest;
+            for (int i = 0; i < argc; ++i) {
+                if (std::string(argv[i]) == "--stack" && i + 1 < argc) {
+                    options.stacks = {stackNamed(argv[++i])};
+                } else {
+                    rest.push_back(argv[i]);
+                }
+            }
+            parseNumericOptions(static_cast<int>(rest.size()), rest.data(),
                                 {{"--repetitions", &options.repetitions, 1},
                                  {"--round-trips", &options.roundTrips, 1}});
         }

@@ -21,6 +21,9 @@
 //   qorNtROS2EndpointPeer drain <domain> <topic> <type> <qos> <seconds>
 //       takes every sample of <type> ("clock", "joint_state" or "image") as it comes; <qos> is
 //       "clock" or "sensor"
+//   qorNtROS2EndpointPeer answer-once <domain> <service> <seconds>
+//       serves std_srvs/srv/SetBool, answers the first request with success and the message
+//       "bye", and returns from main right after the answer; exits 1 when time runs out first
 //   qorNtROS2EndpointPeer discover <domain> <seconds>
 //       holds a topic discovery of the domain, so that the process both announces its node and
 //       reads the announcements of others
@@ -36,10 +39,12 @@
 #include <vector>
 
 #include "../cdr/KnownRecords.h"
+#include "../services/ServiceBytes.h"
 #include "qorROS2/Messages.h"
 #include "qorROS2/NodeIdentity.h"
 #include "qorROS2/Publisher.h"
 #include "qorROS2/QOS.h"
+#include "qorROS2/RawServiceServer.h"
 #include "qorROS2/Subscriber.h"
 #include "qorROS2/TopicDiscovery.h"
 
@@ -219,6 +224,20 @@ int drainSamples(std::int8_t domain, const std::string& topic, const QOS& qos,
     return 0;
 }
 
+int answerOnce(std::int8_t domain, const std::string& service, Clock::time_point deadline) {
+    RawServiceServer server(service, "std_srvs/srv/SetBool", domain);
+    RawServiceRequest request;
+    while (Clock::now() < deadline) {
+        if (server.takeRequest(request)) {
+            const ReplyOutcome outcome =
+                server.sendReply(request.id, qorTest::setBoolResponse(true, "bye"));
+            return outcome == ReplyOutcome::sent ? 0 : 1;
+        }
+        server.waitForRequest(std::chrono::milliseconds(20));
+    }
+    return 1;
+}
+
 int discover(std::int8_t domain, Clock::time_point deadline) {
     const TopicDiscovery discovery(domain);
     while (Clock::now() < deadline) {
@@ -284,6 +303,9 @@ int main(int rawArgc, char** rawArgv) {
         }
         if (argc == 7 && args[1] == "drain") {
             return drain(args, deadlineOf(argv[6]));
+        }
+        if (argc == 5 && args[1] == "answer-once") {
+            return answerOnce(domainOf(argv[2]), args[3], deadlineOf(argv[4]));
         }
         if (argc == 4 && args[1] == "discover") {
             return discover(domainOf(argv[2]), deadlineOf(argv[3]));

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "ChildProcess.h"
 #include "ServiceBytes.h"
 #include "WaitFor.h"
 #include "endpoints/RawPayloadWriter.h"
@@ -255,6 +256,32 @@ TEST(RawService, BadArgumentsAreRefusedWithTheirReason) {
     }
     RawServiceClient client(uniqueService("refuse"), kSetBool, kDomain);
     EXPECT_THROW(client.sendRequest({0x01}), std::invalid_argument);
+}
+
+// A server in another process that answers and exits at once: its reply lies in its shared memory
+// until the client has read it, so the server's end must wait for the client, or the reply dies
+// with the process. A fresh server in each round, so that each reply is the first the client
+// reads from that server's memory.
+TEST(RawService, AServerThatAnswersAndExitsAtOnceStillDeliversItsReply) {
+    constexpr int kRounds = 5;
+    for (int round = 0; round < kRounds; ++round) {
+        const std::string service = uniqueService("answer_once_" + std::to_string(round));
+        qorTest::ChildProcess server(
+            {QOR_ENDPOINT_PEER, "answer-once", std::to_string(kDomain), service, "60"},
+            {qorTest::ChildProcess::SEPARATE, {}, ""});
+        ASSERT_TRUE(server.started()) << server.startError();
+        RawServiceClient client(service, kSetBool, kDomain);
+        ASSERT_TRUE(client.waitForService(qorTest::kDeliveryDeadline)) << "round " << round;
+
+        const std::optional<Bytes> reply = client.call(qorTest::setBoolRequest(true), 10s);
+
+        ASSERT_TRUE(reply.has_value()) << "round " << round << ": no reply within 10 s\n"
+                                       << server.errors();
+        EXPECT_EQ(*reply, qorTest::setBoolResponse(true, "bye")) << qorTest::hex(*reply);
+        const std::optional<int> code = server.waitForExit(qorTest::Deadline(10s));
+        ASSERT_TRUE(code) << "round " << round << ": the server still runs";
+        EXPECT_EQ(*code, 0) << server.errors();
+    }
 }
 
 }  // namespace

@@ -34,9 +34,10 @@ struct RawServiceRequest {
 /// rq/<service>Request and writes replies to rr/<service>Reply, as ROS 2 nodes do, for clients
 /// of rmw_fastrtps's wire and of rmw_cyclonedds's alike (each answered in its own). Requests
 /// wait in the server's history (as deep as its QOS says) until taken; each is answered at most
-/// once, right away or later (from another step of a loop). Destroying a server waits up to 2 s
-/// for the replies it sent to be acknowledged by clients still there, so that a program may
-/// answer and exit. Not copyable; a moved-from server serves nothing.
+/// once, right away or later (from another step of a loop). Destroying a server waits up to 1 s
+/// for the replies it sent to be acknowledged by the clients still matched, so that a program
+/// may answer and exit (a reply between processes on one host lives in the server's shared
+/// memory until the client has read it). Not copyable; a moved-from server serves nothing.
 ///
 /// Threads: any method may be called from any thread. The callback of onRequest() runs on a
 /// thread of the middleware.

@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds kReaderPoll{10};
 // How long a server that goes away gives its last replies to reach their clients. A reply is
 // sent before the server's owner moves on, often to exit: without this wait, a reply that needs
 // a second transmission (its first lost on a busy host) would die with the writer.
-constexpr std::chrono::seconds kReplyDelivery{2};
+constexpr std::chrono::seconds kReplyDelivery{1};
 
 std::string serviceIdUserData() {
     return "serviceid=" + nextClientServiceId() + ";";
@@ -39,8 +39,12 @@ ServiceServerCore::ServiceServerCore(const std::string& service, const ServiceWi
 
 ServiceServerCore::~ServiceServerCore() {
     m_requests.onSample(nullptr);
-    // Returns at once when every reply was acknowledged, or its client has left.
-    m_replies.waitForAcknowledgments(kReplyDelivery);
+    // Looks in slices, so that a client that left without acknowledging (its reader unmatched)
+    // does not hold the owner for the whole time.
+    const auto deadline = std::chrono::steady_clock::now() + kReplyDelivery;
+    while (!m_replies.waitForAcknowledgments(kReaderPoll) && m_replies.matchedSubscriptions() > 0 &&
+           std::chrono::steady_clock::now() < deadline) {
+    }
 }
 
 bool ServiceServerCore::take(std::vector<std::uint8_t>& payload, ReceivedRequest& request) {
