@@ -3,10 +3,12 @@
 // The untyped part of a Subscriber: a DDS reader on a leased topic.
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -75,6 +77,8 @@ class ReaderEndpoint : public LeasedEndpoint {
     std::unique_ptr<Listener> m_listener;
     eprosima::fastdds::dds::Subscriber* m_subscriber = nullptr;
     eprosima::fastdds::dds::DataReader* m_reader = nullptr;
+    // The count of arrivals read before the last take that found nothing; none at first.
+    std::atomic<std::uint64_t> m_emptyAt{std::numeric_limits<std::uint64_t>::max()};
 };
 
 }  // namespace qorROS2::transport::endpoints
