@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AllocationCounter.h"
@@ -116,6 +119,57 @@ TEST(PublishSubscribe, KeepLastDeliversTheOldestWaitingSampleFirst) {
 
 TEST(PublishSubscribe, KeepLastDropsTheOldestSamplesBeyondItsDepth) {
     EXPECT_EQ(receivedAfterSending("depth", 3, 6), (std::vector<std::int32_t>{4, 5, 6}));
+}
+
+// A poll that finds nothing skips the middleware until data is said to have arrived. Each sample
+// here is the last one for a while (the next is sent only once it was taken), so a sample that
+// came between a take that found nothing and the poll's bookkeeping would never be taken: every
+// one of them must be, by polling alone, in order and none twice, while the samples are sent
+// from another thread.
+TEST(PublishSubscribe, PollingAloneTakesEverySampleThatArrivesWhileItPolls) {
+    constexpr std::int32_t kSamples = 5000;
+    const std::string topic = uniqueTopic("polled");
+    const QOS qos{QOS::VOLATILE, QOS::RELIABLE, QOS::KEEP_ALL, 0};
+    Publisher<rosgraphMsgs::Clock> publisher(topic, qos, kSharedTestDomain);
+    Subscriber<rosgraphMsgs::Clock> subscriber(topic, qos, kSharedTestDomain);
+    ASSERT_TRUE(qorTest::waitForMatch(publisher, subscriber)) << topic;
+
+    std::atomic<std::int32_t> taken{0};
+    std::atomic<bool> stuck{false};
+    std::thread sending([&] {
+        rosgraphMsgs::Clock tick{};
+        for (std::int32_t sample = 1; sample <= kSamples && !stuck; ++sample) {
+            tick.clock.sec = sample;
+            publisher.sendMessage(tick);
+            while (taken.load() < sample && !stuck) {
+                std::this_thread::yield();
+            }
+        }
+    });
+    std::vector<std::int32_t> received;
+    received.reserve(kSamples);
+    rosgraphMsgs::Clock tick{};
+    auto lastTake = std::chrono::steady_clock::now();
+    while (static_cast<std::int32_t>(received.size()) < kSamples) {
+        if (subscriber.receiveMessage(tick)) {
+            received.push_back(tick.clock.sec);
+            taken = static_cast<std::int32_t>(received.size());
+            lastTake = std::chrono::steady_clock::now();
+        } else if (std::chrono::steady_clock::now() - lastTake > std::chrono::seconds(10)) {
+            stuck = true;
+            break;
+        }
+    }
+    sending.join();
+
+    ASSERT_FALSE(stuck) << "no sample taken for 10 s after sample " << taken.load()
+                        << "; a take that waits now: " << subscriber.waitForSample(
+                                                                 std::chrono::seconds(0));
+    ASSERT_EQ(received.size(), static_cast<std::size_t>(kSamples));
+    for (std::int32_t i = 0; i < kSamples; ++i) {
+        ASSERT_EQ(received[static_cast<std::size_t>(i)], i + 1) << "at " << i;
+    }
+    EXPECT_FALSE(subscriber.receiveMessage(tick)) << "taken twice: " << tick.clock.sec;
 }
 
 TEST(PublishSubscribe, NothingWaitingLeavesTheRecordUntouched) {
