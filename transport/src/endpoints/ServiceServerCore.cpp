@@ -17,8 +17,9 @@ constexpr std::chrono::milliseconds kReaderWait{100};
 // discovery announced, which may come after the match.
 constexpr std::chrono::milliseconds kReaderPoll{10};
 // How long a server that goes away gives its last replies to reach their clients. A reply is
-// sent before the server's owner moves on, often to exit: without this wait, a reply that needs
-// a second transmission (its first lost on a busy host) would die with the writer.
+// sent before the server's owner moves on, often to exit; between processes of one host it lies
+// in the server's shared memory until the client has read it, and on a busy host the client may
+// not have read it yet when the process ends.
 constexpr std::chrono::seconds kReplyDelivery{1};
 
 std::string serviceIdUserData() {
