@@ -163,8 +163,8 @@ TEST(PublishSubscribe, PollingAloneTakesEverySampleThatArrivesWhileItPolls) {
     sending.join();
 
     ASSERT_FALSE(stuck) << "no sample taken for 10 s after sample " << taken.load()
-                        << "; a take that waits now: " << subscriber.waitForSample(
-                                                                 std::chrono::seconds(0));
+                        << "; a take that waits now: "
+                        << subscriber.waitForSample(std::chrono::seconds(0));
     ASSERT_EQ(received.size(), static_cast<std::size_t>(kSamples));
     for (std::int32_t i = 0; i < kSamples; ++i) {
         ASSERT_EQ(received[static_cast<std::size_t>(i)], i + 1) << "at " << i;

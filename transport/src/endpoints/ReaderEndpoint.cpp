@@ -81,9 +81,8 @@ class ReaderEndpoint::Listener : public dds::DataReaderListener {
     bool waitForArrivalAfter(std::uint64_t seen,
                              std::chrono::steady_clock::time_point deadline) const {
         std::unique_lock<std::mutex> lock(m_arrivalMutex);
-        return m_arrived.wait_until(lock, deadline, [&] {
-            return m_arrivals.load(std::memory_order_relaxed) != seen;
-        });
+        return m_arrived.wait_until(
+            lock, deadline, [&] { return m_arrivals.load(std::memory_order_relaxed) != seen; });
     }
 
     void setCallback(std::function<void()> callback) {

@@ -13,9 +13,9 @@
 #include <string>
 
 #include "endpoints/LeasedEndpoint.h"
-#include "qorROS2/MalformedSampleReport.h"
-#include "endpoints/WireSample.h"
 #include "endpoints/SampleIdentity.h"
+#include "endpoints/WireSample.h"
+#include "qorROS2/MalformedSampleReport.h"
 
 namespace qorROS2::transport::endpoints {
 

@@ -21,6 +21,8 @@ constexpr std::chrono::milliseconds kReaderPoll{10};
 // in the server's shared memory until the client has read it, and on a busy host the client may
 // not have read it yet when the process ends.
 constexpr std::chrono::seconds kReplyDelivery{1};
+// How often that wait looks whether its clients are still matched.
+constexpr std::chrono::milliseconds kDeliveryPoll{10};
 
 std::string serviceIdUserData() {
     return "serviceid=" + nextClientServiceId() + ";";
@@ -43,8 +45,8 @@ ServiceServerCore::~ServiceServerCore() {
     // Looks in slices, so that a client that left without acknowledging (its reader unmatched)
     // does not hold the owner for the whole time.
     const auto deadline = std::chrono::steady_clock::now() + kReplyDelivery;
-    while (!m_replies.waitForAcknowledgments(kReaderPoll) && m_replies.matchedSubscriptions() > 0 &&
-           std::chrono::steady_clock::now() < deadline) {
+    while (!m_replies.waitForAcknowledgments(kDeliveryPoll) &&
+           m_replies.matchedSubscriptions() > 0 && std::chrono::steady_clock::now() < deadline) {
     }
 }
 
@@ -174,7 +176,8 @@ ReplyOutcome ServiceServerCore::reply(const ServiceRequestId& id, const std::uin
         }
     }
     const RawPayloadView view{bytes, size};
-    return m_replies.writeRelated(payloadToWrite(view), SampleIdentity{id.clientGuid, id.sequenceNumber})
+    return m_replies.writeRelated(payloadToWrite(view),
+                                  SampleIdentity{id.clientGuid, id.sequenceNumber})
                ? ReplyOutcome::sent
                : ReplyOutcome::refused;
 }
